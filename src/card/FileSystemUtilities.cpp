@@ -1,8 +1,181 @@
 #include "card/FileSystemUtilities.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <QFile>
 #include <QFileInfo>
+#include <vector>
+
+namespace fs = std::filesystem;
 
 namespace FileSystemUtilities {
+
+namespace {
+
+// Names travel as native bytes while walking, so a folder whose name is not
+// valid UTF-8 can still be entered; only the paths handed out are decoded.
+fs::path nativePath(const QString& path)
+{
+    return fs::path(QFile::encodeName(path).toStdString());
+}
+
+QString decodedPath(const fs::path& path)
+{
+    return QFile::decodeName(QByteArray::fromStdString(path.native()));
+}
+
+bool isHidden(const fs::path& path)
+{
+    return path.filename().native().starts_with('.');
+}
+
+// The non-hidden entries of one folder in byte order of their names; empty when
+// the folder cannot be listed. A listing that fails half-way keeps what it got.
+std::vector<fs::directory_entry> listDirectory(const fs::path& folder)
+{
+    std::vector<fs::directory_entry> entries;
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        if (!isHidden(it->path()))
+            entries.push_back(*it);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
+    return entries;
+}
+
+QStringView lastComponent(QStringView path)
+{
+    return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+QString lowerCasedExtension(QStringView fileName)
+{
+    const qsizetype dot = fileName.lastIndexOf(QLatin1Char('.'));
+    return dot > 0 ? fileName.mid(dot + 1).toString().toLower() : QString();
+}
+
+// A name folded for comparison once, instead of on every comparison of a sort.
+using FoldedName = QList<uint>;
+
+FoldedName foldedName(QStringView name)
+{
+    return name.toString().toCaseFolded().toUcs4();
+}
+
+int compareFolded(const FoldedName& a, const FoldedName& b)
+{
+    const auto digitRunEnd = [](const FoldedName& text, qsizetype from) {
+        while (from < text.size() && QChar::isDigit(text[from]))
+            ++from;
+        return from;
+    };
+    const auto skipZeros = [](const FoldedName& text, qsizetype from, qsizetype end) {
+        while (from < end && QChar::digitValue(text[from]) == 0)
+            ++from;
+        return from;
+    };
+
+    int zeroPaddingOrder = 0;
+    qsizetype i = 0;
+    qsizetype j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (QChar::isDigit(a[i]) && QChar::isDigit(b[j])) {
+            const qsizetype aEnd = digitRunEnd(a, i);
+            const qsizetype bEnd = digitRunEnd(b, j);
+            const qsizetype aDigits = skipZeros(a, i, aEnd);
+            const qsizetype bDigits = skipZeros(b, j, bEnd);
+            // Without leading zeros a longer run is a larger number, however long.
+            if (aEnd - aDigits != bEnd - bDigits)
+                return aEnd - aDigits < bEnd - bDigits ? -1 : 1;
+            for (qsizetype k = 0; k < aEnd - aDigits; ++k) {
+                const int difference = QChar::digitValue(a[aDigits + k]) - QChar::digitValue(b[bDigits + k]);
+                if (difference != 0)
+                    return difference;
+            }
+            if (zeroPaddingOrder == 0 && aEnd - i != bEnd - j)
+                zeroPaddingOrder = aEnd - i < bEnd - j ? -1 : 1;
+            i = aEnd;
+            j = bEnd;
+            continue;
+        }
+        if (a[i] != b[j])
+            return a[i] < b[j] ? -1 : 1;
+        ++i;
+        ++j;
+    }
+    if (i < a.size())
+        return 1;
+    if (j < b.size())
+        return -1;
+    return zeroPaddingOrder;
+}
+
+} // namespace
+
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder)
+{
+    for (const fs::directory_entry& entry : listDirectory(nativePath(folder))) {
+        std::error_code error;
+        if (!entry.is_directory(error))
+            continue;
+        const QString childName = decodedPath(entry.path().filename());
+        if (QString::compare(childName, name, Qt::CaseInsensitive) == 0)
+            return decodedPath(entry.path());
+    }
+    return std::nullopt;
+}
+
+QStringList files(const QString& folder, const QSet<QString>& extensions)
+{
+    QStringList found;
+    std::vector<fs::path> pending{nativePath(folder)};
+    while (!pending.empty()) {
+        const fs::path current = std::move(pending.back());
+        pending.pop_back();
+        std::vector<fs::path> subfolders;
+        for (const fs::directory_entry& entry : listDirectory(current)) {
+            std::error_code error;
+            // Only real folders are entered: following a link could walk in circles.
+            if (entry.is_directory(error) && !entry.is_symlink(error)) {
+                subfolders.push_back(entry.path());
+                continue;
+            }
+            if (!entry.is_regular_file(error))
+                continue;
+            const QString path = decodedPath(entry.path());
+            if (extensions.contains(lowerCasedExtension(lastComponent(path))))
+                found.append(path);
+        }
+        // Reversed, so sub-folders are walked in listing order.
+        pending.insert(pending.end(), subfolders.rbegin(), subfolders.rend());
+    }
+    sortByFileName(found);
+    return found;
+}
+
+int compareFileNames(QStringView a, QStringView b)
+{
+    return compareFolded(foldedName(a), foldedName(b));
+}
+
+void sortByFileName(QStringList& paths)
+{
+    std::vector<FoldedName> names;
+    names.reserve(paths.size());
+    for (const QString& path : paths)
+        names.push_back(foldedName(lastComponent(path)));
+    std::vector<qsizetype> order(paths.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(),
+                     [&](qsizetype a, qsizetype b) { return compareFolded(names[a], names[b]) < 0; });
+    QStringList sorted;
+    sorted.reserve(paths.size());
+    for (const qsizetype index : order)
+        sorted.append(paths[index]);
+    paths = std::move(sorted);
+}
 
 qint64 fileSize(const QString& path)
 {

@@ -1,9 +1,41 @@
 #pragma once
 
+#include <optional>
+#include <QSet>
 #include <QString>
+#include <QStringList>
+#include <QStringView>
 
 // Directory and file helpers shared by the scanner and the output naming.
+//
+// Every walk here only reads directory listings; nothing is opened or changed.
+// Hidden entries (a name starting with ".") are skipped, symbolic links to
+// directories are never descended into (so a link loop cannot hang a walk),
+// and a folder that cannot be listed behaves as an empty one. Linux has no
+// bundle directories, so every real sub-folder is walked.
 namespace FileSystemUtilities {
+
+// The first immediate, non-hidden child directory of `folder` whose name equals
+// `name` without regard to letter case. Children are examined in byte order of
+// their names, so of "VIDEO" and "video" the upper-case one wins.
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder);
+
+// Every regular file below `folder`, at any depth, whose lower-cased extension
+// is in `extensions`; sorted by file name alone (see sortByFileName). A link to
+// a regular file counts as that file. A name that is not valid UTF-8 is listed
+// with U+FFFD in place of its bad bytes: it cannot be opened under that path,
+// but it shows in the reports instead of vanishing without a word.
+QStringList files(const QString& folder, const QSet<QString>& extensions);
+
+// Orders file names the way a file browser shows them, the same on every
+// machine: case-insensitive (Unicode case folding) and digit runs compared by
+// numeric value, so CLIP2 comes before CLIP10. Returns <0, 0 or >0. Two names
+// differing only in case are equal; when digit runs differ only in leading
+// zeros, the run with fewer zeros comes first.
+int compareFileNames(QStringView a, QStringView b);
+
+// Stable sort of paths by their last component with compareFileNames.
+void sortByFileName(QStringList& paths);
 
 // Byte size of a regular file; 0 when it does not exist or cannot be read.
 qint64 fileSize(const QString& path);

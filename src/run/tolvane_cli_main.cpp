@@ -1,8 +1,11 @@
 #include "run/AppInfo.h"
+#include "run/ScanCommand.h"
 
+#include <cstdio>
+#include <optional>
 #include <QCoreApplication>
 #include <QStringList>
-#include <QTextStream>
+#include <QTimer>
 
 namespace {
 
@@ -11,9 +14,32 @@ const char* const usageText = R"(Usage: tolvane-cli COMMAND [OPTIONS]
 Turns a Panasonic P2 card into one Apple ProRes .mov per clip, without a window.
 
 Commands:
-  --help       Show this text.
+)";
+
+const char* const generalCommandsText = R"(  --help       Show this text.
   --version    Show the version.
 )";
+
+void write(FILE* stream, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+QString helpText()
+{
+    return QString::fromUtf8(usageText) + ScanCommand::helpText() + QString::fromUtf8(generalCommandsText);
+}
+
+// Prints what the command produced and ends the event loop with its status.
+QCoro::Task<> runScan(QStringList arguments)
+{
+    const ScanCommand::Outcome outcome = co_await ScanCommand::run(std::move(arguments));
+    write(stdout, outcome.standardOutput);
+    write(stderr, outcome.standardError);
+    QCoreApplication::exit(outcome.exitStatus);
+}
 
 } // namespace
 
@@ -24,17 +50,23 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QString::fromLatin1(AppInfo::applicationName));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));
 
-    QTextStream out(stdout);
-    QTextStream err(stderr);
     const QStringList args = app.arguments().mid(1);
     if (args.isEmpty() || args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h")) {
-        out << usageText;
+        write(stdout, helpText());
         return args.isEmpty() ? 2 : 0;
     }
     if (args.first() == QLatin1String("--version")) {
-        out << "tolvane-cli " << AppInfo::version << '\n';
+        write(stdout, QStringLiteral("tolvane-cli %1\n").arg(QString::fromLatin1(AppInfo::version)));
         return 0;
     }
-    err << "tolvane-cli: unknown command “" << args.first() << "”. Try tolvane-cli --help.\n";
+    if (args.first() == QLatin1String("scan")) {
+        // Started inside the event loop, so the exit it asks for at the end is
+        // never lost, however quickly the scan finishes.
+        std::optional<QCoro::Task<>> scan;
+        QTimer::singleShot(0, &app, [&scan, &args] { scan.emplace(runScan(args.mid(1))); });
+        return QCoreApplication::exec();
+    }
+    write(stderr,
+          QStringLiteral("tolvane-cli: unknown command “%1”. Try tolvane-cli --help.\n").arg(args.first()));
     return 2;
 }

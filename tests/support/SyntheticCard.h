@@ -1,9 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <QString>
 #include <QStringList>
-
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -13,25 +12,50 @@
 // Essence is real OP-Atom MXF made by ffmpeg. Every essence file of a clip is
 // given the clip's material package UMID by rewriting the bytes ffmpeg drew at
 // random, and the result is checked with ffprobe.
+//
+// UMIDs: ffmpeg writes the material package UMID (32 bytes) once and the file
+// package UMID several times per file; the builder replaces every occurrence of
+// both whole, so any 64 hexadecimal digits can be chosen, label included. Each
+// file also gets its own file package UMID, derived from the clip's UMID and the
+// file's index (as in camera files, one file package per file).
+//
+// Essence: the video is ffmpeg's test pattern at 30000/1001 fps. Audio file i
+// (0-based) is mono PCM at 48 kHz, a sine of 440·(i+1) Hz peaking at −(6 + 3·i)
+// dBFS, so tracks can be told apart by level and pitch; its length matches the
+// video's frames (1601.6 samples per frame, rounded), and it carries the clip's
+// timecode and creation time like the video. Everything the essence depends on
+// (codec, frames, timecode, creation time, sample size, channel) keys an
+// in-memory template that ffmpeg makes once per process; each file is a copy of
+// its template with the UMIDs patched in.
 namespace SyntheticCard {
 
 enum class VideoCodec {
-    DV25,           // DV 720x480, 29.97 fps
-    DVCProHD1080,   // DVCPRO HD 1280x1080, 29.97 fps
+    DV25,         // DV 720x480, 29.97 fps
+    DVCProHD1080, // DVCPRO HD 1280x1080, 29.97 fps
 };
 
 enum class IdForm {
-    UpperCase,   // 060A2B34…
-    LowerCase,   // 060a2b34…
-    HexPrefix,   // 0x060A2B34…
+    UpperCase, // 060A2B34…
+    LowerCase, // 060a2b34…
+    HexPrefix, // 0x060A2B34…
 };
 
-struct Connection {
+// How much of a written card is read back with ffprobe.
+// Each check costs one ffprobe start (about 0.1 s of CPU); a few run at once.
+enum class Verification {
+    EveryFile,          // every essence file
+    VideoAndFirstAudio, // every video file, the first audio file of each clip and every orphan
+    FirstClip,          // every file of the first clip only: for benchmark cards of hundreds of clips
+};
+
+struct Connection
+{
     QString clipName;
     QString globalClipID;
 };
 
-struct ClipSpec {
+struct ClipSpec
+{
     // Camera clip name: the video file is NAME.MXF, the audio files NAME00.MXF, NAME01.MXF, …
     QString clipName = QStringLiteral("0001AB");
     // 64 hexadecimal digits. Empty: derived deterministically from the clip name.
@@ -39,20 +63,25 @@ struct ClipSpec {
 
     VideoCodec codec = VideoCodec::DV25;
     int frames = 3;
-    // Start timecode written into the MXF (and, unless overridden, into the XML).
+    // Start timecode written into the MXF; empty: none given to ffmpeg (it then writes 00:00:00:00).
+    // With `dropFrame` the MXF timecode is drop frame (ffprobe shows HH:MM:SS;FF); the XML keeps colons.
     QString startTimecode = QStringLiteral("00:00:00:00");
-    // `creation_time` of the essence files, which ffprobe reports as modification_date.
+    // `creation_time` of the essence files, which ffprobe reports as modification_date
+    // (ISO 8601, for example 2026-07-01T15:00:00Z). Unset: the files carry no date.
     std::optional<QString> mxfCreationTime;
+    // Extension of the essence file names (the scanner matches it without regard to case).
+    QString essenceExtension = QStringLiteral("MXF");
 
     // Mono PCM audio essence files written to AUDIO (0 to 16).
     int audioCount = 4;
     int bitsPerSample = 16;
-    // Audio files written with a different UMID than the clip's (index → UMID).
+    // Audio files written with a different UMID than the clip's (index → UMID, 64 hexadecimal digits).
     std::vector<std::pair<int, QString>> audioUmidOverrides;
 
     // --- CLIP XML ---
     bool writeXml = true;
     bool xmlHasGlobalClipID = true;
+    // Applies to the clip's own GlobalClipID and to those of the connections.
     IdForm idForm = IdForm::UpperCase;
     // Number of Audio elements in the XML's EssenceList; unset: audioCount.
     std::optional<int> declaredAudioCount;
@@ -64,8 +93,10 @@ struct ClipSpec {
     std::optional<QString> creationDate = QStringLiteral("2026-07-01T10:00:00-05:00");
     std::optional<QString> shootStartDate = QStringLiteral("2026-07-01T10:00:00-05:00");
     std::optional<QString> lastUpdateDate = QStringLiteral("2026-07-01T10:05:00-05:00");
+    // Empty: the clip name, as cameras write by default.
     QString userClipName;
     QString modelName = QStringLiteral("AJ-HPX3100G");
+    // Relation/Connection of a spanned shot; Relation is written only when one is set.
     std::optional<Connection> top, previous, next;
     // Written into the XML file name instead of NAME.XML when set.
     QString xmlFileName;
@@ -74,13 +105,16 @@ struct ClipSpec {
     QString subfolder;
 };
 
-// An audio essence file that belongs to no clip of the card.
-struct OrphanAudio {
-    QString fileName;   // for example 0099ZZ00.MXF
-    QString umid;       // 64 hexadecimal digits
+// An audio essence file that belongs to no clip of the card, written into AUDIO (or the root of
+// a loose card) with the essence of channel 0 of a default ClipSpec.
+struct OrphanAudio
+{
+    QString fileName; // for example 0099ZZ00.MXF
+    QString umid;     // 64 hexadecimal digits
 };
 
-struct CardSpec {
+struct CardSpec
+{
     std::vector<ClipSpec> clips;
     std::vector<OrphanAudio> orphanAudio;
 
@@ -94,30 +128,39 @@ struct CardSpec {
     QStringList extraFolders;
     // Write every essence file loose into the root, with no P2 folders and no XML.
     bool loose = false;
+    Verification verification = Verification::EveryFile;
 };
 
-struct WrittenClip {
-    QString umid;            // upper case, no prefix
+struct WrittenClip
+{
+    QString umid; // upper case, no prefix
     QString videoPath;
-    QStringList audioPaths;  // in index order
-    QString xmlPath;         // empty when no XML was written
+    QStringList audioPaths; // in index order
+    QString xmlPath;        // empty when no XML was written
 };
 
-struct WrittenCard {
-    QString rootPath;        // the folder to hand to the scanner (the card root)
-    QString contentsPath;    // the folder holding VIDEO/AUDIO/CLIP (root itself when no CONTENTS)
+struct WrittenCard
+{
+    QString rootPath;     // the folder to hand to the scanner (the card root)
+    QString contentsPath; // the folder holding VIDEO/AUDIO/CLIP (root itself when no CONTENTS)
     std::vector<WrittenClip> clips;
+    QStringList orphanAudioPaths; // in the order of CardSpec::orphanAudio
 };
 
-struct Error : std::runtime_error {
+struct Error : std::runtime_error
+{
     using std::runtime_error::runtime_error;
 };
 
 // A clip spec with a deterministic UMID, creation date and timecode for index n (1-based),
-// named like a camera names its clips (0001AB, 0002AB, …).
+// named like a camera names its clips (0001AB, 0002AB, …): start timecode 01:00:00:00 plus
+// 10 s per step of n, XML dates 2026-07-01T10:00:00-05:00 plus one minute per step (last
+// update five minutes later), and the same instant in UTC as the MXF creation time.
 ClipSpec clip(int n, int audioCount = 4);
 
-// The UMID that `clip(n)` carries: 64 upper-case hexadecimal digits.
+// The UMID that `clip(n)` carries: 64 upper-case hexadecimal digits, the SMPTE label of
+// camera UMIDs (060A2B340101010501010D43, length 13, instance 000000) followed by 16
+// material bytes derived from n by hashing.
 QString umidFor(int n);
 
 // Writes the card into `rootPath` (created if needed). Throws Error when ffmpeg or
@@ -128,7 +171,11 @@ WrittenCard write(const CardSpec& spec, const QString& rootPath);
 QString ffmpegPath();
 QString ffprobePath();
 
-// The CLIP XML text the builder writes for a clip.
+// The CLIP XML text the builder writes for a clip, values XML-escaped. Besides the fields
+// of ClipSpec it holds what cameras write beside them (VideoFormat, Codec with its Class,
+// StartBinaryGroup, AspectRatio, AudioFormat, DataSource, Creator, Manufacturer); EditUnit
+// is always 1001/30000, the essence's rate, and Duration is `frames`.
+// Relation/Connection is written only when a neighbour is set.
 QString clipXml(const ClipSpec& clip);
 
 } // namespace SyntheticCard

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <QString>
+#include <QStringList>
+
+// What a scan found under the folder the user chose. Set once by the scanner.
+struct P2CardStructure
+{
+    QString rootURL;
+    std::optional<QString> videoFolder;
+    std::optional<QString> audioFolder;
+    std::optional<QString> clipFolder;
+    std::optional<QString> iconFolder;
+    std::optional<QString> proxyFolder;
+    std::optional<QString> voiceFolder;
+    QStringList videoFiles;
+    QStringList audioFiles;
+    QStringList clipXMLFiles;
+
+    // No card folder was found at all; the file lists do not count.
+    bool isEmpty() const
+    {
+        return !videoFolder && !audioFolder && !clipFolder && !iconFolder && !proxyFolder && !voiceFolder;
+    }
+
+    bool operator==(const P2CardStructure&) const = default;
+};

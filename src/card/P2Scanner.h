@@ -1,0 +1,21 @@
+#pragma once
+
+#include "card/P2CardStructure.h"
+
+#include <QSet>
+#include <QString>
+
+// Finds the card folders under a chosen folder and lists their essence and
+// metadata files. Reads directory listings only; safe on any thread.
+namespace P2Scanner {
+
+// Lower-cased file extensions of each kind of listed file.
+extern const QSet<QString> videoExtensions;
+extern const QSet<QString> audioExtensions;
+extern const QSet<QString> xmlExtensions;
+
+// Accepts a card root or its CONTENTS folder alike. Never fails: a folder that
+// cannot be read or holds no card gives absent folders and empty lists.
+P2CardStructure scan(const QString& rootURL);
+
+} // namespace P2Scanner

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <QString>
+#include <QStringView>
+#include <QXmlStreamAttributes>
+
+// The state of reading one CLIP XML file, fed by the reader's events.
+//
+// It does not know the schema: names are matched by lower-cased substring and
+// the first value of each kind wins (the last for width, height and frame
+// rate), so variants of the clip schema read alike.
+struct P2XMLScanDelegate
+{
+    std::optional<QString> clipName;
+    std::optional<QString> globalClipID;
+    std::optional<double> frameRate;
+    std::optional<int> width;
+    std::optional<int> height;
+    std::optional<QString> startTimecode;
+    // Audio elements seen inside an essence list.
+    int audioElementCount = 0;
+    std::optional<QString> recordingDateTimeRaw;
+    // Character data of the element being read.
+    QString currentText;
+    bool sawEssenceList = false;
+
+    // Element names and attribute names arrive as written, prefix included.
+    void startElement(const QString& name, const QXmlStreamAttributes& attributes);
+    void foundCharacters(QStringView text);
+    void endElement(const QString& name);
+
+    // Applies one name/value pair: an element with its trimmed text, or an attribute.
+    void applyKeyValue(const QString& key, const QString& value);
+};

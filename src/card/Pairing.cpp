@@ -1,0 +1,353 @@
+#include "card/Pairing.h"
+
+#include "card/FileSystemUtilities.h"
+#include "card/P2MetadataParser.h"
+#include "card/ProbeBatch.h"
+#include "card/ShootOrder.h"
+#include "media/FFmpegService.h"
+
+#include <QCoroFuture>
+#include <QSet>
+#include <QtConcurrent>
+
+namespace P2MetadataParser {
+
+namespace {
+
+using Method = P2Clip::PairingMethod;
+
+QString fileName(const QString& path)
+{
+    return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+// The file name without its extension, upper-cased: how clips are named.
+QString videoName(const QString& path)
+{
+    const QString name = fileName(path);
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    return (dot > 0 ? name.left(dot) : name).toUpper();
+}
+
+QStringList fileNames(const QStringList& paths)
+{
+    QStringList names;
+    names.reserve(paths.size());
+    for (const QString& path : paths)
+        names.append(fileName(path));
+    return names;
+}
+
+// The files of `files` grouped by their probed UMID, each group in list order.
+QHash<QString, QStringList> filesByUMID(const QStringList& files, const QHash<QString, QString>& umids)
+{
+    QHash<QString, QStringList> groups;
+    for (const QString& file : files) {
+        const auto umid = umids.constFind(file);
+        if (umid != umids.constEnd())
+            groups[*umid].append(file);
+    }
+    return groups;
+}
+
+// Absent when the XML has none or it is not an internet date-time with a zone.
+std::optional<QDateTime> recordingDateTime(const ClipMetadata& metadata)
+{
+    return metadata.recordingDateTimeRaw ? parseInternetDateTime(*metadata.recordingDateTimeRaw)
+                                         : std::nullopt;
+}
+
+QList<ClipMetadata> parseAll(const QStringList& xmlFiles)
+{
+    QList<ClipMetadata> metadata;
+    metadata.reserve(xmlFiles.size());
+    for (const QString& xmlFile : xmlFiles)
+        metadata.append(parse(xmlFile));
+    return metadata;
+}
+
+// The matching itself: sequential, in memory, no I/O.
+class Matcher
+{
+public:
+    Matcher(const P2CardStructure& structure, const QHash<QString, QString>& videoUMIDs,
+            const QHash<QString, QString>& audioUMIDs, bool probeAvailable)
+        : structure_(structure), videosByUMID_(filesByUMID(structure.videoFiles, videoUMIDs)),
+          audioByUMID_(filesByUMID(structure.audioFiles, audioUMIDs)), probeAvailable_(probeAvailable)
+    {
+    }
+
+    void pairXML(const ClipMetadata& metadata);
+    void pairUnverifiedVideos(bool allowUnsafeFallback);
+    void reportUnusedAudio();
+
+    PairingResult result;
+
+private:
+    PairingReportEntry xmlEntry(const ClipMetadata& metadata) const;
+    void exclude(PairingReportEntry entry, const QString& note);
+    void addClip(P2Clip clip, PairingReportEntry entry);
+    void addFallbackClip(const QString& video, const QStringList& audio, Method method, const QString& note);
+    QStringList unusedAudio() const;
+
+    const P2CardStructure& structure_;
+    const QHash<QString, QStringList> videosByUMID_;
+    const QHash<QString, QStringList> audioByUMID_;
+    const bool probeAvailable_;
+    // Each paired video with the name of the CLIP XML that claimed it.
+    QHash<QString, QString> videoPairedBy_;
+    QSet<QString> usedAudio_;
+};
+
+PairingReportEntry Matcher::xmlEntry(const ClipMetadata& metadata) const
+{
+    PairingReportEntry entry;
+    entry.clipName = metadata.clipName.value_or(videoName(metadata.xmlURL));
+    entry.xmlFile = fileName(metadata.xmlURL);
+    entry.startTimecode = metadata.startTimecode;
+    if (const std::optional<QDateTime> date = recordingDateTime(metadata))
+        entry.recordingDateTimeDisplay = formatInternetDateTime(*date);
+    return entry;
+}
+
+void Matcher::exclude(PairingReportEntry entry, const QString& note)
+{
+    entry.included = false;
+    entry.note = note;
+    result.entries.append(std::move(entry));
+}
+
+void Matcher::addClip(P2Clip clip, PairingReportEntry entry)
+{
+    entry.clipID = clip.id;
+    entry.videoFile = fileName(clip.videoURL);
+    entry.audioFiles = fileNames(clip.audioURLs);
+    entry.method = clip.pairingMethod;
+    entry.included = true;
+    for (const QString& file : clip.audioURLs)
+        usedAudio_.insert(file);
+    result.entries.append(std::move(entry));
+    result.clips.append(std::move(clip));
+}
+
+void Matcher::pairXML(const ClipMetadata& metadata)
+{
+    PairingReportEntry entry = xmlEntry(metadata);
+    if (!metadata.globalClipID) {
+        exclude(std::move(entry), QStringLiteral("CLIP XML has no GlobalClipID (") +
+                                      metadata.parseWarnings.join(QStringLiteral("; ")) + QLatin1Char(')'));
+        return;
+    }
+    if (!probeAvailable_) {
+        exclude(std::move(entry), QStringLiteral("ffprobe unavailable — cannot verify by UMID"));
+        return;
+    }
+    const QString umid = normalizedUMID(*metadata.globalClipID);
+    const QStringList videos = videosByUMID_.value(umid);
+    if (videos.isEmpty()) {
+        exclude(std::move(entry), QStringLiteral("No VIDEO file's UMID matches this clip's GlobalClipID"));
+        return;
+    }
+    if (videos.size() > 1) {
+        exclude(std::move(entry), QStringLiteral("%1 VIDEO files share this UMID").arg(videos.size()));
+        return;
+    }
+    const QString& video = videos.first();
+    if (const auto earlier = videoPairedBy_.constFind(video); earlier != videoPairedBy_.constEnd()) {
+        entry.videoFile = fileName(video);
+        exclude(
+            std::move(entry),
+            QStringLiteral("VIDEO file %1 is already paired by CLIP XML %2").arg(fileName(video), *earlier));
+        return;
+    }
+
+    QStringList audio = audioByUMID_.value(umid);
+    FileSystemUtilities::sortByFileName(audio);
+    const int declared = metadata.audioChannelCount.value_or(0);
+    if (declared != audio.size()) {
+        const QString message = QStringLiteral("CLIP XML declares %1 audio essence(s); found %2 "
+                                               "UMID-matching AUDIO file(s)")
+                                    .arg(declared)
+                                    .arg(audio.size());
+        entry.note = message;
+        result.summaryLines.append(entry.clipName + QStringLiteral(": ") + message + QLatin1Char('.'));
+    }
+    videoPairedBy_.insert(video, *entry.xmlFile);
+
+    P2Clip clip;
+    clip.videoURL = video;
+    clip.audioURLs = audio;
+    clip.xmlURL = metadata.xmlURL;
+    clip.pairingMethod = audio.isEmpty() ? Method::xmlNoAudioInClip : Method::xmlVerified;
+    clip.startTimecode = metadata.startTimecode;
+    clip.frameRate = metadata.frameRate;
+    clip.width = metadata.width;
+    clip.height = metadata.height;
+    clip.recordingDateTime = recordingDateTime(metadata);
+    addClip(std::move(clip), std::move(entry));
+}
+
+void Matcher::addFallbackClip(const QString& video, const QStringList& audio, Method method,
+                              const QString& note)
+{
+    P2Clip clip;
+    clip.videoURL = video;
+    clip.audioURLs = audio;
+    clip.pairingMethod = method;
+    PairingReportEntry entry;
+    entry.clipName = videoName(video);
+    entry.note = note;
+    addClip(std::move(clip), std::move(entry));
+}
+
+QStringList Matcher::unusedAudio() const
+{
+    QStringList unused;
+    for (const QString& file : structure_.audioFiles) {
+        if (!usedAudio_.contains(file))
+            unused.append(file);
+    }
+    return unused;
+}
+
+void Matcher::pairUnverifiedVideos(bool allowUnsafeFallback)
+{
+    QStringList unverified;
+    for (const QString& video : structure_.videoFiles) {
+        if (!videoPairedBy_.contains(video))
+            unverified.append(video);
+    }
+    if (unverified.isEmpty())
+        return;
+
+    if (!allowUnsafeFallback) {
+        QStringList names;
+        for (const QString& video : unverified)
+            names.append(videoName(video));
+        result.summaryLines.append(
+            QStringLiteral("%1 clip(s) have no XML/UMID-verified pairing and were NOT converted because "
+                           "\"Allow unsafe fallback pairing\" is off: %2.")
+                .arg(unverified.size())
+                .arg(names.join(QStringLiteral(", "))));
+        for (const QString& video : unverified) {
+            PairingReportEntry entry;
+            entry.clipName = videoName(video);
+            entry.videoFile = fileName(video);
+            exclude(std::move(entry), QStringLiteral("No XML/UMID match. Enable \"Allow unsafe fallback "
+                                                     "pairing\" in Settings to include this clip."));
+        }
+        return;
+    }
+
+    result.summaryLines.append(QStringLiteral("Unsafe fallback pairing is ON — %1 clip(s) without a verified "
+                                              "XML/UMID match will be paired by filename or sort order. "
+                                              "Double-check their audio manually.")
+                                   .arg(unverified.size()));
+
+    QStringList waiting;
+    for (const QString& video : unverified) {
+        const QString name = videoName(video);
+        QStringList candidates;
+        for (const QString& file : unusedAudio()) {
+            if (videoName(file).startsWith(name))
+                candidates.append(file);
+        }
+        if (candidates.isEmpty()) {
+            waiting.append(video);
+            continue;
+        }
+        addFallbackClip(video, candidates, Method::filenamePrefixUnsafe,
+                        QStringLiteral("Not verified by XML/UMID — matched by filename only"));
+    }
+
+    const QStringList remainingAudio = unusedAudio();
+    const qsizetype paired = std::min(waiting.size(), remainingAudio.size());
+    for (qsizetype i = 0; i < paired; ++i)
+        addFallbackClip(waiting.at(i), {remainingAudio.at(i)}, Method::sortedOrderUnsafe,
+                        QStringLiteral("Not verified — paired purely by sort order"));
+    if (paired > 0)
+        result.summaryLines.append(
+            QStringLiteral("Sorted-order fallback (least reliable): pairing %1 remaining "
+                           "clip(s) with remaining audio files purely by sort order.")
+                .arg(paired));
+    for (qsizetype i = paired; i < waiting.size(); ++i)
+        addFallbackClip(waiting.at(i), {}, Method::unverifiedVideoOnlyUnsafe,
+                        QStringLiteral("No XML/UMID match and no audio found — converting video-only"));
+}
+
+void Matcher::reportUnusedAudio()
+{
+    const QStringList unused = unusedAudio();
+    if (!unused.isEmpty())
+        result.summaryLines.append(QStringLiteral("%1 audio file(s) were not used by any clip: %2.")
+                                       .arg(unused.size())
+                                       .arg(fileNames(unused).join(QStringLiteral(", "))));
+}
+
+// Copies each clip's place in shoot order into the entry that made it.
+void copyShootOrder(const QList<P2Clip>& clips, QList<PairingReportEntry>& entries)
+{
+    QHash<QUuid, const P2Clip*> byID;
+    for (const P2Clip& clip : clips)
+        byID.insert(clip.id, &clip);
+    for (PairingReportEntry& entry : entries) {
+        const P2Clip* clip = entry.clipID ? byID.value(*entry.clipID) : nullptr;
+        if (!clip)
+            continue;
+        if (clip->sortKey)
+            entry.sortKeySource = label(clip->sortKey->source);
+        entry.exportOrderNumber = clip->exportOrderNumber;
+    }
+}
+
+} // namespace
+
+QString normalizedUMID(const QString& umid)
+{
+    QString normalized = umid.toUpper();
+    if (normalized.startsWith(QLatin1String("0X")))
+        normalized.remove(0, 2);
+    return normalized;
+}
+
+QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency)
+{
+    QHash<QString, QString> umids =
+        co_await ProbeBatch::run(std::move(files), concurrency, &FFmpegService::materialPackageUMID);
+    for (QString& umid : umids)
+        umid = normalizedUMID(umid);
+    co_return umids;
+}
+
+QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback)
+{
+    // The XML files are read on a worker thread while the probes run.
+    QFuture<QList<ClipMetadata>> metadataFuture = QtConcurrent::run(parseAll, structure.clipXMLFiles);
+
+    const bool probeAvailable = FFmpegService::resolvedFFprobePath().has_value();
+    QHash<QString, QString> videoUMIDs;
+    QHash<QString, QString> audioUMIDs;
+    if (probeAvailable) {
+        videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency);
+        audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency);
+    }
+    const QList<ClipMetadata> metadata = co_await metadataFuture;
+
+    Matcher matcher(structure, videoUMIDs, audioUMIDs, probeAvailable);
+    if (!probeAvailable)
+        matcher.result.summaryLines.append(QStringLiteral(
+            "ffprobe not found — clips cannot be verified by UMID. Only unsafe fallback pairing "
+            "is possible (enable it in Settings)."));
+    for (const ClipMetadata& clipMetadata : metadata)
+        matcher.pairXML(clipMetadata);
+    matcher.pairUnverifiedVideos(allowUnsafeFallback);
+    matcher.reportUnusedAudio();
+
+    PairingResult result = std::move(matcher.result);
+    const QHash<QUuid, ClipSortKey> keys = co_await resolveShootOrder(result.clips);
+    applyShootOrder(result.clips, keys);
+    copyShootOrder(result.clips, result.entries);
+    co_return result;
+}
+
+} // namespace P2MetadataParser

@@ -1,0 +1,178 @@
+// The conversion of one clip into a ProRes movie.
+
+#include "media/FFmpegError.h"
+#include "media/FFmpegService.h"
+#include "media/OutputTailCollector.h"
+#include "media/ProcessRunner.h"
+#include "media/ToolText.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <QFile>
+#include <QFileInfo>
+#include <QScopeGuard>
+#include <system_error>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path nativePath(const QString& path)
+{
+    return fs::path(QFile::encodeName(path).toStdString());
+}
+
+QString fileSystemMessage(const QString& what, const QString& path, const std::error_code& error)
+{
+    return QStringLiteral("%1 “%2”: %3").arg(what, path, QString::fromLocal8Bit(error.message()));
+}
+
+} // namespace
+
+QString FFmpegService::temporaryPath(const QString& outputPath)
+{
+    const QFileInfo output(outputPath);
+    return output.path() + QStringLiteral("/.") + output.fileName() + QStringLiteral(".partial");
+}
+
+QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, double audioOffsetSeconds,
+                                     ProResProfile profile, QString outputPath, CommandHandler commandHandler,
+                                     ProgressHandler progressHandler)
+{
+    const std::optional<QString> ffmpeg = resolvedFFmpegPath();
+    if (!ffmpeg)
+        throw FFmpegError::binaryNotFound();
+
+    // Neither query can fail the conversion: without a duration there is no
+    // progress, without a timecode the movie starts at zero.
+    const std::optional<double> duration = co_await probeDurationSeconds(videoPath);
+    const std::optional<QString> timecode = co_await sourceTimecode(videoPath);
+
+    const QString folder = QFileInfo(outputPath).path();
+    std::error_code error;
+    fs::create_directories(nativePath(folder), error);
+    if (error)
+        throw PlatformError(fileSystemMessage(QStringLiteral("Could not create the folder"), folder, error));
+
+    // The final name only ever receives complete content; a stale temporary
+    // from an interrupted attempt goes first.
+    const QString temporary = temporaryPath(outputPath);
+    QFile::remove(temporary);
+
+    const QStringList arguments =
+        buildArguments(videoPath, audioPaths, audioOffsetSeconds, profile, timecode, temporary);
+    if (commandHandler)
+        commandHandler(commandLineString(*ffmpeg, arguments));
+
+    ProcessRunner runner(*ffmpeg, arguments);
+    OutputTailCollector diagnostics;
+    runner.setLinesHandler(ProcessRunner::Stream::standardError,
+                           [&diagnostics](const QList<QByteArray>& lines) {
+                               for (const QByteArray& line : lines)
+                                   diagnostics.append(line);
+                           });
+    runner.setLinesHandler(ProcessRunner::Stream::standardOutput, [&](const QList<QByteArray>& lines) {
+        if (!duration || *duration <= 0 || !progressHandler)
+            return;
+        QString chunk;
+        for (const QByteArray& line : lines) {
+            if (const std::optional<QString> text = ToolText::decodeUtf8(line))
+                chunk += *text;
+        }
+        if (const std::optional<double> seconds = parseOutTimeSeconds(chunk))
+            progressHandler(std::clamp(*seconds / *duration, 0.0, 1.0));
+    });
+
+    registerProcess(&runner);
+    // The slot must not outlive the runner, even if this conversion is abandoned while it waits.
+    auto abandoned = qScopeGuard([this] { unregisterProcess(); });
+    const ProcessResult result = co_await runner.run();
+    abandoned.dismiss();
+    const bool cancelled = unregisterProcess();
+
+    if (result.ending == ProcessResult::Ending::failedToStart)
+        throw PlatformError(result.errorString);
+    if (!result.succeeded()) {
+        QFile::remove(temporary);
+        if (cancelled)
+            throw FFmpegError::cancelled();
+        throw FFmpegError::processFailed(result.status, diagnostics.text());
+    }
+
+    if (QFileInfo(temporary).size() < 1) {
+        QFile::remove(temporary);
+        throw FFmpegError::outputMissingOrEmpty();
+    }
+    // A rename replaces the previous file in one step, so the final name
+    // holds either the old movie or the new one, never nothing.
+    fs::rename(nativePath(temporary), nativePath(outputPath), error);
+    if (error)
+        throw PlatformError(
+            fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
+}
+
+QStringList FFmpegService::buildArguments(const QString& videoPath, const QStringList& audioPaths,
+                                          double audioOffsetSeconds, ProResProfile profile,
+                                          const std::optional<QString>& sourceTimecode,
+                                          const QString& outputPath)
+{
+    QStringList arguments{QStringLiteral("-y"), QStringLiteral("-nostdin"), QStringLiteral("-i"), videoPath};
+
+    // A positive offset delays the audio; a negative one seeks into it, so no
+    // input ever gets negative timestamps. Each audio input gets its own copy.
+    QStringList offset;
+    if (audioOffsetSeconds > 0)
+        offset = {QStringLiteral("-itsoffset"), ToolText::shortestDecimal(audioOffsetSeconds)};
+    else if (audioOffsetSeconds < 0)
+        offset = {QStringLiteral("-ss"), ToolText::shortestDecimal(-audioOffsetSeconds)};
+    for (const QString& audioPath : audioPaths)
+        arguments << offset << QStringLiteral("-i") << audioPath;
+
+    arguments << QStringLiteral("-map") << QStringLiteral("0:v:0");
+    // Every audio file stays its own mono track, in input order.
+    for (qsizetype i = 1; i <= audioPaths.size(); ++i)
+        arguments << QStringLiteral("-map") << QStringLiteral("%1:a:0").arg(i);
+
+    arguments << QStringLiteral("-c:v") << QStringLiteral("prores_ks") << QStringLiteral("-profile:v")
+              << QString::number(ProResProfiles::rawValue(profile)) << QStringLiteral("-pix_fmt")
+              << QStringLiteral("yuv422p10le") << QStringLiteral("-vendor") << QStringLiteral("apl0");
+    if (!audioPaths.isEmpty())
+        arguments << QStringLiteral("-c:a") << QStringLiteral("pcm_s24le");
+    arguments << QStringLiteral("-timecode") << sourceTimecode.value_or(QStringLiteral("00:00:00:00"))
+              << QStringLiteral("-progress") << QStringLiteral("pipe:1")
+              << QStringLiteral("-nostats")
+              // Named explicitly because the temporary name does not end in .mov.
+              << QStringLiteral("-f") << QStringLiteral("mov") << outputPath;
+    return arguments;
+}
+
+std::optional<double> FFmpegService::parseOutTimeSeconds(QStringView chunk)
+{
+    std::optional<double> seconds;
+    for (const QStringView line : chunk.split(u'\n', Qt::SkipEmptyParts)) {
+        std::optional<double> value;
+        if (line.startsWith(QLatin1String("out_time_ms="))) {
+            // Despite its name, ffmpeg writes microseconds here.
+            if (const auto micro = ToolText::parseDecimal(line.sliced(12)))
+                value = *micro / 1'000'000.0;
+        } else if (line.startsWith(QLatin1String("out_time="))) {
+            value = timecodeToSeconds(line.sliced(9));
+        }
+        if (value)
+            seconds = value;
+    }
+    return seconds;
+}
+
+std::optional<double> FFmpegService::timecodeToSeconds(QStringView text)
+{
+    const QList<QStringView> parts = text.split(u':');
+    if (parts.size() != 3)
+        return std::nullopt;
+    const auto hours = ToolText::parseDecimal(parts[0]);
+    const auto minutes = ToolText::parseDecimal(parts[1]);
+    const auto seconds = ToolText::parseDecimal(parts[2]);
+    if (!hours || !minutes || !seconds)
+        return std::nullopt;
+    return *hours * 3600 + *minutes * 60 + *seconds;
+}

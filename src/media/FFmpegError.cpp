@@ -1,0 +1,46 @@
+#include "media/FFmpegError.h"
+
+FFmpegError::FFmpegError(Kind kind, int code, QString output)
+    : kind_(kind), code_(code), output_(std::move(output)), utf8Description_(description().toUtf8())
+{
+}
+
+FFmpegError FFmpegError::processFailed(int code, const QString& output)
+{
+    return FFmpegError(Kind::processFailed, code, output);
+}
+
+FFmpegError FFmpegError::binaryNotFound()
+{
+    return FFmpegError(Kind::binaryNotFound, 0, {});
+}
+
+FFmpegError FFmpegError::cancelled()
+{
+    return FFmpegError(Kind::cancelled, 0, {});
+}
+
+FFmpegError FFmpegError::outputMissingOrEmpty()
+{
+    return FFmpegError(Kind::outputMissingOrEmpty, 0, {});
+}
+
+QString FFmpegError::description() const
+{
+    switch (kind_) {
+    case Kind::processFailed:
+        return QStringLiteral("ffmpeg exited with code %1: ").arg(code_) + output_;
+    case Kind::binaryNotFound:
+        return QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg");
+    case Kind::cancelled:
+        return QStringLiteral("Cancelled");
+    case Kind::outputMissingOrEmpty:
+        return QStringLiteral("Output file was not created or is empty");
+    }
+    Q_UNREACHABLE();
+}
+
+PlatformError::PlatformError(QString description)
+    : description_(std::move(description)), utf8Description_(description_.toUtf8())
+{
+}

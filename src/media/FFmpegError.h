@@ -1,0 +1,48 @@
+#pragma once
+
+#include <exception>
+#include <QString>
+
+// The failures of the media-tool layer that the conversion raises. The
+// description is the one text the rest of the application shows or logs.
+class FFmpegError : public std::exception
+{
+public:
+    enum class Kind { processFailed, binaryNotFound, cancelled, outputMissingOrEmpty };
+
+    static FFmpegError processFailed(int code, const QString& output);
+    static FFmpegError binaryNotFound();
+    static FFmpegError cancelled();
+    static FFmpegError outputMissingOrEmpty();
+
+    Kind kind() const { return kind_; }
+    // Exit status (or ending signal) and the tail of standard error; only for processFailed.
+    int code() const { return code_; }
+    const QString& output() const { return output_; }
+
+    QString description() const;
+    const char* what() const noexcept override { return utf8Description_.constData(); }
+
+private:
+    FFmpegError(Kind kind, int code, QString output);
+
+    Kind kind_;
+    int code_;
+    QString output_;
+    QByteArray utf8Description_;
+};
+
+// An error the operating system reported while converting: a folder that
+// cannot be created, a file that cannot be moved, a tool that cannot be started.
+class PlatformError : public std::exception
+{
+public:
+    explicit PlatformError(QString description);
+
+    const QString& description() const { return description_; }
+    const char* what() const noexcept override { return utf8Description_.constData(); }
+
+private:
+    QString description_;
+    QByteArray utf8Description_;
+};

@@ -1,0 +1,143 @@
+// The short queries of FFmpegService: probes and level measurement. Each runs
+// its own short-lived child; none keeps state or ever fails.
+
+#include "media/FFmpegService.h"
+#include "media/ProcessRunner.h"
+#include "media/ToolText.h"
+
+namespace {
+
+using Stream = ProcessRunner::Stream;
+
+// The argument vectors, each in one place. The file's path always comes last.
+
+QStringList probeFullArguments(const QString& path)
+{
+    return {QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-show_format"),
+            QStringLiteral("-show_streams"),
+            QStringLiteral("-print_format"),
+            QStringLiteral("json"),
+            path};
+}
+
+// One format-level field, bare: no section wrappers, no key name.
+QStringList singleValueArguments(const QString& entry, const QString& path)
+{
+    return {QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-show_entries"),
+            entry,
+            QStringLiteral("-of"),
+            QStringLiteral("default=noprint_wrappers=1:nokey=1"),
+            path};
+}
+
+QStringList audioStreamIndexArguments(const QString& path)
+{
+    return {QStringLiteral("-v"),  QStringLiteral("error"),         QStringLiteral("-select_streams"),
+            QStringLiteral("a"),   QStringLiteral("-show_entries"), QStringLiteral("stream=index"),
+            QStringLiteral("-of"), QStringLiteral("csv=p=0"),       path};
+}
+
+// The whole file goes once through the filter into the null muxer, so nothing
+// is written; the statistics arrive on standard error.
+QStringList volumeDetectArguments(const QString& path)
+{
+    return {QStringLiteral("-nostdin"),
+            QStringLiteral("-i"),
+            path,
+            QStringLiteral("-af"),
+            QStringLiteral("volumedetect"),
+            QStringLiteral("-f"),
+            QStringLiteral("null"),
+            QStringLiteral("-")};
+}
+
+// What ffprobe printed on standard output; nothing when ffprobe is missing or
+// could not be started. The exit status is not examined: what the tool
+// printed decides.
+QCoro::Task<std::optional<QByteArray>> ffprobeOutput(QStringList arguments)
+{
+    const std::optional<QString> ffprobe = FFmpegService::resolvedFFprobePath();
+    if (!ffprobe)
+        co_return std::nullopt;
+    const ProcessResult result =
+        co_await ProcessRunner::query(*ffprobe, std::move(arguments), Stream::standardOutput);
+    if (result.ending == ProcessResult::Ending::failedToStart)
+        co_return std::nullopt;
+    co_return result.standardOutput;
+}
+
+QCoro::Task<std::optional<QString>> singleValue(QString entry, QString path)
+{
+    const std::optional<QByteArray> output = co_await ffprobeOutput(singleValueArguments(entry, path));
+    if (!output)
+        co_return std::nullopt;
+    const std::optional<QString> text = ToolText::decodeUtf8(*output);
+    if (!text || text->trimmed().isEmpty())
+        co_return std::nullopt;
+    co_return text->trimmed();
+}
+
+} // namespace
+
+QCoro::Task<std::optional<MediaProbe>> FFmpegService::probeFull(QString path)
+{
+    const std::optional<QByteArray> output = co_await ffprobeOutput(probeFullArguments(path));
+    if (!output)
+        co_return std::nullopt;
+    co_return MediaProbe::fromJson(*output);
+}
+
+QCoro::Task<std::optional<double>> FFmpegService::probeDurationSeconds(QString path)
+{
+    const std::optional<QString> text =
+        co_await singleValue(QStringLiteral("format=duration"), std::move(path));
+    co_return text ? ToolText::parseDecimal(*text) : std::nullopt;
+}
+
+QCoro::Task<std::optional<QString>> FFmpegService::materialPackageUMID(QString path)
+{
+    std::optional<QString> umid =
+        co_await singleValue(QStringLiteral("format_tags=material_package_umid"), std::move(path));
+    if (!umid)
+        co_return std::nullopt;
+    *umid = umid->toUpper();
+    if (umid->startsWith(QLatin1String("0X")))
+        umid->remove(0, 2);
+    co_return umid;
+}
+
+QCoro::Task<std::optional<QString>> FFmpegService::modificationDate(QString path)
+{
+    co_return co_await singleValue(QStringLiteral("format_tags=modification_date"), std::move(path));
+}
+
+QCoro::Task<std::optional<QString>> FFmpegService::sourceTimecode(QString videoPath)
+{
+    co_return co_await singleValue(QStringLiteral("format_tags=timecode"), std::move(videoPath));
+}
+
+QCoro::Task<bool> FFmpegService::hasAudioStream(QString path)
+{
+    const std::optional<QByteArray> output = co_await ffprobeOutput(audioStreamIndexArguments(path));
+    if (!output)
+        co_return true;
+    const std::optional<QString> text = ToolText::decodeUtf8(*output);
+    co_return text && !text->trimmed().isEmpty();
+}
+
+QCoro::Task<AudioLevel> FFmpegService::audioSignalLevel(QString path)
+{
+    const std::optional<QString> ffmpeg = resolvedFFmpegPath();
+    if (!ffmpeg)
+        co_return AudioLevel{};
+    const ProcessResult result =
+        co_await ProcessRunner::query(*ffmpeg, volumeDetectArguments(path), Stream::standardError);
+    if (result.ending == ProcessResult::Ending::failedToStart)
+        co_return AudioLevel{};
+    const std::optional<QString> text = ToolText::decodeUtf8(result.standardError);
+    co_return text ? AudioLevel::fromVolumeDetectOutput(*text) : AudioLevel{};
+}

@@ -1,0 +1,144 @@
+#include "media/FFmpegService.h"
+
+#include "media/ProcessRunner.h"
+
+#include <QFileInfo>
+#include <QMutexLocker>
+
+namespace {
+
+// The package manager's prefix on Apple-silicon machines first, the
+// traditional prefix second. Nothing else is searched, not even PATH.
+const QStringList installationPrefixes{QStringLiteral("/opt/homebrew/bin"), QStringLiteral("/usr/local/bin")};
+
+struct ToolPaths
+{
+    std::optional<QString> ffmpeg;
+    std::optional<QString> ffprobe;
+};
+
+struct ToolDiscovery
+{
+    QMutex mutex;
+    QStringList directories = installationPrefixes;
+    // Empty until the first use searches.
+    std::optional<ToolPaths> paths;
+};
+
+ToolDiscovery& discovery()
+{
+    static ToolDiscovery instance;
+    return instance;
+}
+
+QStringList candidatePaths(const QStringList& directories, QLatin1String tool)
+{
+    QStringList paths;
+    for (const QString& directory : directories)
+        paths.append(directory + u'/' + tool);
+    return paths;
+}
+
+std::optional<QString> firstExecutableFile(const QStringList& candidates)
+{
+    for (const QString& candidate : candidates) {
+        const QFileInfo info(candidate);
+        if (info.isFile() && info.isExecutable())
+            return candidate;
+    }
+    return std::nullopt;
+}
+
+ToolPaths search(const QStringList& directories)
+{
+    return {firstExecutableFile(candidatePaths(directories, QLatin1String("ffmpeg"))),
+            firstExecutableFile(candidatePaths(directories, QLatin1String("ffprobe")))};
+}
+
+ToolPaths resolvedPaths()
+{
+    ToolDiscovery& tools = discovery();
+    const QMutexLocker locker(&tools.mutex);
+    if (!tools.paths)
+        tools.paths = search(tools.directories);
+    return *tools.paths;
+}
+
+} // namespace
+
+QStringList FFmpegService::candidateFFmpegPaths()
+{
+    const QMutexLocker locker(&discovery().mutex);
+    return candidatePaths(discovery().directories, QLatin1String("ffmpeg"));
+}
+
+QStringList FFmpegService::candidateFFprobePaths()
+{
+    const QMutexLocker locker(&discovery().mutex);
+    return candidatePaths(discovery().directories, QLatin1String("ffprobe"));
+}
+
+std::optional<QString> FFmpegService::resolvedFFmpegPath()
+{
+    return resolvedPaths().ffmpeg;
+}
+
+std::optional<QString> FFmpegService::resolvedFFprobePath()
+{
+    return resolvedPaths().ffprobe;
+}
+
+bool FFmpegService::recheckAvailability()
+{
+    ToolDiscovery& tools = discovery();
+    const QMutexLocker locker(&tools.mutex);
+    tools.paths = search(tools.directories);
+    return tools.paths->ffmpeg.has_value();
+}
+
+void FFmpegService::setToolDirectoriesForTesting(const QStringList& directories)
+{
+    ToolDiscovery& tools = discovery();
+    const QMutexLocker locker(&tools.mutex);
+    tools.directories = directories.isEmpty() ? installationPrefixes : directories;
+    tools.paths.reset();
+}
+
+QString FFmpegService::commandLineString(const QString& ffmpegPath, const QStringList& arguments)
+{
+    QStringList parts;
+    for (const QString& part : QStringList{ffmpegPath} + arguments)
+        parts.append(part.contains(u' ') ? u'"' + part + u'"' : part);
+    return parts.join(u' ');
+}
+
+void FFmpegService::cancel()
+{
+    const QMutexLocker locker(&processLock_);
+    cancelRequested_ = true;
+    // Only queues the termination to the process's own thread, so the child is
+    // signalled outside this lock. The runner stays alive while registered:
+    // it is unregistered under this lock before it goes away.
+    if (runningProcess_)
+        runningProcess_->terminate();
+}
+
+bool FFmpegService::cancelRequested() const
+{
+    const QMutexLocker locker(&processLock_);
+    return cancelRequested_;
+}
+
+void FFmpegService::registerProcess(ProcessRunner* process)
+{
+    const QMutexLocker locker(&processLock_);
+    runningProcess_ = process;
+    cancelRequested_ = false;
+}
+
+bool FFmpegService::unregisterProcess()
+{
+    const QMutexLocker locker(&processLock_);
+    runningProcess_ = nullptr;
+    return cancelRequested_;
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "media/AudioLevel.h"
+#include "media/MediaProbe.h"
+#include "media/ProResProfile.h"
+
+#include <functional>
+#include <optional>
+#include <QCoroTask>
+#include <QMutex>
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+
+class ProcessRunner;
+
+// The one gateway to the external ffmpeg and ffprobe: finds them, runs them,
+// reads what they say and converts clips with them.
+//
+// The tools are looked for only in two fixed places, never on PATH. Probes and
+// measurements never fail: they give an empty result when they cannot tell.
+// Only `convert` throws, an FFmpegError or a PlatformError.
+class FFmpegService
+{
+public:
+    FFmpegService() = default;
+    FFmpegService(const FFmpegService&) = delete;
+    FFmpegService& operator=(const FFmpegService&) = delete;
+
+    // --- Tool discovery (process-wide) ---
+
+    static QStringList candidateFFmpegPaths();
+    static QStringList candidateFFprobePaths();
+    // The first candidate that is an executable file, searched on first use.
+    static std::optional<QString> resolvedFFmpegPath();
+    static std::optional<QString> resolvedFFprobePath();
+    // Searches again for both tools; true if and only if ffmpeg was found.
+    static bool recheckAvailability();
+    // Tests only: look for the tools in `directories` instead of the fixed
+    // installation prefixes, and forget what was found so far. An empty list
+    // restores the fixed prefixes.
+    static void setToolDirectoriesForTesting(const QStringList& directories);
+
+    // A command for display: arguments holding a space are wrapped in double
+    // quotes, nothing else is escaped.
+    static QString commandLineString(const QString& ffmpegPath, const QStringList& arguments);
+
+    // --- Probes ---
+
+    static QCoro::Task<std::optional<MediaProbe>> probeFull(QString path);
+    static QCoro::Task<std::optional<double>> probeDurationSeconds(QString path);
+    // Upper case, without a leading "0X", comparable with a CLIP XML clip ID.
+    static QCoro::Task<std::optional<QString>> materialPackageUMID(QString path);
+    static QCoro::Task<std::optional<QString>> modificationDate(QString path);
+    static QCoro::Task<std::optional<QString>> sourceTimecode(QString videoPath);
+    // True when ffprobe cannot tell: an output is not failed merely because it
+    // cannot be inspected.
+    static QCoro::Task<bool> hasAudioStream(QString path);
+
+    // --- Levels ---
+
+    static QCoro::Task<AudioLevel> audioSignalLevel(QString path);
+
+    // --- Conversion ---
+
+    using CommandHandler = std::function<void(const QString& command)>;
+    // Called on the thread that awaits `convert`, with fractions in 0…1.
+    using ProgressHandler = std::function<void(double fraction)>;
+
+    // Converts one clip into a ProRes .mov, one mono track per audio file. The
+    // file is written under a hidden ".<name>.partial" beside `outputPath` and
+    // moved into place only when ffmpeg succeeded and it is not empty.
+    QCoro::Task<> convert(QString videoPath, QStringList audioPaths, double audioOffsetSeconds,
+                          ProResProfile profile, QString outputPath, CommandHandler commandHandler,
+                          ProgressHandler progressHandler);
+
+    static QStringList buildArguments(const QString& videoPath, const QStringList& audioPaths,
+                                      double audioOffsetSeconds, ProResProfile profile,
+                                      const std::optional<QString>& sourceTimecode,
+                                      const QString& outputPath);
+
+    // The hidden file a conversion to `outputPath` writes first.
+    static QString temporaryPath(const QString& outputPath);
+
+    // Reads the time reached from a chunk of `-progress` output; the last line
+    // that carries one wins.
+    static std::optional<double> parseOutTimeSeconds(QStringView chunk);
+    // "HH:MM:SS.ffffff" to seconds.
+    static std::optional<double> timecodeToSeconds(QStringView text);
+
+    // Stops the conversion that is running, if any. Safe from any thread. A
+    // request made while nothing runs is forgotten when the next one starts.
+    void cancel();
+    bool cancelRequested() const;
+
+private:
+    void registerProcess(ProcessRunner* process);
+    // Clears the slot and tells whether a cancel was requested for the run.
+    bool unregisterProcess();
+
+    mutable QMutex processLock_;
+    ProcessRunner* runningProcess_ = nullptr;
+    bool cancelRequested_ = false;
+};

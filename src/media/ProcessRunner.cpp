@@ -1,0 +1,106 @@
+#include "media/ProcessRunner.h"
+
+#include <QCoroSignal>
+
+QList<QByteArray> LineSplitter::feed(const QByteArray& bytes)
+{
+    QList<QByteArray> lines;
+    pending_ += bytes;
+    qsizetype start = 0;
+    for (qsizetype end = pending_.indexOf('\n'); end >= 0; end = pending_.indexOf('\n', start)) {
+        lines.append(pending_.sliced(start, end + 1 - start));
+        start = end + 1;
+    }
+    pending_.remove(0, start);
+    if (pending_.size() > maxPendingBytes)
+        lines.append(std::exchange(pending_, {}));
+    return lines;
+}
+
+QList<QByteArray> LineSplitter::finish()
+{
+    if (pending_.isEmpty())
+        return {};
+    return {std::exchange(pending_, {})};
+}
+
+ProcessRunner::ProcessRunner(QString program, QStringList arguments)
+    : program_(std::move(program)), arguments_(std::move(arguments))
+{
+    process_.setStandardInputFile(QProcess::nullDevice());
+}
+
+QCoro::Task<ProcessResult> ProcessRunner::query(QString program, QStringList arguments, Stream stream)
+{
+    ProcessRunner runner(std::move(program), std::move(arguments));
+    runner.discard(stream == Stream::standardOutput ? Stream::standardError : Stream::standardOutput);
+    co_return co_await runner.run();
+}
+
+void ProcessRunner::setLinesHandler(Stream stream, LinesHandler handler)
+{
+    handlers_[int(stream)] = std::move(handler);
+}
+
+void ProcessRunner::discard(Stream stream)
+{
+    if (stream == Stream::standardOutput)
+        process_.setStandardOutputFile(QProcess::nullDevice());
+    else
+        process_.setStandardErrorFile(QProcess::nullDevice());
+}
+
+void ProcessRunner::connectHandler(Stream stream)
+{
+    const int i = int(stream);
+    if (!handlers_[i])
+        return;
+    const bool isOutput = stream == Stream::standardOutput;
+    const auto signal = isOutput ? &QProcess::readyReadStandardOutput : &QProcess::readyReadStandardError;
+    connections_[i] = QObject::connect(&process_, signal, &process_, [this, i, isOutput] {
+        const QByteArray bytes =
+            isOutput ? process_.readAllStandardOutput() : process_.readAllStandardError();
+        if (const QList<QByteArray> lines = splitters_[i].feed(bytes); !lines.isEmpty())
+            handlers_[i](lines);
+    });
+}
+
+QCoro::Task<ProcessResult> ProcessRunner::run()
+{
+    connectHandler(Stream::standardOutput);
+    connectHandler(Stream::standardError);
+
+    process_.start(program_, arguments_, QIODevice::ReadOnly);
+    // The state leaves Starting/Running both when the child could not be
+    // started and when it ended, so one wait covers both. The state is checked
+    // before every wait, so no change can slip by between two waits. By the
+    // time it reads NotRunning, Qt has drained both pipes into the handlers.
+    while (process_.state() != QProcess::NotRunning)
+        co_await qCoro(&process_, &QProcess::stateChanged);
+
+    for (int i = 0; i < 2; ++i) {
+        QObject::disconnect(connections_[i]);
+        if (const QList<QByteArray> rest = splitters_[i].finish(); handlers_[i] && !rest.isEmpty())
+            handlers_[i](rest);
+    }
+
+    ProcessResult result;
+    if (process_.error() == QProcess::FailedToStart) {
+        result.errorString = process_.errorString();
+        co_return result;
+    }
+    result.ending = process_.exitStatus() == QProcess::CrashExit ? ProcessResult::Ending::signalled
+                                                                 : ProcessResult::Ending::exited;
+    result.status = process_.exitCode();
+    if (!handlers_[int(Stream::standardOutput)])
+        result.standardOutput = process_.readAllStandardOutput();
+    if (!handlers_[int(Stream::standardError)])
+        result.standardError = process_.readAllStandardError();
+    co_return result;
+}
+
+void ProcessRunner::terminate()
+{
+    QMetaObject::invokeMethod(
+        &process_, [process = &process_] { process->terminate(); }, Qt::QueuedConnection);
+}

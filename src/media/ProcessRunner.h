@@ -1,0 +1,88 @@
+#pragma once
+
+#include <functional>
+#include <QByteArray>
+#include <QCoroTask>
+#include <QList>
+#include <QMetaObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+// Cuts a byte stream into complete lines, each with its line feed, so that
+// parsers never see half a line and a read that splits a character in two
+// cannot make text look undecodable.
+class LineSplitter
+{
+public:
+    // A line that grows past this without a line feed is handed out as it is,
+    // so a tool that floods one endless line cannot grow memory without bound.
+    static constexpr qsizetype maxPendingBytes = 64 * 1024;
+
+    QList<QByteArray> feed(const QByteArray& bytes);
+    // What is left after the stream ended: the unterminated last line, if any.
+    QList<QByteArray> finish();
+
+private:
+    QByteArray pending_;
+};
+
+// How a child process ended.
+struct ProcessResult
+{
+    enum class Ending { failedToStart, exited, signalled };
+
+    Ending ending = Ending::failedToStart;
+    // The exit status, or the number of the signal that ended the child.
+    int status = 0;
+    // Why the child could not be started.
+    QString errorString;
+    // Whatever the child wrote to a stream that had no line handler.
+    QByteArray standardOutput;
+    QByteArray standardError;
+
+    bool succeeded() const { return ending == Ending::exited && status == 0; }
+};
+
+// Runs one tool: an explicit executable and argument vector, never a shell.
+// Standard input is empty. Waiting suspends the calling coroutine until the
+// child has ended, so no thread is held while a tool runs.
+//
+// Two shapes: a short query reads one stream whole after the child ended; a
+// streaming run hands each stream's lines to a handler while the child runs,
+// draining both pipes so the child never stalls on a full one.
+class ProcessRunner
+{
+public:
+    using LinesHandler = std::function<void(const QList<QByteArray>& lines)>;
+    enum class Stream { standardOutput, standardError };
+
+    ProcessRunner(QString program, QStringList arguments);
+    ProcessRunner(const ProcessRunner&) = delete;
+    ProcessRunner& operator=(const ProcessRunner&) = delete;
+
+    // Runs a short-lived query and gives back `stream` whole; the other stream
+    // is discarded so it can never reach the application's console.
+    static QCoro::Task<ProcessResult> query(QString program, QStringList arguments, Stream stream);
+
+    void setLinesHandler(Stream stream, LinesHandler handler);
+
+    // Starts the child and suspends until it has ended. Handlers are detached
+    // before this returns.
+    QCoro::Task<ProcessResult> run();
+
+    // Politely asks the child to end. Safe from any thread while the runner is
+    // alive: the request is queued to the thread the process lives on.
+    void terminate();
+
+private:
+    void discard(Stream stream);
+    void connectHandler(Stream stream);
+
+    QString program_;
+    QStringList arguments_;
+    QProcess process_;
+    LinesHandler handlers_[2];
+    LineSplitter splitters_[2];
+    QMetaObject::Connection connections_[2];
+};

@@ -1,0 +1,52 @@
+#include "media/ToolText.h"
+
+#include <array>
+#include <charconv>
+#include <QStringDecoder>
+
+namespace ToolText {
+
+std::optional<QString> decodeUtf8(QByteArrayView bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+std::optional<double> parseDecimal(QStringView text)
+{
+    qsizetype i = 0;
+    if (i < text.size() && (text[i] == u'-' || text[i] == u'+'))
+        ++i;
+    int digits = 0;
+    bool seenPoint = false;
+    for (; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (c >= u'0' && c <= u'9')
+            ++digits;
+        else if (c == u'.' && !seenPoint)
+            seenPoint = true;
+        else
+            return std::nullopt;
+    }
+    if (digits == 0)
+        return std::nullopt;
+    bool ok = false;
+    const double value = text.toString().toDouble(&ok);
+    return ok ? std::optional<double>(value) : std::nullopt;
+}
+
+QString shortestDecimal(double value)
+{
+    std::array<char, 400> buffer{};
+    const auto result =
+        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed);
+    QString text = QString::fromLatin1(buffer.data(), result.ptr - buffer.data());
+    if (!text.contains(u'.'))
+        text += QStringLiteral(".0");
+    return text;
+}
+
+} // namespace ToolText

@@ -1,0 +1,187 @@
+#include "store/ConversionHistoryStore.h"
+
+#include <cmath>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrl>
+
+namespace {
+
+const QString historyKey = QStringLiteral("conversionHistoryV1");
+
+const QString idKey = QStringLiteral("id");
+const QString dateKey = QStringLiteral("date");
+const QString cardNameKey = QStringLiteral("cardName");
+const QString outputFolderKey = QStringLiteral("outputFolder");
+const QString convertedKey = QStringLiteral("converted");
+const QString failedKey = QStringLiteral("failed");
+const QString skippedKey = QStringLiteral("skipped");
+const QString excludedByPairingKey = QStringLiteral("excludedByPairing");
+
+// Dates are stored as seconds since 2001-01-01 00:00:00 UTC, the reference date
+// of the format's first readers and writers.
+constexpr qint64 referenceDateMSecsSinceEpoch = 978307200000;
+// Far beyond any real run, and small enough that milliseconds fit in 64 bits.
+constexpr double largestDateSeconds = 1e13;
+
+QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
+{
+    return QJsonObject{
+        {idKey, entry.id.toString(QUuid::WithoutBraces).toUpper()},
+        {dateKey,
+         static_cast<double>(entry.date.toMSecsSinceEpoch() - referenceDateMSecsSinceEpoch) / 1000.0},
+        {cardNameKey, entry.cardName},
+        {outputFolderKey, QUrl::fromLocalFile(entry.outputFolder).toString(QUrl::FullyEncoded)},
+        {convertedKey, entry.converted},
+        {failedKey, entry.failed},
+        {skippedKey, entry.skipped},
+        {excludedByPairingKey, entry.excludedByPairing},
+    };
+}
+
+std::optional<QUuid> decodeId(const QJsonValue& value)
+{
+    const QString text = value.toString();
+    const QUuid id = QUuid::fromString(text);
+    if (!value.isString() || text.size() != 36 ||
+        (id.isNull() && text != QUuid().toString(QUuid::WithoutBraces)))
+        return std::nullopt;
+    return id;
+}
+
+std::optional<QDateTime> decodeDate(const QJsonValue& value)
+{
+    const double seconds = value.toDouble();
+    if (!value.isDouble() || !std::isfinite(seconds) || std::abs(seconds) > largestDateSeconds)
+        return std::nullopt;
+    return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0) + referenceDateMSecsSinceEpoch,
+                                          Qt::UTC);
+}
+
+std::optional<QString> decodeFolder(const QJsonValue& value)
+{
+    const QUrl url(value.toString());
+    if (!value.isString() || !url.isValid() || !url.isLocalFile())
+        return std::nullopt;
+    return url.toLocalFile();
+}
+
+std::optional<qint64> decodeCount(const QJsonValue& value)
+{
+    const double number = value.toDouble();
+    if (!value.isDouble() || !std::isfinite(number) || std::trunc(number) != number)
+        return std::nullopt;
+    return value.toInteger();
+}
+
+std::optional<ConversionHistoryEntry> decodeEntry(const QJsonValue& value)
+{
+    const QJsonObject object = value.toObject();
+    const auto id = decodeId(object.value(idKey));
+    const auto date = decodeDate(object.value(dateKey));
+    const QJsonValue cardName = object.value(cardNameKey);
+    const auto outputFolder = decodeFolder(object.value(outputFolderKey));
+    const auto converted = decodeCount(object.value(convertedKey));
+    const auto failed = decodeCount(object.value(failedKey));
+    const auto skipped = decodeCount(object.value(skippedKey));
+    const auto excludedByPairing = decodeCount(object.value(excludedByPairingKey));
+    if (!value.isObject() || !id || !date || !cardName.isString() || !outputFolder || !converted || !failed ||
+        !skipped || !excludedByPairing)
+        return std::nullopt;
+    return ConversionHistoryEntry{*id,     *date,    cardName.toString(), *outputFolder, *converted,
+                                  *failed, *skipped, *excludedByPairing};
+}
+
+} // namespace
+
+ConversionHistoryStore::ConversionHistoryStore(std::shared_ptr<KeyValueStore> defaults, QObject* parent)
+    : QObject(parent), m_defaults(std::move(defaults))
+{
+    load();
+}
+
+void ConversionHistoryStore::load()
+{
+    if (auto stored = storedEntries())
+        setEntries(std::move(*stored));
+}
+
+void ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder, qint64 converted,
+                                    qint64 failed, qint64 skipped, qint64 excludedByPairing)
+{
+    const ConversionHistoryEntry entry{QUuid::createUuid(),
+                                       QDateTime::currentDateTimeUtc(),
+                                       cardName,
+                                       outputFolder,
+                                       converted,
+                                       failed,
+                                       skipped,
+                                       excludedByPairing};
+    m_defaults->exclusively([&] {
+        QList<ConversionHistoryEntry> entries = storedEntries().value_or(m_entries);
+        entries.prepend(entry);
+        if (entries.size() > capacity)
+            entries.resize(capacity);
+        setEntries(std::move(entries));
+        save();
+    });
+}
+
+std::optional<ConversionHistoryEntry> ConversionHistoryStore::mostRecent() const
+{
+    if (m_entries.isEmpty())
+        return std::nullopt;
+    return m_entries.first();
+}
+
+void ConversionHistoryStore::save()
+{
+    m_defaults->setBytes(historyKey, encode(m_entries));
+}
+
+void ConversionHistoryStore::clear()
+{
+    setEntries({});
+    save();
+}
+
+QByteArray ConversionHistoryStore::encode(const QList<ConversionHistoryEntry>& entries)
+{
+    QJsonArray array;
+    for (const ConversionHistoryEntry& entry : entries)
+        array.append(encodeEntry(entry));
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<QList<ConversionHistoryEntry>> ConversionHistoryStore::decode(const QByteArray& document)
+{
+    QJsonParseError error;
+    const QJsonDocument parsed = QJsonDocument::fromJson(document, &error);
+    if (error.error != QJsonParseError::NoError || !parsed.isArray())
+        return std::nullopt;
+    QList<ConversionHistoryEntry> entries;
+    for (const QJsonValue element : parsed.array()) {
+        std::optional<ConversionHistoryEntry> entry = decodeEntry(element);
+        if (!entry)
+            return std::nullopt;
+        entries.append(std::move(*entry));
+    }
+    return entries;
+}
+
+std::optional<QList<ConversionHistoryEntry>> ConversionHistoryStore::storedEntries() const
+{
+    const std::optional<QByteArray> stored = m_defaults->bytesValue(historyKey);
+    if (!stored)
+        return std::nullopt;
+    return decode(*stored).value_or(QList<ConversionHistoryEntry>());
+}
+
+void ConversionHistoryStore::setEntries(QList<ConversionHistoryEntry> entries)
+{
+    if (entries == m_entries)
+        return;
+    m_entries = std::move(entries);
+    emit entriesChanged();
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "store/KeyValueStore.h"
+
+#include <memory>
+#include <optional>
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QUuid>
+
+// One finished conversion run.
+struct ConversionHistoryEntry
+{
+    QUuid id;
+    QDateTime date;       // when the run ended, recorded to the millisecond
+    QString cardName;     // the card folder's name, or "P2 Card"
+    QString outputFolder; // the run's dated output folder, a local path
+    qint64 converted = 0;
+    qint64 failed = 0;
+    qint64 skipped = 0;
+    qint64 excludedByPairing = 0;
+
+    bool operator==(const ConversionHistoryEntry& other) const = default;
+};
+
+// The most recent conversion runs, newest first, kept as one JSON array under
+// "conversionHistoryV1". Lives on the main thread.
+class ConversionHistoryStore : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr qsizetype capacity = 50;
+
+    // Starts empty, then loads what is stored.
+    explicit ConversionHistoryStore(std::shared_ptr<KeyValueStore> defaults, QObject* parent = nullptr);
+
+    const QList<ConversionHistoryEntry>& entries() const { return m_entries; }
+
+    // Takes the stored history. Nothing stored leaves the entries as they are; a
+    // stored document that does not decode empties them, and stays stored until
+    // the next save replaces it.
+    void load();
+
+    // Adds a run that ends now at the front, keeps the newest 50 and saves. The
+    // stored history is re-read first, so runs recorded meanwhile by another
+    // program (tolvane-cli beside the app) are kept.
+    void record(const QString& cardName, const QString& outputFolder, qint64 converted, qint64 failed,
+                qint64 skipped, qint64 excludedByPairing);
+
+    std::optional<ConversionHistoryEntry> mostRecent() const;
+
+    void save();
+
+    // Empties the history and saves at once.
+    void clear();
+
+    // The stored form: a JSON array of objects with the keys "id" (upper-case
+    // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),
+    // "cardName", "outputFolder" (a file:// URL), "converted", "failed",
+    // "skipped" and "excludedByPairing". Decoding needs all eight in every
+    // element, or the whole document is refused.
+    static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
+    static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
+
+signals:
+    void entriesChanged();
+
+private:
+    std::optional<QList<ConversionHistoryEntry>> storedEntries() const;
+    void setEntries(QList<ConversionHistoryEntry> entries);
+
+    std::shared_ptr<KeyValueStore> m_defaults;
+    QList<ConversionHistoryEntry> m_entries;
+};

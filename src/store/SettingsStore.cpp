@@ -1,0 +1,172 @@
+#include "store/SettingsStore.h"
+
+#include <limits>
+#include <QPointer>
+
+namespace {
+
+const QString audioOffsetSecondsKey = QStringLiteral("audioOffsetSeconds");
+const QString audioSyncModeKey = QStringLiteral("audioSyncMode");
+const QString outputFolderPathKey = QStringLiteral("outputFolderPath");
+const QString proResProfileKey = QStringLiteral("proResProfile");
+const QString allowUnsafeFallbackPairingKey = QStringLiteral("allowUnsafeFallbackPairing");
+const QString prefixExportsWithOrderNumberKey = QStringLiteral("prefixExportsWithOrderNumber");
+const QString openOutputFolderWhenFinishedKey = QStringLiteral("openOutputFolderWhenFinished");
+const QString skipExistingFilesKey = QStringLiteral("skipExistingFiles");
+const QString migratedAudioOffsetKey = QStringLiteral("migratedAudioOffsetV2");
+
+constexpr double defaultAudioOffsetSeconds = 0.0;
+constexpr AudioSyncMode defaultAudioSyncMode = AudioSyncMode::automatic;
+constexpr ProResProfile defaultProResProfile = ProResProfile::hq;
+// The unsafe option must start off; the conveniences start on.
+constexpr bool defaultAllowUnsafeFallbackPairing = false;
+constexpr bool defaultConvenience = true;
+
+// Earlier versions stored this offset to mean "not set".
+constexpr double legacyUnsetAudioOffset = -1.0;
+
+AudioSyncMode loadAudioSyncMode(const KeyValueStore& defaults)
+{
+    const std::optional<qint64> raw = defaults.integerValue(audioSyncModeKey);
+    return raw ? AudioSyncModes::fromRawValue(*raw).value_or(defaultAudioSyncMode) : defaultAudioSyncMode;
+}
+
+QString loadOutputFolderPath(const KeyValueStore& defaults)
+{
+    const QString stored = defaults.stringValue(outputFolderPathKey).value_or(QString());
+    return stored.isEmpty() ? SettingsStore::defaultOutputBase() : stored;
+}
+
+ProResProfile loadProResProfile(const KeyValueStore& defaults)
+{
+    const std::optional<qint64> raw = defaults.integerValue(proResProfileKey);
+    // Guards the narrowing to int, under which a huge number could alias a profile.
+    if (!raw || *raw < 0 || *raw > std::numeric_limits<int>::max())
+        return defaultProResProfile;
+    return ProResProfiles::fromRawValue(static_cast<int>(*raw)).value_or(defaultProResProfile);
+}
+
+} // namespace
+
+QString SettingsStore::defaultOutputBase()
+{
+    return QStringLiteral("/Volumes/EXTDESKTOP");
+}
+
+SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
+                             QObject* parent)
+    : QObject(parent), m_defaults(std::move(defaults)), m_desktop(std::move(desktop)),
+      m_audioOffsetSeconds(
+          m_defaults->doubleValue(audioOffsetSecondsKey).value_or(defaultAudioOffsetSeconds)),
+      m_audioSyncMode(loadAudioSyncMode(*m_defaults)), m_outputFolderPath(loadOutputFolderPath(*m_defaults)),
+      m_proResProfile(loadProResProfile(*m_defaults)),
+      m_allowUnsafeFallbackPairing(
+          m_defaults->boolValue(allowUnsafeFallbackPairingKey).value_or(defaultAllowUnsafeFallbackPairing)),
+      m_prefixExportsWithOrderNumber(
+          m_defaults->boolValue(prefixExportsWithOrderNumberKey).value_or(defaultConvenience)),
+      m_openOutputFolderWhenFinished(
+          m_defaults->boolValue(openOutputFolderWhenFinishedKey).value_or(defaultConvenience)),
+      m_skipExistingFiles(m_defaults->boolValue(skipExistingFilesKey).value_or(defaultConvenience))
+{
+    migrateAudioOffset();
+}
+
+void SettingsStore::migrateAudioOffset()
+{
+    if (m_defaults->boolValue(migratedAudioOffsetKey).value_or(false))
+        return;
+    if (m_audioOffsetSeconds == legacyUnsetAudioOffset)
+        setAudioOffsetSeconds(defaultAudioOffsetSeconds);
+    m_defaults->setBool(migratedAudioOffsetKey, true);
+}
+
+void SettingsStore::setAudioOffsetSeconds(double seconds)
+{
+    if (update(m_audioOffsetSeconds, seconds, &SettingsStore::audioOffsetSecondsChanged))
+        emit effectiveAudioOffsetSecondsChanged();
+    m_defaults->setDouble(audioOffsetSecondsKey, seconds);
+}
+
+void SettingsStore::setAudioSyncMode(AudioSyncMode mode)
+{
+    if (update(m_audioSyncMode, mode, &SettingsStore::audioSyncModeChanged))
+        emit effectiveAudioOffsetSecondsChanged();
+    m_defaults->setInteger(audioSyncModeKey, AudioSyncModes::rawValue(mode));
+}
+
+void SettingsStore::setOutputFolderPath(const QString& path)
+{
+    update(m_outputFolderPath, path, &SettingsStore::outputFolderPathChanged);
+    m_defaults->setString(outputFolderPathKey, path);
+}
+
+void SettingsStore::setProResProfile(ProResProfile profile)
+{
+    update(m_proResProfile, profile, &SettingsStore::proResProfileChanged);
+    m_defaults->setInteger(proResProfileKey, ProResProfiles::rawValue(profile));
+}
+
+void SettingsStore::setAllowUnsafeFallbackPairing(bool allow)
+{
+    setFlag(m_allowUnsafeFallbackPairing, allow, &SettingsStore::allowUnsafeFallbackPairingChanged,
+            allowUnsafeFallbackPairingKey);
+}
+
+void SettingsStore::setPrefixExportsWithOrderNumber(bool prefix)
+{
+    setFlag(m_prefixExportsWithOrderNumber, prefix, &SettingsStore::prefixExportsWithOrderNumberChanged,
+            prefixExportsWithOrderNumberKey);
+}
+
+void SettingsStore::setOpenOutputFolderWhenFinished(bool open)
+{
+    setFlag(m_openOutputFolderWhenFinished, open, &SettingsStore::openOutputFolderWhenFinishedChanged,
+            openOutputFolderWhenFinishedKey);
+}
+
+void SettingsStore::setSkipExistingFiles(bool skip)
+{
+    setFlag(m_skipExistingFiles, skip, &SettingsStore::skipExistingFilesChanged, skipExistingFilesKey);
+}
+
+template <typename T> bool SettingsStore::update(T& field, const T& value, void (SettingsStore::*changed)())
+{
+    if (field == value)
+        return false;
+    field = value;
+    emit(this->*changed)();
+    return true;
+}
+
+void SettingsStore::setFlag(bool& field, bool value, void (SettingsStore::*changed)(), const QString& key)
+{
+    update(field, value, changed);
+    m_defaults->setBool(key, value);
+}
+
+double SettingsStore::effectiveAudioOffsetSeconds() const
+{
+    return m_audioSyncMode == AudioSyncMode::manual ? m_audioOffsetSeconds : 0.0;
+}
+
+void SettingsStore::resetToDefaults()
+{
+    setAudioOffsetSeconds(defaultAudioOffsetSeconds);
+    setAudioSyncMode(defaultAudioSyncMode);
+    setOutputFolderPath(defaultOutputBase());
+    setProResProfile(defaultProResProfile);
+    setAllowUnsafeFallbackPairing(defaultAllowUnsafeFallbackPairing);
+    setPrefixExportsWithOrderNumber(defaultConvenience);
+    setOpenOutputFolderWhenFinished(defaultConvenience);
+    setSkipExistingFiles(defaultConvenience);
+}
+
+QCoro::Task<> SettingsStore::chooseOutputFolderViaPanel()
+{
+    const QPointer<SettingsStore> self(this);
+    const std::shared_ptr<Desktop> desktop = m_desktop;
+    const std::optional<QString> folder = co_await desktop->chooseFolder(
+        QStringLiteral("Choose"), QStringLiteral("Choose the default output drive or folder"));
+    if (self && folder && !folder->isEmpty())
+        self->setOutputFolderPath(*folder);
+}

@@ -1,0 +1,336 @@
+#include "card/FileSystemUtilities.h"
+#include "card/P2Scanner.h"
+#include "CardTests.h"
+#include "CardTree.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+QString relativeFolder(const QString& root, const std::optional<QString>& folder)
+{
+    return folder ? CardTree::relative(root, {*folder}).first() : QStringLiteral("<absent>");
+}
+
+} // namespace
+
+class ScannerTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    int m_case = 0;
+
+    // A fresh folder for each test.
+    QString freshRoot()
+    {
+        const QString root = m_dir.filePath(QString::number(++m_case));
+        QDir().mkpath(root);
+        return root;
+    }
+
+private slots:
+    // Qt cannot see names that are not UTF-8, so it could not remove them.
+    void cleanupTestCase()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(QFile::encodeName(m_dir.path()).toStdString(), error);
+    }
+
+    void contentsFolderChosenDirectly()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/AUDIO/0001AB00.MXF", "CONTENTS/CLIP/0001AB.XML"}));
+        const P2CardStructure fromContents = P2Scanner::scan(root + "/CONTENTS");
+        QCOMPARE(fromContents.rootURL, root + "/CONTENTS");
+        QCOMPARE(relativeFolder(root, fromContents.videoFolder), "CONTENTS/VIDEO");
+        QCOMPARE(relativeFolder(root, fromContents.audioFolder), "CONTENTS/AUDIO");
+        QCOMPARE(relativeFolder(root, fromContents.clipFolder), "CONTENTS/CLIP");
+        QCOMPARE(CardTree::relative(root, fromContents.videoFiles), QStringList{"CONTENTS/VIDEO/0001AB.MXF"});
+        QCOMPARE(CardTree::relative(root, fromContents.audioFiles),
+                 QStringList{"CONTENTS/AUDIO/0001AB00.MXF"});
+        QCOMPARE(CardTree::relative(root, fromContents.clipXMLFiles),
+                 QStringList{"CONTENTS/CLIP/0001AB.XML"});
+
+        // The card root finds the very same folders and files.
+        const P2CardStructure fromRoot = P2Scanner::scan(root);
+        QCOMPARE(fromRoot.rootURL, root);
+        QCOMPARE(fromRoot.videoFolder, fromContents.videoFolder);
+        QCOMPARE(fromRoot.audioFolder, fromContents.audioFolder);
+        QCOMPARE(fromRoot.clipFolder, fromContents.clipFolder);
+        QCOMPARE(fromRoot.videoFiles, fromContents.videoFiles);
+        QCOMPARE(fromRoot.audioFiles, fromContents.audioFiles);
+        QCOMPARE(fromRoot.clipXMLFiles, fromContents.clipXMLFiles);
+    }
+
+    void folderMissingFromContentsFoundBesideIt()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {"CONTENTS/VIDEO/", "CONTENTS/CLIP/", "AUDIO/0001AB00.MXF", "VIDEO/9999ZZ.MXF"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(relativeFolder(root, structure.audioFolder), "AUDIO");
+        QCOMPARE(CardTree::relative(root, structure.audioFiles), QStringList{"AUDIO/0001AB00.MXF"});
+        // What CONTENTS holds is never replaced by what lies beside it.
+        QCOMPARE(relativeFolder(root, structure.videoFolder), "CONTENTS/VIDEO");
+        QVERIFY(structure.videoFiles.isEmpty());
+    }
+
+    void folderNamesMatchInAnyCase_data()
+    {
+        QTest::addColumn<QString>("contents");
+        QTest::addColumn<QString>("video");
+        QTest::addColumn<QString>("audio");
+        QTest::addColumn<QString>("clip");
+        QTest::newRow("upper") << "CONTENTS"
+                               << "VIDEO"
+                               << "AUDIO"
+                               << "CLIP";
+        QTest::newRow("lower") << "contents"
+                               << "video"
+                               << "audio"
+                               << "clip";
+        QTest::newRow("capitalised") << "Contents"
+                                     << "Video"
+                                     << "Audio"
+                                     << "Clip";
+        QTest::newRow("mixed") << "cOnTeNtS"
+                               << "vIDEo"
+                               << "AuDiO"
+                               << "cLiP";
+    }
+
+    void folderNamesMatchInAnyCase()
+    {
+        QFETCH(QString, contents);
+        QFETCH(QString, video);
+        QFETCH(QString, audio);
+        QFETCH(QString, clip);
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {contents + "/" + video + "/", contents + "/" + audio + "/", contents + "/" + clip + "/"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(relativeFolder(root, structure.videoFolder), contents + "/" + video);
+        QCOMPARE(relativeFolder(root, structure.audioFolder), contents + "/" + audio);
+        QCOMPARE(relativeFolder(root, structure.clipFolder), contents + "/" + clip);
+    }
+
+    void hiddenFoldersNeverMatch()
+    {
+        const QString root = freshRoot();
+        QVERIFY(
+            CardTree::make(root, {".CONTENTS/VIDEO/0001AB.MXF", ".VIDEO/0002AB.MXF", ".AUDIO/", "AUDIO/"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(structure.videoFolder, std::nullopt);
+        QCOMPARE(relativeFolder(root, structure.audioFolder), "AUDIO");
+        QVERIFY(structure.videoFiles.isEmpty());
+        QCOMPARE(FileSystemUtilities::findSubdirectory("VIDEO", root), std::nullopt);
+    }
+
+    void upperCaseFolderWinsOverCaseVariant()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"video/", "Video/", "VIDEO/"}));
+        QCOMPARE(relativeFolder(root, P2Scanner::scan(root).videoFolder), "VIDEO");
+    }
+
+    void plainFileNamedLikeAFolderIsIgnored()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"CONTENTS", "VIDEO", "AUDIO/"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(structure.videoFolder, std::nullopt);
+        QCOMPARE(relativeFolder(root, structure.audioFolder), "AUDIO");
+    }
+
+    void everyCardFolderIsLocated()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {"CONTENTS/ICON/0001AB.BMP", "CONTENTS/PROXY/0001AB.MP4", "VOICE/0001AB00.WAV"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(relativeFolder(root, structure.iconFolder), "CONTENTS/ICON");
+        QCOMPARE(relativeFolder(root, structure.proxyFolder), "CONTENTS/PROXY");
+        QCOMPARE(relativeFolder(root, structure.voiceFolder), "VOICE");
+        QVERIFY(!structure.isEmpty());
+        QVERIFY(structure.videoFiles.isEmpty());
+    }
+
+    void extensionsMatchInAnyCase()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/0001AB.MXF", "VIDEO/x.mxf", "VIDEO/y.MxF", "VIDEO/x.mxf.bak",
+                                      "VIDEO/z.xml", "VIDEO/mxf", "VIDEO/.0000AA.MXF",
+                                      "VIDEO/.hidden/0005AB.MXF", "CLIP/0001AB.XML", "CLIP/0002AB.xml",
+                                      "CLIP/0003AB.xml.tmp", "CLIP/0004AB.MXF"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(CardTree::relative(root, structure.videoFiles),
+                 (QStringList{"VIDEO/0001AB.MXF", "VIDEO/x.mxf", "VIDEO/y.MxF"}));
+        QCOMPARE(CardTree::relative(root, structure.clipXMLFiles),
+                 (QStringList{"CLIP/0001AB.XML", "CLIP/0002AB.xml"}));
+        QVERIFY(structure.audioFiles.isEmpty());
+    }
+
+    void looseMxfFilesBecomeVideo()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"0010AB.mxf", "shoot/0002AB.MXF", "shoot/day 2/0001AB.MXF", "notes.txt",
+                                      "shoot/0003AB.XML"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QVERIFY(structure.isEmpty());
+        QCOMPARE(CardTree::relative(root, structure.videoFiles),
+                 (QStringList{"shoot/day 2/0001AB.MXF", "shoot/0002AB.MXF", "0010AB.mxf"}));
+        QVERIFY(structure.audioFiles.isEmpty());
+        QVERIFY(structure.clipXMLFiles.isEmpty());
+    }
+
+    void anyCardFolderStopsLooseListing()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"ICON/", "0001AB.MXF", "0002AB.MXF"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QVERIFY(!structure.isEmpty());
+        QVERIFY(structure.videoFiles.isEmpty());
+    }
+
+    void emptyOrMissingFolderGivesNothing_data()
+    {
+        QTest::addColumn<QString>("chosen");
+        QTest::newRow("empty folder") << "";
+        QTest::newRow("missing folder") << "/does not exist";
+        QTest::newRow("a file") << "/file.mxf";
+    }
+
+    void emptyOrMissingFolderGivesNothing()
+    {
+        QFETCH(QString, chosen);
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"file.mxf"}));
+        const P2CardStructure structure = P2Scanner::scan(root + chosen);
+        QVERIFY(structure.isEmpty());
+        QCOMPARE(structure.rootURL, root + chosen);
+        if (chosen.isEmpty())
+            QCOMPARE(CardTree::relative(root, structure.videoFiles), QStringList{"file.mxf"});
+        else
+            QVERIFY(structure.videoFiles.isEmpty());
+    }
+
+    void numericAwareSortAcrossFolders()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {"VIDEO/0010AB.MXF", "VIDEO/0002AB.MXF", "VIDEO/a/0011AB.MXF", "VIDEO/z/0001AB.MXF"}));
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles),
+                 (QStringList{"VIDEO/z/0001AB.MXF", "VIDEO/0002AB.MXF", "VIDEO/0010AB.MXF",
+                              "VIDEO/a/0011AB.MXF"}));
+    }
+
+    void caseVariantNamesKeepWalkOrder()
+    {
+        // Folders are walked in byte order of their names (A before b), so equal
+        // names keep that order even where a plain sort would put CLIP before clip.
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/b/CLIP.MXF", "VIDEO/A/clip.mxf"}));
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles),
+                 (QStringList{"VIDEO/A/clip.mxf", "VIDEO/b/CLIP.MXF"}));
+    }
+
+    void unreadableFoldersBehaveAsEmpty()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(
+            root, {"card/CONTENTS/VIDEO/0001AB.MXF", "card/CONTENTS/VIDEO/locked/0002AB.MXF",
+                   "card/CONTENTS/AUDIO/0001AB00.MXF", "locked card/CONTENTS/VIDEO/0001AB.MXF"}));
+        QVERIFY(CardTree::grantReadToEveryone(m_dir.path()));
+        QCOMPARE(::chmod(QFile::encodeName(root + "/card/CONTENTS/VIDEO/locked").constData(), 0), 0);
+        QCOMPARE(::chmod(QFile::encodeName(root + "/locked card").constData(), 0), 0);
+
+        P2CardStructure structure;
+        P2CardStructure lockedCard;
+        {
+            const CardTree::UnprivilegedFileAccess access;
+            if (!access.effective())
+                QSKIP("Running as root without the right to drop file-system privileges; permission bits are "
+                      "ignored, so no folder can be made unreadable.");
+            structure = P2Scanner::scan(root + "/card");
+            lockedCard = P2Scanner::scan(root + "/locked card");
+        }
+        QCOMPARE(CardTree::relative(root, structure.videoFiles),
+                 QStringList{"card/CONTENTS/VIDEO/0001AB.MXF"});
+        QCOMPARE(CardTree::relative(root, structure.audioFiles),
+                 QStringList{"card/CONTENTS/AUDIO/0001AB00.MXF"});
+        QVERIFY(lockedCard.isEmpty());
+        QVERIFY(lockedCard.videoFiles.isEmpty());
+    }
+
+    void symbolicLinkLoopsDoNotHang()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/0001AB.MXF", "VIDEO/sub/0002AB.MXF", "elsewhere/0003AB.MXF"}));
+        const QString video = root + "/VIDEO";
+        QVERIFY(QFile::link(".", video + "/itself"));
+        QVERIFY(QFile::link("..", video + "/sub/up"));
+        QVERIFY(QFile::link(root, video + "/sub/card"));
+        QVERIFY(QFile::link("0004AB.MXF", video + "/0004AB.MXF"));
+        QVERIFY(QFile::link("../elsewhere/0003AB.MXF", video + "/0003AB.MXF"));
+        QVERIFY(QFile::link("missing.MXF", video + "/0005AB.MXF"));
+
+        // Linked folders are not entered; a link to a regular file counts as that file.
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles),
+                 (QStringList{"VIDEO/0001AB.MXF", "VIDEO/sub/0002AB.MXF", "VIDEO/0003AB.MXF"}));
+    }
+
+    void linkedCardFolderIsFollowed()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"storage/0001AB.MXF", "card/CONTENTS/"}));
+        QVERIFY(QFile::link(root + "/storage", root + "/card/CONTENTS/VIDEO"));
+        const P2CardStructure structure = P2Scanner::scan(root + "/card");
+        QCOMPARE(relativeFolder(root, structure.videoFolder), "card/CONTENTS/VIDEO");
+        QCOMPARE(CardTree::relative(root, structure.videoFiles),
+                 QStringList{"card/CONTENTS/VIDEO/0001AB.MXF"});
+    }
+
+    void namesThatAreNotUtf8AreKept()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/"}));
+        const QByteArray video = QFile::encodeName(root + "/VIDEO");
+        QCOMPARE(::mkdir((video + "/\xfe").constData(), 0755), 0);
+        for (const QByteArray& name : {QByteArray("/\xff"
+                                                  "0001AB.MXF"),
+                                       QByteArray("/\xfe/0002AB.MXF")}) {
+            const int fd = ::creat((video + name).constData(), 0644);
+            QVERIFY(fd >= 0);
+            ::close(fd);
+        }
+        const QString replacement(QChar::ReplacementCharacter);
+        QCOMPARE(
+            CardTree::relative(root, P2Scanner::scan(root).videoFiles),
+            (QStringList{"VIDEO/" + replacement + "/0002AB.MXF", "VIDEO/" + replacement + "0001AB.MXF"}));
+    }
+
+    void specialFilesAreNotListed()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/0001AB.MXF", "VIDEO/0002AB.MXF/"}));
+        QCOMPARE(::mkfifo(QFile::encodeName(root + "/VIDEO/0003AB.MXF").constData(), 0644), 0);
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles), QStringList{"VIDEO/0001AB.MXF"});
+    }
+};
+
+int runScannerTests(int argc, char** argv)
+{
+    ScannerTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "ScannerTest.moc"

@@ -1,0 +1,13 @@
+#include "CardTests.h"
+
+#include <QCoreApplication>
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    bool failed = false;
+    for (const auto run : {runFileNameOrderTests, runScannerTests, runClipModelTests, runMetadataParserTests,
+                           runSyntheticCardScanTests})
+        failed = run(argc, argv) != 0 || failed;
+    return failed ? 1 : 0;
+}

@@ -1,0 +1,556 @@
+#include "media/ProcessRunner.h"
+#include "MediaTests.h"
+#include "MediaTestSupport.h"
+
+#include <chrono>
+#include <QCoroTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// ffprobe answers a conversion's two questions: duration and timecode.
+QString ffprobeAnswers(const QString& duration, const QString& timecode)
+{
+    return QStringLiteral("case \"$*\" in\n"
+                          "*format=duration*) FAKE_STDOUT='%1' ;;\n"
+                          "*format_tags=timecode*) FAKE_STDOUT='%2' ;;\n"
+                          "esac\n")
+        .arg(duration, timecode);
+}
+
+QStringList singleValueArguments(const QString& entry, const QString& path)
+{
+    return {"-v", "error", "-show_entries", entry, "-of", "default=noprint_wrappers=1:nokey=1", path};
+}
+
+// Peak resident memory since the last reset, in kB.
+qint64 peakResidentKB()
+{
+    const QByteArray status = readFile(QStringLiteral("/proc/self/status"));
+    for (const QByteArray& line : status.split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    }
+    return -1;
+}
+
+} // namespace
+
+class FakeToolsTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ToolFolder> tools_;
+    std::unique_ptr<QTemporaryDir> work_;
+    QString video_;
+    QStringList audio_;
+    QString output_;
+
+    QString partial() const { return FFmpegService::temporaryPath(output_); }
+
+private slots:
+    void init()
+    {
+        tools_ = std::make_unique<ToolFolder>();
+        work_ = std::make_unique<QTemporaryDir>();
+        const QString card = work_->filePath(awkwardName(QStringLiteral(" card")));
+        video_ = card + QStringLiteral("/VIDEO/") + awkwardName(QStringLiteral(".MXF"));
+        audio_ = {card + QStringLiteral("/AUDIO/") + awkwardName(QStringLiteral("00.MXF")),
+                  card + QStringLiteral("/AUDIO/") + awkwardName(QStringLiteral("01.MXF"))};
+        output_ = work_->filePath(awkwardName(QStringLiteral(" out/001.mov")));
+        for (const QString& file : QStringList{video_} + audio_)
+            writeFile(file, "essence");
+    }
+
+    void cleanup()
+    {
+        tools_.reset();
+        work_.reset();
+    }
+
+    // --- Probes ---
+
+    void singleValueQueries_data()
+    {
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<QString>("printed");
+        QTest::addColumn<std::optional<QString>>("expected");
+        const QString umid = QStringLiteral("format_tags=material_package_umid");
+        QTest::newRow("UMID in lower case with prefix")
+            << umid << "0x060a2b340101010501010d4313000000\n"
+            << std::optional<QString>(QStringLiteral("060A2B340101010501010D4313000000"));
+        QTest::newRow("UMID already bare")
+            << umid << "060A2B340101010501010D4313000000\n"
+            << std::optional<QString>(QStringLiteral("060A2B340101010501010D4313000000"));
+        QTest::newRow("UMID only a line break") << umid << "\n" << std::optional<QString>();
+        QTest::newRow("modification date")
+            << "format_tags=modification_date"
+            << " 2026-07-01T15:00:00.000000Z\n"
+            << std::optional<QString>(QStringLiteral("2026-07-01T15:00:00.000000Z"));
+        QTest::newRow("timecode") << "format_tags=timecode"
+                                  << "01:00:00;00\n"
+                                  << std::optional<QString>(QStringLiteral("01:00:00;00"));
+        QTest::newRow("no timecode") << "format_tags=timecode"
+                                     << "" << std::optional<QString>();
+    }
+    void singleValueQueries()
+    {
+        QFETCH(QString, entry);
+        QFETCH(QString, printed);
+        QFETCH(std::optional<QString>, expected);
+        tools_->addFake("ffprobe", "FAKE_STDOUT='" + printed + "'");
+        const auto query = entry.endsWith("umid")   ? FFmpegService::materialPackageUMID
+                           : entry.endsWith("date") ? FFmpegService::modificationDate
+                                                    : FFmpegService::sourceTimecode;
+        QCOMPARE(QCoro::waitFor(query(video_)), expected);
+        QCOMPARE(tools_->runs("ffprobe"), QList<QStringList>{singleValueArguments(entry, video_)});
+    }
+
+    void durationIsADecimalNumber()
+    {
+        tools_->addFake("ffprobe", "FAKE_STDOUT='10.010000\n'");
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeDurationSeconds(video_)), 10.01);
+        QCOMPARE(tools_->runs("ffprobe"),
+                 QList<QStringList>{singleValueArguments("format=duration", video_)});
+        tools_->configure("ffprobe", "FAKE_STDOUT='N/A\n'");
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeDurationSeconds(video_)), std::nullopt);
+    }
+
+    void exitStatusOfAProbeIsNotExamined()
+    {
+        tools_->addFake("ffprobe", "FAKE_STDOUT='01:02:03:04\n'; FAKE_STDERR='warning'; FAKE_EXIT=1");
+        QCOMPARE(QCoro::waitFor(FFmpegService::sourceTimecode(video_)), QStringLiteral("01:02:03:04"));
+    }
+
+    void undecodableProbeOutputIsNone()
+    {
+        tools_->addFake("ffprobe", "FAKE_STDOUT=$(printf '0x06\\377\\376')");
+        QCOMPARE(QCoro::waitFor(FFmpegService::materialPackageUMID(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::modificationDate(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeDurationSeconds(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::hasAudioStream(video_)), false);
+    }
+
+    void fullProbeDecodesJson()
+    {
+        tools_->addFake("ffprobe",
+                        R"(FAKE_STDOUT='{"streams": [{"index": 0, "codec_type": "audio", "channels": 1}],
+"format": {"filename": "x", "tags": {"material_package_umid": "0x060A"}}}')");
+        const std::optional<MediaProbe> probe = QCoro::waitFor(FFmpegService::probeFull(video_));
+        QVERIFY(probe);
+        QCOMPARE(probe->primaryAudioStream()->channels, 1);
+        QCOMPARE(probe->format.tags->value("material_package_umid"), QStringLiteral("0x060A"));
+        QCOMPARE(tools_->runs("ffprobe"), (QList<QStringList>{{"-v", "error", "-show_format", "-show_streams",
+                                                               "-print_format", "json", video_}}));
+    }
+
+    void fullProbeWithoutStreamsIsNone()
+    {
+        tools_->addFake("ffprobe", R"(FAKE_STDOUT='{"format": {"filename": "x"}}')");
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeFull(video_)), std::nullopt);
+    }
+
+    void audioStreamPresence_data()
+    {
+        QTest::addColumn<QString>("conf");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("one stream") << "FAKE_STDOUT='1\n'" << true;
+        QTest::newRow("nothing") << "" << false;
+        QTest::newRow("white space") << "FAKE_STDOUT='  \n'" << false;
+        QTest::newRow("error exit with index") << "FAKE_STDOUT='0\n'; FAKE_EXIT=1" << true;
+    }
+    void audioStreamPresence()
+    {
+        QFETCH(QString, conf);
+        QFETCH(bool, expected);
+        tools_->addFake("ffprobe", conf);
+        QCOMPARE(QCoro::waitFor(FFmpegService::hasAudioStream(output_)), expected);
+        QCOMPARE(tools_->runs("ffprobe"),
+                 (QList<QStringList>{{"-v", "error", "-select_streams", "a", "-show_entries", "stream=index",
+                                      "-of", "csv=p=0", output_}}));
+    }
+
+    void withoutFFprobeEveryQueryIsEmpty()
+    {
+        tools_->addFake("ffmpeg");
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeFull(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeDurationSeconds(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::materialPackageUMID(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::modificationDate(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::sourceTimecode(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::hasAudioStream(video_)), true);
+        QVERIFY(tools_->runs("ffmpeg").isEmpty());
+    }
+
+    void unstartableFFprobeGivesEmptyResults()
+    {
+        tools_->addUnstartable("ffprobe");
+        QVERIFY(FFmpegService::resolvedFFprobePath());
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeFull(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::probeDurationSeconds(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::materialPackageUMID(video_)), std::nullopt);
+        QCOMPARE(QCoro::waitFor(FFmpegService::hasAudioStream(video_)), true);
+    }
+
+    void manyProbesAtOnce()
+    {
+        tools_->addFake("ffprobe", "FAKE_STDOUT=\"0x$(basename \"$7\")\n\"");
+        QStringList files;
+        for (int i = 0; i < 8; ++i)
+            files.append(work_->filePath(QStringLiteral("%1ab").arg(i)));
+        const auto all = [](QStringList files) -> QCoro::Task<QStringList> {
+            std::vector<QCoro::Task<std::optional<QString>>> probes;
+            for (const QString& file : files)
+                probes.push_back(FFmpegService::materialPackageUMID(file));
+            QStringList umids;
+            for (auto& probe : probes)
+                umids.append((co_await probe).value_or(QString()));
+            co_return umids;
+        };
+        QCOMPARE(QCoro::waitFor(all(files)),
+                 (QStringList{"0AB", "1AB", "2AB", "3AB", "4AB", "5AB", "6AB", "7AB"}));
+    }
+
+    // --- Levels ---
+
+    void levelReadsVolumeDetectFromStandardError()
+    {
+        tools_->addFake("ffmpeg", "FAKE_STDOUT='mean_volume: -1.0 dB'\n"
+                                  "FAKE_STDERR='[Parsed_volumedetect_0 @ 0x1] mean_volume: -60.2 dB\n"
+                                  "[Parsed_volumedetect_0 @ 0x1] max_volume: -48.0 dB\n'");
+        const AudioLevel level = QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0]));
+        QCOMPARE(level.meanDB, -60.2);
+        QCOMPARE(level.maxDB, -48.0);
+        QCOMPARE(tools_->runs("ffmpeg"), (QList<QStringList>{{"-nostdin", "-i", audio_[0], "-af",
+                                                              "volumedetect", "-f", "null", "-"}}));
+    }
+
+    void levelOfUndecodableOutputIsUnmeasured()
+    {
+        tools_->addFake("ffmpeg",
+                        "FAKE_INVALID_UTF8=1; FAKE_STDERR='mean_volume: -20.0 dB\nmax_volume: -1.0 dB\n'");
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])), AudioLevel{});
+    }
+
+    void levelWithoutFFmpegOrStartIsUnmeasured()
+    {
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])).summary(),
+                 QStringLiteral("unmeasured"));
+        tools_->addUnstartable("ffmpeg");
+        QVERIFY(FFmpegService::recheckAvailability());
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])), AudioLevel{});
+    }
+
+    // --- Conversion ---
+
+    void conversionRunsTheExactCommand()
+    {
+        tools_->addFake("ffprobe", ffprobeAnswers("10.0", "01:02:03:04"));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, audio_, 0.25, ProResProfile::hq, output_});
+        QVERIFY2(outcome.succeeded, qPrintable(outcome.message));
+
+        const QStringList expected = FFmpegService::buildArguments(video_, audio_, 0.25, ProResProfile::hq,
+                                                                   QStringLiteral("01:02:03:04"), partial());
+        QCOMPARE(tools_->runs("ffmpeg"), QList<QStringList>{expected});
+        QCOMPARE(outcome.commands,
+                 QStringList{FFmpegService::commandLineString(tools_->toolPath("ffmpeg"), expected)});
+        QCOMPARE(tools_->runs("ffprobe"),
+                 (QList<QStringList>{singleValueArguments("format=duration", video_),
+                                     singleValueArguments("format_tags=timecode", video_)}));
+        QCOMPARE(readFile(output_), QByteArray("movie"));
+        QVERIFY(!QFileInfo::exists(partial()));
+    }
+
+    void outputIsWrittenFirstAsHiddenPartial()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie");
+        output_ = work_->filePath("nested/folders/001.mov");
+        FFmpegService service;
+        QVERIFY(convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_}).succeeded);
+        QCOMPARE(tools_->runs("ffmpeg").first().last(), work_->filePath("nested/folders/.001.mov.partial"));
+        QCOMPARE(readFile(output_), QByteArray("movie"));
+    }
+
+    void missingTimecodeUsesZero()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie");
+        FFmpegService service;
+        QVERIFY(convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_}).succeeded);
+        const QStringList arguments = tools_->runs("ffmpeg").first();
+        QCOMPARE(arguments.mid(arguments.indexOf("-timecode"), 2), (QStringList{"-timecode", "00:00:00:00"}));
+    }
+
+    void conversionWithoutFFprobeGoesOn()
+    {
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie; FAKE_STDOUT='out_time_ms=5000000\n'");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, audio_, 0, ProResProfile::standard, output_});
+        QVERIFY(outcome.succeeded);
+        QVERIFY(outcome.progress.isEmpty());
+        QVERIFY(tools_->runs("ffmpeg").first().contains("00:00:00:00"));
+    }
+
+    void progress_data()
+    {
+        QTest::addColumn<QString>("duration");
+        QTest::addColumn<QString>("progressOutput");
+        QTest::addColumn<QList<double>>("expected");
+        QTest::newRow("half way") << "10.000000"
+                                  << "frame=1\nout_time_ms=5000000\nout_time=00:00:05.000000\n"
+                                  << QList<double>{0.5};
+        QTest::newRow("beyond the end") << "10"
+                                        << "out_time_ms=15000000\nprogress=end\n"
+                                        << QList<double>{1.0};
+        QTest::newRow("time not available") << "10"
+                                            << "out_time=N/A\nprogress=continue\n"
+                                            << QList<double>{};
+        QTest::newRow("duration unknown") << "N/A"
+                                          << "out_time_ms=5000000\n"
+                                          << QList<double>{};
+        QTest::newRow("duration zero") << "0.000000"
+                                       << "out_time_ms=5000000\n"
+                                       << QList<double>{};
+    }
+    void progress()
+    {
+        QFETCH(QString, duration);
+        QFETCH(QString, progressOutput);
+        QFETCH(QList<double>, expected);
+        tools_->addFake("ffprobe", ffprobeAnswers(duration, ""));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie; FAKE_STDOUT='" + progressOutput + "'");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QVERIFY(outcome.succeeded);
+        QCOMPARE(outcome.progress, expected);
+    }
+
+    void failureCarriesStatusAndStandardError()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_STDERR='Conversion failed!\n'; FAKE_EXIT=1");
+        writeFile(output_, "previous");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, audio_, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
+        QCOMPARE(outcome.message, QStringLiteral("ffmpeg exited with code 1: Conversion failed!\n"));
+        QVERIFY(!QFileInfo::exists(partial()));
+        QCOMPARE(readFile(output_), QByteArray("previous"));
+    }
+
+    void signalDeathWithoutCancelIsAFailure()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_STDERR='about to die\n'; FAKE_SIGNAL=KILL");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, audio_, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
+        QCOMPARE(outcome.message, QStringLiteral("ffmpeg exited with code 9: about to die\n"));
+        QVERIFY(!QFileInfo::exists(partial()));
+        QVERIFY(!QFileInfo::exists(output_));
+    }
+
+    void undecodableDiagnosticsAreDropped()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_INVALID_UTF8=1; FAKE_STDERR='still readable\n'; FAKE_EXIT=2");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.message, QStringLiteral("ffmpeg exited with code 2: still readable\n"));
+    }
+
+    void floodOfDiagnosticsKeepsMemoryBounded()
+    {
+        constexpr qint64 floodBytes = 50 * 1024 * 1024;
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg",
+                        QStringLiteral("FAKE_FLOOD_BYTES=%1; FAKE_STDERR='\nthe last words\n'; FAKE_EXIT=1")
+                            .arg(floodBytes));
+        FFmpegService service;
+        // Peak memory is measured from here on: writing 5 resets the high-water mark.
+        writeFile(QStringLiteral("/proc/self/clear_refs"), "5");
+        const qint64 before = peakResidentKB();
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        const qint64 grown = peakResidentKB() - before;
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
+        const QString tail = FFmpegError::processFailed(1, {}).description();
+        QCOMPARE(outcome.message.size(), tail.size() + 8000);
+        QVERIFY(outcome.message.endsWith(QStringLiteral("\nthe last words\n")));
+        QVERIFY(outcome.message.contains(QStringLiteral("bitrate=N/A speed=0x flood\n")));
+        QVERIFY2(grown < 40 * 1024, qPrintable(QStringLiteral("peak memory grew by %1 kB").arg(grown)));
+    }
+
+    void exitWithoutOutputIsMissingOrEmpty_data()
+    {
+        QTest::addColumn<QString>("conf");
+        QTest::newRow("no file") << "";
+        QTest::newRow("empty file") << "FAKE_WRITE_OUTPUT=''; for last in \"$@\"; do :; done; : >\"$last\"";
+    }
+    void exitWithoutOutputIsMissingOrEmpty()
+    {
+        QFETCH(QString, conf);
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", conf);
+        writeFile(output_, "previous");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::outputMissingOrEmpty);
+        QCOMPARE(outcome.message, QStringLiteral("Output file was not created or is empty"));
+        QVERIFY(!QFileInfo::exists(partial()));
+        QCOMPARE(readFile(output_), QByteArray("previous"));
+    }
+
+    void staleTemporaryIsRemovedFirst()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg");
+        writeFile(partial(), "stale from an interrupted run");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::outputMissingOrEmpty);
+        QVERIFY(!QFileInfo::exists(output_));
+        QVERIFY(!QFileInfo::exists(partial()));
+    }
+
+    void successReplacesThePreviousOutput()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=new");
+        writeFile(output_, "previous");
+        FFmpegService service;
+        QVERIFY(convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_}).succeeded);
+        QCOMPARE(readFile(output_), QByteArray("new"));
+    }
+
+    void folderThatCannotBeCreatedIsAFileSystemError()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie");
+        writeFile(work_->filePath("a file"), "not a folder");
+        FFmpegService service;
+        const ConvertOutcome outcome = convertAndWait(
+            service, {video_, {}, 0, ProResProfile::standard, work_->filePath("a file/sub/001.mov")});
+        QVERIFY(outcome.platformError);
+        QVERIFY2(outcome.message.startsWith(QStringLiteral("Could not create the folder “")),
+                 qPrintable(outcome.message));
+        QVERIFY(tools_->runs("ffmpeg").isEmpty());
+    }
+
+    void unstartableFFmpegIsAPlatformError()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addUnstartable("ffmpeg");
+        writeFile(partial(), "stale");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QVERIFY(outcome.platformError);
+        QVERIFY(!outcome.message.isEmpty());
+        QCOMPARE(outcome.commands.size(), 1);
+        QVERIFY(!QFileInfo::exists(partial()));
+    }
+
+    void missingFFmpegTouchesNothing()
+    {
+        tools_->addFake("ffprobe");
+        FFmpegService service;
+        const ConvertOutcome outcome =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::binaryNotFound);
+        QVERIFY(tools_->runs("ffprobe").isEmpty());
+        QVERIFY(!QFileInfo::exists(QFileInfo(output_).path()));
+    }
+
+    void cancelFromAnotherThreadStopsAHangingConversion()
+    {
+        tools_->addFake("ffprobe", ffprobeAnswers("10", ""));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_HANG=1");
+        writeFile(output_, "previous");
+        FFmpegService service;
+        const auto run = [](FFmpegService* service, ConvertRequest request,
+                            QString partial) -> QCoro::Task<ConvertOutcome> {
+            QCoro::Task<ConvertOutcome> conversion = convertCatching(service, request);
+            // The tool writes its partial output before it hangs.
+            while (!QFileInfo::exists(partial))
+                co_await QCoro::sleepFor(20ms);
+            std::thread([service] { service->cancel(); }).join();
+            co_return co_await conversion;
+        };
+        const ConvertOutcome outcome =
+            QCoro::waitFor(run(&service, {video_, audio_, 0, ProResProfile::standard, output_}, partial()));
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::cancelled);
+        QCOMPARE(outcome.message, QStringLiteral("Cancelled"));
+        QVERIFY(!QFileInfo::exists(partial()));
+        QCOMPARE(readFile(output_), QByteArray("previous"));
+        QVERIFY(service.cancelRequested());
+    }
+
+    void cancelWhileIdleOnlySetsTheFlag()
+    {
+        tools_->addFake("ffprobe");
+        tools_->addFake("ffmpeg", "FAKE_STDERR='real failure\n'; FAKE_EXIT=1");
+        FFmpegService service;
+        QVERIFY(!service.cancelRequested());
+        service.cancel();
+        QVERIFY(service.cancelRequested());
+        QVERIFY(tools_->runs("ffmpeg").isEmpty());
+
+        // The next conversion starts afresh: its failure is not taken for a cancel.
+        const ConvertOutcome failed =
+            convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
+        QCOMPARE(failed.errorKind, FFmpegError::Kind::processFailed);
+        QVERIFY(!service.cancelRequested());
+
+        service.cancel();
+        tools_->configure("ffmpeg", "FAKE_WRITE_OUTPUT=movie");
+        QVERIFY(convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_}).succeeded);
+    }
+
+    void runnerReportsHowTheChildEnded()
+    {
+        tools_->addFake("tool", "FAKE_STDOUT='out\n'; FAKE_STDERR='err\n'; FAKE_EXIT=3");
+        const ProcessResult exited = QCoro::waitFor(ProcessRunner::query(
+            tools_->toolPath("tool"), {"a b", "$x"}, ProcessRunner::Stream::standardOutput));
+        QCOMPARE(exited.ending, ProcessResult::Ending::exited);
+        QCOMPARE(exited.status, 3);
+        QCOMPARE(exited.standardOutput, QByteArray("out\n"));
+        QVERIFY(exited.standardError.isEmpty());
+
+        tools_->configure("tool", "FAKE_SIGNAL=TERM");
+        const ProcessResult signalled = QCoro::waitFor(
+            ProcessRunner::query(tools_->toolPath("tool"), {}, ProcessRunner::Stream::standardError));
+        QCOMPARE(signalled.ending, ProcessResult::Ending::signalled);
+        QCOMPARE(signalled.status, 15);
+
+        const ProcessResult unstarted = QCoro::waitFor(
+            ProcessRunner::query(work_->filePath("no such tool"), {}, ProcessRunner::Stream::standardOutput));
+        QCOMPARE(unstarted.ending, ProcessResult::Ending::failedToStart);
+        QVERIFY(!unstarted.errorString.isEmpty());
+    }
+};
+
+int runFakeToolsTests(int argc, char** argv)
+{
+    FakeToolsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "FakeToolsTest.moc"

@@ -1,0 +1,7 @@
+#pragma once
+
+// Each test class of the media area runs from one executable.
+int runParsersTests(int argc, char** argv);
+int runDiscoveryTests(int argc, char** argv);
+int runFakeToolsTests(int argc, char** argv);
+int runRealToolsTests(int argc, char** argv);

@@ -1,0 +1,533 @@
+#include "media/AudioLevel.h"
+#include "media/FFmpegError.h"
+#include "media/FFmpegService.h"
+#include "media/MediaProbe.h"
+#include "media/OutputTailCollector.h"
+#include "media/ProcessRunner.h"
+#include "media/ProResProfile.h"
+#include "media/ToolText.h"
+#include "MediaTests.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTest>
+
+using OptionalDouble = std::optional<double>;
+Q_DECLARE_METATYPE(OptionalDouble)
+
+namespace {
+
+const QString video = QStringLiteral("/Volumes/My Card/CONTENTS/VIDEO/0001AB.MXF");
+const QString output = QStringLiteral("/out/.001.mov.partial");
+
+QStringList audioFiles(int count)
+{
+    QStringList files;
+    for (int i = 0; i < count; ++i)
+        files.append(
+            QStringLiteral("/Volumes/My Card/CONTENTS/AUDIO/0001AB%1.MXF").arg(i, 2, 10, QLatin1Char('0')));
+    return files;
+}
+
+// The arguments that follow the inputs and maps, for profile "2" and no audio.
+QStringList encoderTail(const QString& profile, bool withAudio, const QString& timecode)
+{
+    QStringList tail{"-c:v",     "prores_ks",   "-profile:v", profile,
+                     "-pix_fmt", "yuv422p10le", "-vendor",    "apl0"};
+    if (withAudio)
+        tail << "-c:a"
+             << "pcm_s24le";
+    tail << "-timecode" << timecode << "-progress"
+         << "pipe:1"
+         << "-nostats"
+         << "-f"
+         << "mov" << output;
+    return tail;
+}
+
+const char* probeJson = R"json({
+  "streams": [
+    {"index": 0, "codec_name": "dvvideo", "codec_long_name": "DV (Digital Video)", "codec_type": "video",
+     "width": 720, "height": 480, "duration": "0.100100", "start_time": "0.000000", "bit_rate": "28771200",
+     "r_frame_rate": "30000/1001", "disposition": {"default": 0}},
+    {"index": 1, "codec_name": "none"},
+    {"index": 2, "codec_name": "pcm_s16le", "codec_type": "audio", "sample_fmt": "s16", "sample_rate": "48000",
+     "channels": 1, "bits_per_sample": 16, "tags": {"file_package_umid": "0x060A2B34"}},
+    {"index": 3, "codec_name": "pcm_s24le", "codec_type": "audio", "channels": 1}
+  ],
+  "format": {"filename": "/card/0001AB.MXF", "nb_streams": 4, "duration": "0.100100", "size": "361984",
+             "bit_rate": "28929398", "tags": {"material_package_umid": "0x060A2B3401", "timecode": "01:00:00:00"}}
+})json";
+
+} // namespace
+
+class ParsersTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void decimalText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<OptionalDouble>("expected");
+        QTest::newRow("integer") << "5000000" << OptionalDouble(5000000);
+        QTest::newRow("negative fraction") << "-23.4" << OptionalDouble(-23.4);
+        QTest::newRow("trailing point") << "1." << OptionalDouble(1);
+        QTest::newRow("leading point") << ".5" << OptionalDouble(0.5);
+        QTest::newRow("not available") << "N/A" << OptionalDouble();
+        QTest::newRow("minus sign only") << "-" << OptionalDouble();
+        QTest::newRow("exponent") << "1e5" << OptionalDouble();
+        QTest::newRow("infinity") << "inf" << OptionalDouble();
+        QTest::newRow("empty") << "" << OptionalDouble();
+        QTest::newRow("white space") << " 1" << OptionalDouble();
+        QTest::newRow("two points") << "1.2.3" << OptionalDouble();
+    }
+    void decimalText()
+    {
+        QFETCH(QString, text);
+        QFETCH(OptionalDouble, expected);
+        QCOMPARE(ToolText::parseDecimal(text), expected);
+    }
+
+    void shortestDecimal_data()
+    {
+        QTest::addColumn<double>("value");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("half") << 0.5 << "0.5";
+        QTest::newRow("whole") << 2.0 << "2.0";
+        QTest::newRow("quarter") << 0.25 << "0.25";
+        QTest::newRow("one") << 1.0 << "1.0";
+        QTest::newRow("tenth") << 0.1 << "0.1";
+        QTest::newRow("third") << 1.0 / 3 << "0.3333333333333333";
+        QTest::newRow("tiny") << 1e-7 << "0.0000001";
+        QTest::newRow("hundred") << 100.0 << "100.0";
+    }
+    void shortestDecimal()
+    {
+        QFETCH(double, value);
+        QFETCH(QString, expected);
+        QCOMPARE(ToolText::shortestDecimal(value), expected);
+    }
+
+    void utf8Decoding()
+    {
+        QCOMPARE(ToolText::decodeUtf8("ünï"), std::optional<QString>(QStringLiteral("ünï")));
+        QCOMPARE(ToolText::decodeUtf8("bad \xff byte"), std::nullopt);
+        QCOMPARE(ToolText::decodeUtf8("cut \xc3"), std::nullopt);
+    }
+
+    void tailOfLongChunkKeepsLast8000()
+    {
+        QByteArray chunk;
+        for (int i = 0; i < 9000; ++i)
+            chunk.append(char('a' + i % 26));
+        OutputTailCollector collector;
+        collector.append(chunk);
+        QCOMPARE(collector.text(), QString::fromLatin1(chunk.right(8000)));
+    }
+
+    void tailOfFullCollectorKeepsNewest8000()
+    {
+        QByteArray full;
+        for (int i = 0; i < 8000; ++i)
+            full.append(char('0' + i % 10));
+        OutputTailCollector collector;
+        collector.append(full);
+        QCOMPARE(collector.text().size(), 8000);
+        collector.append("xyz");
+        QCOMPARE(collector.text(), QString::fromLatin1(full.mid(3) + "xyz"));
+    }
+
+    void tailDropsUndecodableChunks()
+    {
+        OutputTailCollector collector;
+        collector.append("first\n");
+        collector.append("bad \xff\xfe bytes\n");
+        collector.append("last\n");
+        QCOMPARE(collector.text(), QStringLiteral("first\nlast\n"));
+    }
+
+    void tailNeverStartsWithHalfACharacter()
+    {
+        QString text = QStringLiteral("a");
+        for (int i = 0; i < 4000; ++i)
+            text += QStringLiteral("😀");
+        OutputTailCollector collector;
+        collector.append((text + u'b').toUtf8());
+        const QString kept = collector.text();
+        QCOMPARE(kept.size(), 7999);
+        QVERIFY(kept.front().isHighSurrogate());
+        QVERIFY(kept.endsWith(QStringLiteral("😀b")));
+    }
+
+    void lineSplitterKeepsLinesWhole()
+    {
+        LineSplitter splitter;
+        QCOMPARE(splitter.feed("one\ntw"), QList<QByteArray>{"one\n"});
+        QCOMPARE(splitter.feed("o\r\nthree"), QList<QByteArray>{"two\r\n"});
+        QCOMPARE(splitter.feed("\n\n"), (QList<QByteArray>{"three\n", "\n"}));
+        QCOMPARE(splitter.finish(), QList<QByteArray>{});
+        splitter.feed("unterminated");
+        QCOMPARE(splitter.finish(), QList<QByteArray>{"unterminated"});
+    }
+
+    void lineSplitterBoundsAnEndlessLine()
+    {
+        LineSplitter splitter;
+        const QByteArray block(LineSplitter::maxPendingBytes / 2 + 1, 'x');
+        QVERIFY(splitter.feed(block).isEmpty());
+        const QList<QByteArray> lines = splitter.feed(block);
+        QCOMPARE(lines, QList<QByteArray>{block + block});
+        QCOMPARE(splitter.finish(), QList<QByteArray>{});
+    }
+
+    void commandLineQuotesOnlyArgumentsWithSpaces()
+    {
+        QCOMPARE(
+            FFmpegService::commandLineString(QStringLiteral("/usr/local/bin/ffmpeg"),
+                                             {QStringLiteral("-i"), video, QStringLiteral("-y")}),
+            QStringLiteral("/usr/local/bin/ffmpeg -i \"/Volumes/My Card/CONTENTS/VIDEO/0001AB.MXF\" -y"));
+    }
+
+    void commandLineEscapesNothingElse()
+    {
+        QCOMPARE(FFmpegService::commandLineString(QStringLiteral("/opt/my tools/ffmpeg"),
+                                                  {QStringLiteral("a\"b"), QStringLiteral("tab\there"),
+                                                   QStringLiteral("say \"hi\""), QStringLiteral("$x;y")}),
+                 QStringLiteral("\"/opt/my tools/ffmpeg\" a\"b tab\there \"say \"hi\"\" $x;y"));
+    }
+
+    void errorDescriptions()
+    {
+        QCOMPARE(FFmpegError::processFailed(1, QStringLiteral("X")).description(),
+                 QStringLiteral("ffmpeg exited with code ") + QString::number(1) + QStringLiteral(": ") +
+                     QStringLiteral("X"));
+        QCOMPARE(FFmpegError::processFailed(-11, QStringLiteral("%1 tail\n")).description(),
+                 QStringLiteral("ffmpeg exited with code -11: %1 tail\n"));
+        QCOMPARE(FFmpegError::binaryNotFound().description(),
+                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+        QCOMPARE(FFmpegError::cancelled().description(), QStringLiteral("Cancelled"));
+        QCOMPARE(FFmpegError::outputMissingOrEmpty().description(),
+                 QStringLiteral("Output file was not created or is empty"));
+        const FFmpegError error = FFmpegError::processFailed(2, QStringLiteral("ünï"));
+        QCOMPARE(QString::fromUtf8(error.what()), error.description());
+        QCOMPARE(error.kind(), FFmpegError::Kind::processFailed);
+        QCOMPARE(error.code(), 2);
+        QCOMPARE(error.output(), QStringLiteral("ünï"));
+    }
+
+    void probeDecodesEveryListedField()
+    {
+        const std::optional<MediaProbe> probe = MediaProbe::fromJson(probeJson);
+        QVERIFY(probe);
+        QCOMPARE(probe->streams.size(), 4);
+        const StreamInfo& video = probe->streams[0];
+        QCOMPARE(video.index, 0);
+        QCOMPARE(video.codecType, QStringLiteral("video"));
+        QCOMPARE(video.codecName, QStringLiteral("dvvideo"));
+        QCOMPARE(video.codecLongName, QStringLiteral("DV (Digital Video)"));
+        QCOMPARE(video.width, 720);
+        QCOMPARE(video.height, 480);
+        QCOMPARE(video.duration, QStringLiteral("0.100100"));
+        QCOMPARE(video.startTime, QStringLiteral("0.000000"));
+        QCOMPARE(video.bitRate, QStringLiteral("28771200"));
+        QCOMPARE(video.channels, std::nullopt);
+        QCOMPARE(video.tags, std::nullopt);
+        const StreamInfo& audio = probe->streams[2];
+        QCOMPARE(audio.sampleRate, QStringLiteral("48000"));
+        QCOMPARE(audio.sampleFmt, QStringLiteral("s16"));
+        QCOMPARE(audio.channels, 1);
+        QCOMPARE(audio.bitsPerSample, 16);
+        QCOMPARE(audio.tags,
+                 (MediaTags{{QStringLiteral("file_package_umid"), QStringLiteral("0x060A2B34")}}));
+        QCOMPARE(probe->format.filename, QStringLiteral("/card/0001AB.MXF"));
+        QCOMPARE(probe->format.duration, QStringLiteral("0.100100"));
+        QCOMPARE(probe->format.size, QStringLiteral("361984"));
+        QCOMPARE(probe->format.bitRate, QStringLiteral("28929398"));
+        QCOMPARE(probe->format.tags->value(QStringLiteral("timecode")), QStringLiteral("01:00:00:00"));
+    }
+
+    void streamWithoutTypeIsKeptButNeverPrimaryAudio()
+    {
+        const std::optional<MediaProbe> probe = MediaProbe::fromJson(probeJson);
+        QVERIFY(probe);
+        QCOMPARE(probe->streams[1].index, 1);
+        QCOMPARE(probe->streams[1].codecType, std::nullopt);
+        QCOMPARE(probe->primaryAudioStream()->index, 2);
+
+        const auto typeless =
+            MediaProbe::fromJson(R"({"streams": [{"index": 0, "channels": 1}], "format": {}})");
+        QVERIFY(typeless);
+        QCOMPARE(typeless->primaryAudioStream(), std::nullopt);
+    }
+
+    void probeRejectsMissingOrMistypedKeys_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("streams missing") << QByteArray(R"({"format": {"filename": "x"}})");
+        QTest::newRow("format missing") << QByteArray(R"({"streams": []})");
+        QTest::newRow("index missing")
+            << QByteArray(R"({"streams": [{"codec_type": "video"}], "format": {}})");
+        QTest::newRow("index null") << QByteArray(R"({"streams": [{"index": null}], "format": {}})");
+        QTest::newRow("index fraction") << QByteArray(R"({"streams": [{"index": 1.5}], "format": {}})");
+        QTest::newRow("channels as text")
+            << QByteArray(R"({"streams": [{"index": 0, "channels": "2"}], "format": {}})");
+        QTest::newRow("sample rate as number")
+            << QByteArray(R"({"streams": [{"index": 0, "sample_rate": 48000}], "format": {}})");
+        QTest::newRow("duration as number") << QByteArray(R"({"streams": [], "format": {"duration": 10.5}})");
+        QTest::newRow("tag value not text")
+            << QByteArray(R"({"streams": [], "format": {"tags": {"timecode": 1}}})");
+        QTest::newRow("tags not an object") << QByteArray(R"({"streams": [], "format": {"tags": []}})");
+        QTest::newRow("streams not a list") << QByteArray(R"({"streams": {}, "format": {}})");
+        QTest::newRow("not JSON") << QByteArray("Invalid data found when processing input");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("white space") << QByteArray(" \n");
+    }
+    void probeRejectsMissingOrMistypedKeys()
+    {
+        QFETCH(QByteArray, json);
+        QCOMPARE(MediaProbe::fromJson(json), std::nullopt);
+    }
+
+    void probeIgnoresUnlistedKeysAndNulls()
+    {
+        const auto probe = MediaProbe::fromJson(
+            R"({"streams": [{"index": 3, "codec_name": null, "extra": [1, 2]}], "format": {"probe_score": 100}, "chapters": []})");
+        QVERIFY(probe);
+        QCOMPARE(probe->streams[0].index, 3);
+        QCOMPARE(probe->streams[0].codecName, std::nullopt);
+    }
+
+    void probeEncodesWithTheSameKeys()
+    {
+        const std::optional<MediaProbe> probe = MediaProbe::fromJson(probeJson);
+        QVERIFY(probe);
+        const QJsonObject json = probe->toJson();
+        const QJsonObject audio = json[QStringLiteral("streams")].toArray()[2].toObject();
+        QCOMPARE(audio.keys(), (QStringList{"bits_per_sample", "channels", "codec_name", "codec_type",
+                                            "index", "sample_fmt", "sample_rate", "tags"}));
+        QCOMPARE(json[QStringLiteral("format")].toObject().keys(),
+                 (QStringList{"bit_rate", "duration", "filename", "size", "tags"}));
+        QCOMPARE(MediaProbe::fromJson(QJsonDocument(json).toJson()), probe);
+    }
+
+    void levelSummary_data()
+    {
+        QTest::addColumn<OptionalDouble>("mean");
+        QTest::addColumn<OptionalDouble>("peak");
+        QTest::addColumn<QString>("summary");
+        QTest::newRow("near noise floor")
+            << OptionalDouble(-60.2) << OptionalDouble(-48.0)
+            << "mean -60.2 dBFS, peak -48.0 dBFS — near noise floor, likely unused input";
+        QTest::newRow("exactly -55") << OptionalDouble(-55.0) << OptionalDouble(-40.0)
+                                     << "mean -55.0 dBFS, peak -40.0 dBFS";
+        QTest::newRow("rounded") << OptionalDouble(-20.04) << OptionalDouble(-0.96)
+                                 << "mean -20.0 dBFS, peak -1.0 dBFS";
+        QTest::newRow("loud peak, quiet mean")
+            << OptionalDouble(-91.0) << OptionalDouble(-3.0)
+            << "mean -91.0 dBFS, peak -3.0 dBFS — near noise floor, likely unused input";
+        QTest::newRow("mean missing") << OptionalDouble() << OptionalDouble(-48.0) << "unmeasured";
+        QTest::newRow("peak missing") << OptionalDouble(-20.0) << OptionalDouble() << "unmeasured";
+        QTest::newRow("nothing") << OptionalDouble() << OptionalDouble() << "unmeasured";
+    }
+    void levelSummary()
+    {
+        QFETCH(OptionalDouble, mean);
+        QFETCH(OptionalDouble, peak);
+        QFETCH(QString, summary);
+        QCOMPARE((AudioLevel{mean, peak}.summary()), summary);
+    }
+
+    void levelParsing_data()
+    {
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<OptionalDouble>("mean");
+        QTest::addColumn<OptionalDouble>("peak");
+        QTest::newRow("typical") << "[Parsed_volumedetect_0 @ 0x5581] n_samples: 4804\n"
+                                    "[Parsed_volumedetect_0 @ 0x5581] mean_volume: -23.4 dB\n"
+                                    "[Parsed_volumedetect_0 @ 0x5581] max_volume: -6.0 dB\n"
+                                 << OptionalDouble(-23.4) << OptionalDouble(-6.0);
+        QTest::newRow("digital silence") << "mean_volume: -inf dB\nmax_volume: -inf dB\n"
+                                         << OptionalDouble() << OptionalDouble();
+        QTest::newRow("very quiet") << "mean_volume: -91.0 dB\nmax_volume: -80.5 dB" << OptionalDouble(-91.0)
+                                    << OptionalDouble(-80.5);
+        QTest::newRow("later line wins")
+            << "mean_volume: -10.0 dB\nmean_volume: -12.5 dB\nmax_volume: 0.0 dB\n"
+            << OptionalDouble(-12.5) << OptionalDouble(0.0);
+        QTest::newRow("no markers") << "Output file is empty, nothing was encoded\n"
+                                    << OptionalDouble() << OptionalDouble();
+        QTest::newRow("only peak") << "max_volume: -48.0 dB\n" << OptionalDouble() << OptionalDouble(-48.0);
+    }
+    void levelParsing()
+    {
+        QFETCH(QString, output);
+        QFETCH(OptionalDouble, mean);
+        QFETCH(OptionalDouble, peak);
+        const AudioLevel level = AudioLevel::fromVolumeDetectOutput(output);
+        QCOMPARE(level.meanDB, mean);
+        QCOMPARE(level.maxDB, peak);
+    }
+
+    void digitalSilenceIsUnmeasured()
+    {
+        QCOMPARE(
+            AudioLevel::fromVolumeDetectOutput(QStringLiteral("mean_volume: -inf dB\nmax_volume: -inf dB\n"))
+                .summary(),
+            QStringLiteral("unmeasured"));
+    }
+
+    void proResProfiles()
+    {
+        QCOMPARE(ProResProfiles::all,
+                 (std::array{ProResProfile::proxy, ProResProfile::standard, ProResProfile::hq}));
+        QCOMPARE(ProResProfiles::rawValue(ProResProfile::proxy), 0);
+        QCOMPARE(ProResProfiles::rawValue(ProResProfile::standard), 2);
+        QCOMPARE(ProResProfiles::rawValue(ProResProfile::hq), 3);
+        QCOMPARE(ProResProfiles::label(ProResProfile::proxy), QStringLiteral("ProRes 422 Proxy"));
+        QCOMPARE(ProResProfiles::label(ProResProfile::standard), QStringLiteral("ProRes 422"));
+        QCOMPARE(ProResProfiles::label(ProResProfile::hq), QStringLiteral("ProRes 422 HQ"));
+        QCOMPARE(ProResProfiles::fromRawValue(0), ProResProfile::proxy);
+        QCOMPARE(ProResProfiles::fromRawValue(2), ProResProfile::standard);
+        QCOMPARE(ProResProfiles::fromRawValue(3), ProResProfile::hq);
+        QCOMPARE(ProResProfiles::fromRawValue(1), std::nullopt);
+        QCOMPARE(ProResProfiles::fromRawValue(4), std::nullopt);
+        QCOMPARE(ProResProfiles::fromRawValue(-1), std::nullopt);
+    }
+
+    void argumentsWithoutAudio()
+    {
+        QCOMPARE(FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output),
+                 QStringList({"-y", "-nostdin", "-i", video, "-map", "0:v:0"}) +
+                     encoderTail("2", false, "00:00:00:00"));
+    }
+
+    void argumentsWithThreeAudioFilesAndPositiveOffset()
+    {
+        const QStringList audio = audioFiles(3);
+        QCOMPARE(FFmpegService::buildArguments(video, audio, 0.25, ProResProfile::standard,
+                                               QStringLiteral("01:00:00:00"), output),
+                 QStringList({"-y",         "-nostdin", "-i",         video,    "-itsoffset", "0.25",
+                              "-i",         audio[0],   "-itsoffset", "0.25",   "-i",         audio[1],
+                              "-itsoffset", "0.25",     "-i",         audio[2], "-map",       "0:v:0",
+                              "-map",       "1:a:0",    "-map",       "2:a:0",  "-map",       "3:a:0"}) +
+                     encoderTail("2", true, "01:00:00:00"));
+    }
+
+    void argumentsWithNegativeOffsetSeekIntoEachAudio()
+    {
+        const QStringList audio = audioFiles(2);
+        const QStringList arguments =
+            FFmpegService::buildArguments(video, audio, -1, ProResProfile::hq, std::nullopt, output);
+        QCOMPARE(arguments,
+                 QStringList({"-y", "-nostdin", "-i", video, "-ss", "1.0", "-i", audio[0], "-ss", "1.0", "-i",
+                              audio[1], "-map", "0:v:0", "-map", "1:a:0", "-map", "2:a:0"}) +
+                     encoderTail("3", true, "00:00:00:00"));
+        QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
+    }
+
+    void offsetIsWrittenShortest_data()
+    {
+        QTest::addColumn<double>("offset");
+        QTest::addColumn<QStringList>("offsetArguments");
+        QTest::newRow("zero") << 0.0 << QStringList();
+        QTest::newRow("half") << 0.5 << QStringList{"-itsoffset", "0.5"};
+        QTest::newRow("two") << 2.0 << QStringList{"-itsoffset", "2.0"};
+        QTest::newRow("tenth") << 0.1 << QStringList{"-itsoffset", "0.1"};
+        QTest::newRow("minus two and a half") << -2.5 << QStringList{"-ss", "2.5"};
+        QTest::newRow("minus a third") << -1.0 / 3 << QStringList{"-ss", "0.3333333333333333"};
+    }
+    void offsetIsWrittenShortest()
+    {
+        QFETCH(double, offset);
+        QFETCH(QStringList, offsetArguments);
+        const QStringList audio = audioFiles(1);
+        QCOMPARE(
+            FFmpegService::buildArguments(video, audio, offset, ProResProfile::standard, std::nullopt, output)
+                .mid(4, offsetArguments.size() + 2),
+            (offsetArguments + QStringList{"-i", audio[0]}));
+    }
+
+    void profileNumbers_data()
+    {
+        QTest::addColumn<ProResProfile>("profile");
+        QTest::addColumn<QString>("number");
+        QTest::newRow("proxy") << ProResProfile::proxy << "0";
+        QTest::newRow("standard") << ProResProfile::standard << "2";
+        QTest::newRow("hq") << ProResProfile::hq << "3";
+    }
+    void profileNumbers()
+    {
+        QFETCH(ProResProfile, profile);
+        QFETCH(QString, number);
+        const QStringList arguments =
+            FFmpegService::buildArguments(video, {}, 0, profile, std::nullopt, output);
+        QCOMPARE(arguments.mid(arguments.indexOf(QStringLiteral("-profile:v")), 2),
+                 (QStringList{"-profile:v", number}));
+    }
+
+    void awkwardPathsStaySingleArguments()
+    {
+        const QString odd = QStringLiteral("/tmp/-a \"b\" $c; ü/-0001AB.MXF");
+        const QStringList arguments =
+            FFmpegService::buildArguments(odd, {odd}, 0, ProResProfile::standard, std::nullopt, odd);
+        QCOMPARE(arguments.count(odd), 3);
+        QCOMPARE(arguments.last(), odd);
+    }
+
+    void progressTime_data()
+    {
+        QTest::addColumn<QString>("chunk");
+        QTest::addColumn<OptionalDouble>("seconds");
+        QTest::newRow("both lines")
+            << "frame=150\nout_time_ms=5000000\nout_time=00:00:05.000000\nprogress=continue\n"
+            << OptionalDouble(5.0);
+        QTest::newRow("microseconds only") << "out_time_ms=1500000\n" << OptionalDouble(1.5);
+        QTest::newRow("time only") << "out_time=00:01:02.500000" << OptionalDouble(62.5);
+        QTest::newRow("not available") << "out_time=N/A\n" << OptionalDouble();
+        QTest::newRow("microseconds not available") << "out_time_ms=N/A\nout_time=00:00:03.000000\n"
+                                                    << OptionalDouble(3.0);
+        QTest::newRow("last line wins") << "out_time_ms=1000000\nout_time_ms=2000000\nout_time=N/A\n"
+                                        << OptionalDouble(2.0);
+        QTest::newRow("no time") << "frame=1\nprogress=continue\n" << OptionalDouble();
+        QTest::newRow("empty") << "" << OptionalDouble();
+    }
+    void progressTime()
+    {
+        QFETCH(QString, chunk);
+        QFETCH(OptionalDouble, seconds);
+        QCOMPARE(FFmpegService::parseOutTimeSeconds(chunk), seconds);
+    }
+
+    void timecodeSeconds_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<OptionalDouble>("seconds");
+        QTest::newRow("fraction") << "00:01:02.500000" << OptionalDouble(62.5);
+        QTest::newRow("hours") << "01:00:00" << OptionalDouble(3600);
+        QTest::newRow("two parts") << "01:02" << OptionalDouble();
+        QTest::newRow("four parts") << "00:00:00:00" << OptionalDouble();
+        QTest::newRow("letters") << "aa:bb:cc" << OptionalDouble();
+        QTest::newRow("empty part") << "00::01" << OptionalDouble();
+        QTest::newRow("not available") << "N/A" << OptionalDouble();
+    }
+    void timecodeSeconds()
+    {
+        QFETCH(QString, text);
+        QFETCH(OptionalDouble, seconds);
+        QCOMPARE(FFmpegService::timecodeToSeconds(text), seconds);
+    }
+
+    void temporaryNameIsHiddenBesideTheOutput()
+    {
+        QCOMPARE(FFmpegService::temporaryPath(QStringLiteral("/out/05-01-2026/001.mov")),
+                 QStringLiteral("/out/05-01-2026/.001.mov.partial"));
+    }
+};
+
+int runParsersTests(int argc, char** argv)
+{
+    ParsersTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "ParsersTest.moc"

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "store/MemoryKeyValueStore.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QList>
+#include <QPair>
+#include <QString>
+
+// An in-memory preference domain that also logs every write, in order, so tests
+// can tell what was written, with which type, and what was not written at all.
+class LoggingKeyValueStore final : public KeyValueStore
+{
+public:
+    QList<QPair<QString, QVariant>> writes;
+
+    QStringList writtenKeys() const
+    {
+        QStringList keys;
+        for (const auto& write : writes)
+            keys.append(write.first);
+        return keys;
+    }
+
+    std::optional<QVariant> value(const QString& key) const override { return m_values.value(key); }
+    void setValue(const QString& key, const QVariant& value) override
+    {
+        writes.append({key, value});
+        m_values.setValue(key, value);
+    }
+    void remove(const QString& key) override { m_values.remove(key); }
+    void exclusively(const std::function<void()>& work) override { m_values.exclusively(work); }
+
+private:
+    MemoryKeyValueStore m_values;
+};
+
+inline void writeFile(const QString& path, const QByteArray& contents)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+inline QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll();
+}
+
+// Entry points of the test classes, all run by one executable.
+int runKeyValueStoreTests(int argc, char** argv);
+int runSettingsStoreTests(int argc, char** argv);
+int runConversionHistoryStoreTests(int argc, char** argv);
+int runRecentFoldersStoreTests(int argc, char** argv);
+int runDesktopTests(int argc, char** argv);
+int runConcurrentStoreTests(int argc, char** argv);
+
+// The executable started again as one of the concurrent writers.
+inline constexpr char concurrentWriterArgument[] = "--concurrent-writer";
+int runConcurrentWriter(const QStringList& arguments);

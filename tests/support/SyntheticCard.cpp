@@ -1,0 +1,696 @@
+#include "SyntheticCard.h"
+
+#include <cmath>
+#include <deque>
+#include <memory>
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QHash>
+#include <QMutex>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTimeZone>
+
+namespace SyntheticCard {
+namespace {
+
+constexpr qsizetype umidSize = 32;
+constexpr int maxAudioFiles = 16;
+constexpr int sampleRate = 48000;
+// Outputs per ffmpeg run, and runs at once: one process start-up makes many templates.
+constexpr size_t outputsPerFfmpegRun = 48;
+constexpr int ffmpegRunsAtOnce = 2;
+constexpr int probesAtOnce = 4;
+// A tool that takes longer than this on a few frames hangs; it is killed rather than awaited forever.
+constexpr int toolTimeoutMs = 120'000;
+// Templates are dropped rather than kept once the cache would grow past this.
+constexpr qsizetype templateCacheLimit = 256 * 1024 * 1024;
+
+// The fixed 13 bytes before every UMID ffmpeg's MXF muxer writes; its last byte
+// is the type: 0x00 for the material package, another value for the file package.
+const QByteArray& ffmpegUmidPrefix()
+{
+    static const QByteArray prefix = QByteArray::fromHex("060A2B340101010501010D0013");
+    return prefix;
+}
+
+QString hashedUmid(const QByteArray& seed)
+{
+    const QByteArray material = QCryptographicHash::hash(seed, QCryptographicHash::Sha256).left(16);
+    return QStringLiteral("060A2B340101010501010D4313000000") +
+           QString::fromLatin1(material.toHex().toUpper());
+}
+
+QByteArray umidBytes(const QString& umid)
+{
+    QString digits = umid.trimmed();
+    if (digits.startsWith(QLatin1String("0x"), Qt::CaseInsensitive))
+        digits.remove(0, 2);
+    const QByteArray bytes = QByteArray::fromHex(digits.toLatin1());
+    if (digits.size() != umidSize * 2 || bytes.size() != umidSize ||
+        bytes.toHex().toUpper() != digits.toUpper())
+        throw Error("not a UMID of 64 hexadecimal digits: " + umid.toStdString());
+    return bytes;
+}
+
+QString normalizedUmid(const QString& umid)
+{
+    return QString::fromLatin1(umidBytes(umid).toHex().toUpper());
+}
+
+QString clipUmid(const ClipSpec& clip)
+{
+    if (clip.umid.isEmpty())
+        return hashedUmid("Tolvane synthetic clip name " + clip.clipName.toUtf8());
+    return normalizedUmid(clip.umid);
+}
+
+QString findTool(const QString& name)
+{
+    const QString local = QStandardPaths::findExecutable(name, {QStringLiteral("/usr/local/bin")});
+    return local.isEmpty() ? QStandardPaths::findExecutable(name) : local;
+}
+
+// Everything an essence file's bytes depend on, apart from its UMIDs.
+struct Essence
+{
+    bool video = true;
+    VideoCodec codec = VideoCodec::DV25;
+    int frames = 3;
+    QString timecode;
+    std::optional<QString> creationTime;
+    int bitsPerSample = 16;
+    int channel = 0;
+
+    QString key() const
+    {
+        return QStringList{video ? QStringLiteral("video") : QStringLiteral("audio"),
+                           QString::number(static_cast<int>(codec)),
+                           QString::number(frames),
+                           timecode,
+                           creationTime.value_or(QStringLiteral("-")),
+                           QString::number(bitsPerSample),
+                           QString::number(channel)}
+            .join(QLatin1Char('|'));
+    }
+
+    // The lavfi source that feeds this essence; outputs with the same source share one input.
+    QString source() const
+    {
+        if (video) {
+            const QString size =
+                codec == VideoCodec::DV25 ? QStringLiteral("720x480") : QStringLiteral("1280x1080");
+            return QStringLiteral("testsrc=size=%1:rate=30000/1001").arg(size);
+        }
+        const double amplitude = std::pow(10.0, -(6.0 + 3.0 * channel) / 20.0);
+        return QStringLiteral("aevalsrc=exprs=%1*sin(2*PI*%2*t):s=%3")
+            .arg(QString::number(amplitude, 'f', 6))
+            .arg(440 * (channel + 1))
+            .arg(sampleRate);
+    }
+
+    QStringList outputArguments(int input) const
+    {
+        QStringList arguments;
+        if (video) {
+            const QString pixelFormat =
+                codec == VideoCodec::DV25 ? QStringLiteral("yuv411p") : QStringLiteral("yuv422p");
+            arguments << QStringLiteral("-map") << QStringLiteral("%1:v").arg(input)
+                      << QStringLiteral("-frames:v") << QString::number(frames) << QStringLiteral("-c:v")
+                      << QStringLiteral("dvvideo") << QStringLiteral("-pix_fmt") << pixelFormat;
+        } else {
+            const qint64 samples = std::llround(frames * sampleRate * 1001.0 / 30000.0);
+            arguments << QStringLiteral("-map") << QStringLiteral("%1:a").arg(input) << QStringLiteral("-af")
+                      << QStringLiteral("atrim=end_sample=%1").arg(samples) << QStringLiteral("-c:a")
+                      << (bitsPerSample == 24 ? QStringLiteral("pcm_s24le") : QStringLiteral("pcm_s16le"))
+                      << QStringLiteral("-ac") << QStringLiteral("1") << QStringLiteral("-ar")
+                      << QString::number(sampleRate) << QStringLiteral("-mxf_audio_edit_rate")
+                      << QStringLiteral("30000/1001");
+        }
+        if (!timecode.isEmpty())
+            arguments << QStringLiteral("-timecode") << timecode;
+        if (creationTime)
+            arguments << QStringLiteral("-metadata") << QStringLiteral("creation_time=") + *creationTime;
+        arguments << QStringLiteral("-f") << QStringLiteral("mxf_opatom");
+        return arguments;
+    }
+};
+
+// One ffmpeg output held in memory, with where its UMIDs sit.
+struct Template
+{
+    QByteArray bytes;
+    QList<qsizetype> materialOffsets;
+    QList<qsizetype> fileOffsets;
+};
+using TemplatePtr = std::shared_ptr<const Template>;
+
+Template makeTemplate(QByteArray bytes, const QString& origin)
+{
+    Template result;
+    const QByteArray& prefix = ffmpegUmidPrefix();
+    for (qsizetype at = bytes.indexOf(prefix); at >= 0 && at + umidSize <= bytes.size();
+         at = bytes.indexOf(prefix, at + umidSize)) {
+        (bytes.at(at + umidSize - 1) == 0 ? result.materialOffsets : result.fileOffsets).append(at);
+    }
+    if (result.materialOffsets.isEmpty())
+        throw Error("ffmpeg wrote no material package UMID where expected in " + origin.toStdString());
+    // Only whole copies of the two UMIDs drawn for this file may be rewritten.
+    const QByteArray material = bytes.mid(result.materialOffsets.first(), umidSize);
+    const QByteArray file =
+        result.fileOffsets.isEmpty() ? QByteArray() : bytes.mid(result.fileOffsets.first(), umidSize);
+    for (const qsizetype at : result.materialOffsets)
+        if (bytes.mid(at, umidSize) != material)
+            throw Error("ffmpeg wrote two material package UMIDs in " + origin.toStdString());
+    for (const qsizetype at : result.fileOffsets)
+        if (bytes.mid(at, umidSize) != file)
+            throw Error("ffmpeg wrote two file package UMIDs in " + origin.toStdString());
+    result.bytes = std::move(bytes);
+    return result;
+}
+
+struct ToolRun
+{
+    QString program;
+    QStringList arguments;
+};
+
+struct ToolResult
+{
+    bool finished = false; // started and exited normally
+    int exitCode = -1;
+    QByteArray output;
+    QByteArray errors;
+};
+
+// Runs the commands, a few at a time, and returns their results in order.
+// Test support may block: it never runs on a GUI thread.
+std::vector<ToolResult> runAll(const std::vector<ToolRun>& runs, int atOnce)
+{
+    std::vector<ToolResult> results(runs.size());
+    std::deque<std::pair<size_t, std::unique_ptr<QProcess>>> running;
+    const auto finishFront = [&] {
+        auto& [index, process] = running.front();
+        ToolResult& result = results[index];
+        if (!process->waitForFinished(toolTimeoutMs) && process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(-1);
+            result.errors = "killed after " + QByteArray::number(toolTimeoutMs / 1000) + " s\n";
+        }
+        result.finished =
+            process->error() == QProcess::UnknownError && process->exitStatus() == QProcess::NormalExit;
+        result.exitCode = process->exitCode();
+        result.output = process->readAllStandardOutput();
+        result.errors += process->readAllStandardError();
+        if (process->error() == QProcess::FailedToStart)
+            result.errors += "could not start " + runs[index].program.toUtf8();
+        running.pop_front();
+    };
+    for (size_t index = 0; index < runs.size(); ++index) {
+        if (static_cast<int>(running.size()) >= atOnce)
+            finishFront();
+        auto process = std::make_unique<QProcess>();
+        process->setStandardInputFile(QProcess::nullDevice());
+        process->start(runs[index].program, runs[index].arguments);
+        running.emplace_back(index, std::move(process));
+    }
+    while (!running.empty())
+        finishFront();
+    return results;
+}
+
+std::string failureText(const QString& what, const ToolResult& result)
+{
+    return QStringLiteral("%1 failed (exit code %2): %3")
+        .arg(what)
+        .arg(result.exitCode)
+        .arg(QString::fromUtf8(result.errors.right(2000)).trimmed())
+        .toStdString();
+}
+
+// Makes the templates for the given essences with as few ffmpeg processes as possible.
+QHash<QString, TemplatePtr> generateTemplates(const std::vector<Essence>& essences)
+{
+    const QString ffmpeg = ffmpegPath();
+    if (ffmpeg.isEmpty())
+        throw Error("ffmpeg was not found in /usr/local/bin or on PATH");
+    QTemporaryDir folder;
+    if (!folder.isValid())
+        throw Error("could not create a temporary folder for ffmpeg's output");
+
+    // ffmpeg 5.1 never finishes when a video output follows an audio output in one
+    // run, so video and audio templates are made by separate runs.
+    std::vector<std::vector<size_t>> batches;
+    for (const bool video : {true, false}) {
+        batches.emplace_back();
+        for (size_t i = 0; i < essences.size(); ++i) {
+            if (essences[i].video != video)
+                continue;
+            if (batches.back().size() == outputsPerFfmpegRun)
+                batches.emplace_back();
+            batches.back().push_back(i);
+        }
+    }
+    std::vector<ToolRun> runs;
+    for (const std::vector<size_t>& batch : batches) {
+        if (batch.empty())
+            continue;
+        QStringList inputs;
+        QStringList arguments{QStringLiteral("-nostdin"), QStringLiteral("-hide_banner"),
+                              QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y")};
+        QStringList outputs;
+        for (const size_t i : batch) {
+            const QString source = essences[i].source();
+            if (!inputs.contains(source)) {
+                inputs.append(source);
+                arguments << QStringLiteral("-f") << QStringLiteral("lavfi") << QStringLiteral("-i")
+                          << source;
+            }
+            outputs << essences[i].outputArguments(static_cast<int>(inputs.indexOf(source)))
+                    << folder.filePath(QStringLiteral("%1.mxf").arg(i));
+        }
+        runs.push_back({ffmpeg, arguments + outputs});
+    }
+    for (const ToolResult& result : runAll(runs, ffmpegRunsAtOnce))
+        if (!result.finished || result.exitCode != 0)
+            throw Error(failureText(QStringLiteral("ffmpeg"), result));
+
+    QHash<QString, TemplatePtr> templates;
+    for (size_t i = 0; i < essences.size(); ++i) {
+        QFile file(folder.filePath(QStringLiteral("%1.mxf").arg(i)));
+        if (!file.open(QIODevice::ReadOnly))
+            throw Error("ffmpeg wrote no file for " + essences[i].key().toStdString());
+        templates.insert(essences[i].key(),
+                         std::make_shared<const Template>(makeTemplate(file.readAll(), essences[i].key())));
+    }
+    return templates;
+}
+
+// Templates made earlier in this process.
+class TemplateCache
+{
+public:
+    // The templates for all the essences, making those not yet known.
+    QHash<QString, TemplatePtr> templatesFor(const std::vector<Essence>& essences)
+    {
+        QHash<QString, TemplatePtr> found;
+        std::vector<Essence> missing;
+        {
+            const QMutexLocker lock(&mutex_);
+            for (const Essence& essence : essences) {
+                const QString key = essence.key();
+                if (found.contains(key))
+                    continue;
+                if (const auto known = templates_.constFind(key); known != templates_.cend()) {
+                    found.insert(key, *known);
+                } else {
+                    found.insert(key, nullptr);
+                    missing.push_back(essence);
+                }
+            }
+        }
+        if (missing.empty())
+            return found;
+        const QHash<QString, TemplatePtr> made = generateTemplates(missing);
+        const QMutexLocker lock(&mutex_);
+        for (auto it = made.cbegin(); it != made.cend(); ++it) {
+            found.insert(it.key(), it.value());
+            if (bytes_ + it.value()->bytes.size() > templateCacheLimit) {
+                templates_.clear();
+                bytes_ = 0;
+            }
+            if (!templates_.contains(it.key())) {
+                templates_.insert(it.key(), it.value());
+                bytes_ += it.value()->bytes.size();
+            }
+        }
+        return found;
+    }
+
+private:
+    QMutex mutex_;
+    QHash<QString, TemplatePtr> templates_;
+    qsizetype bytes_ = 0;
+};
+
+TemplateCache& templateCache()
+{
+    static TemplateCache cache;
+    return cache;
+}
+
+// One essence file to write.
+struct EssenceFile
+{
+    Essence essence;
+    QString path;
+    QByteArray materialUmid;
+    QByteArray fileUmid;
+    bool verify = true;
+};
+
+QByteArray filePackageUmid(const QByteArray& materialUmid, int fileIndex)
+{
+    const QByteArray seed = materialUmid + QByteArray::number(fileIndex);
+    return materialUmid.left(13) +
+           QCryptographicHash::hash(seed, QCryptographicHash::Sha256).left(umidSize - 13);
+}
+
+void writeBytes(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size() ||
+        !file.flush())
+        throw Error("could not write " + path.toStdString() + ": " + file.errorString().toStdString());
+}
+
+void writeEssence(const EssenceFile& file, const Template& source)
+{
+    QByteArray bytes = source.bytes;
+    for (const qsizetype at : source.materialOffsets)
+        bytes.replace(at, umidSize, file.materialUmid);
+    for (const qsizetype at : source.fileOffsets)
+        bytes.replace(at, umidSize, file.fileUmid);
+    writeBytes(file.path, bytes);
+}
+
+void verifyUmids(const std::vector<EssenceFile>& files)
+{
+    std::vector<const EssenceFile*> checked;
+    std::vector<ToolRun> runs;
+    const QString ffprobe = ffprobePath();
+    if (ffprobe.isEmpty())
+        throw Error("ffprobe was not found in /usr/local/bin or on PATH");
+    for (const EssenceFile& file : files) {
+        if (!file.verify)
+            continue;
+        checked.push_back(&file);
+        runs.push_back({ffprobe,
+                        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                         QStringLiteral("format_tags=material_package_umid"), QStringLiteral("-of"),
+                         QStringLiteral("default=nw=1:nk=1"), file.path}});
+    }
+    const std::vector<ToolResult> results = runAll(runs, probesAtOnce);
+    for (size_t i = 0; i < results.size(); ++i) {
+        if (!results[i].finished || results[i].exitCode != 0)
+            throw Error(failureText(QStringLiteral("ffprobe of ") + checked[i]->path, results[i]));
+        const QString expected =
+            QStringLiteral("0x") + QString::fromLatin1(checked[i]->materialUmid.toHex().toUpper());
+        const QString read = QString::fromUtf8(results[i].output).trimmed();
+        if (read != expected)
+            throw Error(QStringLiteral("the UMID did not take in %1: ffprobe reads %2, expected %3")
+                            .arg(checked[i]->path, read, expected)
+                            .toStdString());
+    }
+}
+
+QString makeFolder(const QString& parent, const QString& relative)
+{
+    const QString path = relative.isEmpty() ? parent : QDir(parent).filePath(relative);
+    if (!QDir().mkpath(path))
+        throw Error("could not create the folder " + path.toStdString());
+    return QDir::cleanPath(path);
+}
+
+QString escaped(const QString& text)
+{
+    return text.toHtmlEscaped();
+}
+
+QString writtenId(const QString& umid, IdForm form)
+{
+    const QString digits = normalizedUmid(umid);
+    switch (form) {
+    case IdForm::LowerCase:
+        return digits.toLower();
+    case IdForm::HexPrefix:
+        return QStringLiteral("0x") + digits;
+    case IdForm::UpperCase:
+        break;
+    }
+    return digits;
+}
+
+QString mxfTimecode(const ClipSpec& clip)
+{
+    QString timecode = clip.startTimecode;
+    const qsizetype lastColon = timecode.lastIndexOf(QLatin1Char(':'));
+    if (clip.dropFrame && lastColon >= 0)
+        timecode[lastColon] = QLatin1Char(';');
+    return timecode;
+}
+
+Essence audioEssence(const ClipSpec& clip, int channel)
+{
+    Essence essence;
+    essence.video = false;
+    essence.frames = clip.frames;
+    essence.timecode = mxfTimecode(clip);
+    essence.creationTime = clip.mxfCreationTime;
+    essence.bitsPerSample = clip.bitsPerSample;
+    essence.channel = channel;
+    return essence;
+}
+
+// Whether ffprobe reads back the file of a clip (audio index, or -1 for the video).
+bool verified(Verification verification, size_t clip, int audio)
+{
+    switch (verification) {
+    case Verification::VideoAndFirstAudio:
+        return audio <= 0;
+    case Verification::FirstClip:
+        return clip == 0;
+    case Verification::EveryFile:
+        break;
+    }
+    return true;
+}
+
+void checkClip(const ClipSpec& clip)
+{
+    if (clip.clipName.isEmpty())
+        throw Error("a clip needs a name");
+    if (clip.frames < 1)
+        throw Error("a clip needs at least one frame");
+    if (clip.audioCount < 0 || clip.audioCount > maxAudioFiles)
+        throw Error("a clip has 0 to 16 audio files");
+    if (clip.bitsPerSample != 16 && clip.bitsPerSample != 24)
+        throw Error("audio has 16 or 24 bits per sample");
+}
+
+// Where a card's files go; `clip` is empty for a loose card, which has no XML.
+struct CardFolders
+{
+    QString video;
+    QString audio;
+    QString clip;
+};
+
+CardFolders makeCardFolders(const CardSpec& spec, WrittenCard& card)
+{
+    if (spec.loose) {
+        card.contentsPath = card.rootPath;
+        return {card.rootPath, card.rootPath, {}};
+    }
+    card.contentsPath =
+        spec.withContentsFolder ? makeFolder(card.rootPath, spec.contentsFolderName) : card.rootPath;
+    for (const QString& extra : spec.extraFolders)
+        makeFolder(card.contentsPath, extra);
+    return {makeFolder(card.contentsPath, spec.videoFolderName),
+            makeFolder(card.contentsPath, spec.audioFolderName),
+            makeFolder(card.contentsPath, spec.clipFolderName)};
+}
+
+// Writes the clip's XML and adds its essence files, which are written later from templates.
+WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verification verification,
+                      size_t index, std::vector<EssenceFile>& files)
+{
+    WrittenClip written;
+    written.umid = clipUmid(clip);
+    const QByteArray material = umidBytes(written.umid);
+    const QString extension = QLatin1Char('.') + clip.essenceExtension;
+
+    EssenceFile video;
+    video.essence.codec = clip.codec;
+    video.essence.frames = clip.frames;
+    video.essence.timecode = mxfTimecode(clip);
+    video.essence.creationTime = clip.mxfCreationTime;
+    video.path = QDir(makeFolder(folders.video, clip.subfolder)).filePath(clip.clipName + extension);
+    video.materialUmid = material;
+    video.fileUmid = filePackageUmid(material, 0);
+    video.verify = verified(verification, index, -1);
+    written.videoPath = video.path;
+    files.push_back(video);
+
+    const QString audioFolder = clip.audioCount > 0 ? makeFolder(folders.audio, clip.subfolder) : QString();
+    for (int i = 0; i < clip.audioCount; ++i) {
+        EssenceFile audio;
+        audio.essence = audioEssence(clip, i);
+        audio.path =
+            QDir(audioFolder)
+                .filePath(clip.clipName + QStringLiteral("%1").arg(i, 2, 10, QLatin1Char('0')) + extension);
+        audio.materialUmid = material;
+        for (const auto& [overridden, umid] : clip.audioUmidOverrides)
+            if (overridden == i)
+                audio.materialUmid = umidBytes(umid);
+        audio.fileUmid = filePackageUmid(audio.materialUmid, i + 1);
+        audio.verify = verified(verification, index, i);
+        written.audioPaths.append(audio.path);
+        files.push_back(audio);
+    }
+
+    if (clip.writeXml && !folders.clip.isEmpty()) {
+        const QString name =
+            clip.xmlFileName.isEmpty() ? clip.clipName + QStringLiteral(".XML") : clip.xmlFileName;
+        written.xmlPath = QDir(makeFolder(folders.clip, clip.subfolder)).filePath(name);
+        writeBytes(written.xmlPath, clipXml(clip).toUtf8());
+    }
+    return written;
+}
+
+} // namespace
+
+QString umidFor(int n)
+{
+    return hashedUmid("Tolvane synthetic clip " + QByteArray::number(n));
+}
+
+ClipSpec clip(int n, int audioCount)
+{
+    ClipSpec spec;
+    spec.clipName = QStringLiteral("%1AB").arg(n, 4, 10, QLatin1Char('0'));
+    spec.umid = umidFor(n);
+    spec.audioCount = audioCount;
+    const QTime start = QTime(1, 0).addSecs((n - 1) * 10);
+    spec.startTimecode = start.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(":00");
+    spec.xmlStartTimecode = spec.startTimecode;
+    const QDateTime created =
+        QDateTime(QDate(2026, 7, 1), QTime(10, 0), QTimeZone(-5 * 3600)).addSecs(qint64(n - 1) * 60);
+    spec.creationDate = created.toString(Qt::ISODate);
+    spec.shootStartDate = spec.creationDate;
+    spec.lastUpdateDate = created.addSecs(5 * 60).toString(Qt::ISODate);
+    spec.mxfCreationTime = created.toUTC().toString(Qt::ISODate);
+    return spec;
+}
+
+QString ffmpegPath()
+{
+    return findTool(QStringLiteral("ffmpeg"));
+}
+
+QString ffprobePath()
+{
+    return findTool(QStringLiteral("ffprobe"));
+}
+
+QString clipXml(const ClipSpec& clip)
+{
+    const auto element = [](int depth, const QString& name, const QString& value) {
+        return QString(depth, QLatin1Char('\t')) + QStringLiteral("<%1>%2</%1>\n").arg(name, escaped(value));
+    };
+    const bool hd = clip.codec == VideoCodec::DVCProHD1080;
+    QString xml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n"
+                                 "<P2Main xmlns=\"urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1\">\n"
+                                 "\t<ClipContent>\n");
+    xml += element(2, QStringLiteral("ClipName"), clip.clipName);
+    if (clip.xmlHasGlobalClipID)
+        xml += element(2, QStringLiteral("GlobalClipID"), writtenId(clipUmid(clip), clip.idForm));
+    xml += element(2, QStringLiteral("Duration"), QString::number(clip.frames));
+    xml += element(2, QStringLiteral("EditUnit"), QStringLiteral("1001/30000"));
+    xml += QStringLiteral("\t\t<EssenceList>\n\t\t\t<Video ValidAudioFlag=\"false\">\n");
+    xml += element(4, QStringLiteral("VideoFormat"), QStringLiteral("MXF"));
+    xml +=
+        QStringLiteral("\t\t\t\t<Codec Class=\"%1\">%2</Codec>\n")
+            .arg(hd ? QStringLiteral("100") : QStringLiteral("25"),
+                 hd ? QStringLiteral("DV100_1080/") + escaped(clip.frameRate) : QStringLiteral("DV25_411"));
+    xml +=
+        QStringLiteral("\t\t\t\t<FrameRate DropFrameFlag=\"%1\">%2</FrameRate>\n")
+            .arg(clip.dropFrame ? QStringLiteral("true") : QStringLiteral("false"), escaped(clip.frameRate));
+    if (clip.xmlStartTimecode)
+        xml += element(4, QStringLiteral("StartTimecode"), *clip.xmlStartTimecode);
+    xml += element(4, QStringLiteral("StartBinaryGroup"), QStringLiteral("00000000"));
+    xml += element(4, QStringLiteral("AspectRatio"), hd ? QStringLiteral("16:9") : QStringLiteral("4:3"));
+    xml += QStringLiteral("\t\t\t</Video>\n");
+    for (int i = 0; i < clip.declaredAudioCount.value_or(clip.audioCount); ++i) {
+        xml += QStringLiteral("\t\t\t<Audio>\n");
+        xml += element(4, QStringLiteral("AudioFormat"), QStringLiteral("MXF"));
+        xml += element(4, QStringLiteral("SamplingRate"), QString::number(sampleRate));
+        xml += element(4, QStringLiteral("BitsPerSample"), QString::number(clip.bitsPerSample));
+        xml += QStringLiteral("\t\t\t</Audio>\n");
+    }
+    xml += QStringLiteral("\t\t</EssenceList>\n");
+    if (clip.top || clip.previous || clip.next) {
+        xml += QStringLiteral("\t\t<Relation>\n\t\t\t<Connection>\n");
+        const auto connection = [&](const QString& name, const std::optional<Connection>& neighbour) {
+            if (!neighbour)
+                return;
+            xml += QStringLiteral("\t\t\t\t<%1>\n").arg(name);
+            xml += element(5, QStringLiteral("ClipName"), neighbour->clipName);
+            xml +=
+                element(5, QStringLiteral("GlobalClipID"), writtenId(neighbour->globalClipID, clip.idForm));
+            xml += QStringLiteral("\t\t\t\t</%1>\n").arg(name);
+        };
+        connection(QStringLiteral("Top"), clip.top);
+        connection(QStringLiteral("Previous"), clip.previous);
+        connection(QStringLiteral("Next"), clip.next);
+        xml += QStringLiteral("\t\t\t</Connection>\n\t\t</Relation>\n");
+    }
+    xml += QStringLiteral("\t\t<ClipMetadata>\n");
+    xml += element(3, QStringLiteral("UserClipName"),
+                   clip.userClipName.isEmpty() ? clip.clipName : clip.userClipName);
+    xml += element(3, QStringLiteral("DataSource"), QStringLiteral("SHOOTING"));
+    xml += QStringLiteral("\t\t\t<Access>\n");
+    xml += element(4, QStringLiteral("Creator"), QStringLiteral("Tolvane"));
+    if (clip.creationDate)
+        xml += element(4, QStringLiteral("CreationDate"), *clip.creationDate);
+    if (clip.lastUpdateDate)
+        xml += element(4, QStringLiteral("LastUpdateDate"), *clip.lastUpdateDate);
+    xml += QStringLiteral("\t\t\t</Access>\n\t\t\t<Device>\n");
+    xml += element(4, QStringLiteral("Manufacturer"), QStringLiteral("Panasonic"));
+    xml += element(4, QStringLiteral("ModelName"), clip.modelName);
+    xml += QStringLiteral("\t\t\t</Device>\n");
+    if (clip.shootStartDate) {
+        xml += QStringLiteral("\t\t\t<Shoot>\n");
+        xml += element(4, QStringLiteral("StartDate"), *clip.shootStartDate);
+        xml += QStringLiteral("\t\t\t</Shoot>\n");
+    }
+    xml += QStringLiteral("\t\t</ClipMetadata>\n\t</ClipContent>\n</P2Main>\n");
+    return xml;
+}
+
+WrittenCard write(const CardSpec& spec, const QString& rootPath)
+{
+    for (const ClipSpec& clip : spec.clips)
+        checkClip(clip);
+
+    WrittenCard card;
+    card.rootPath = makeFolder(QDir(rootPath).absolutePath(), {});
+    const CardFolders folders = makeCardFolders(spec, card);
+    std::vector<EssenceFile> files;
+    for (const ClipSpec& clip : spec.clips)
+        card.clips.push_back(writeClip(clip, folders, spec.verification, card.clips.size(), files));
+    for (const OrphanAudio& orphan : spec.orphanAudio) {
+        EssenceFile audio;
+        audio.essence = audioEssence(ClipSpec{}, 0);
+        audio.path = QDir(folders.audio).filePath(orphan.fileName);
+        audio.materialUmid = umidBytes(orphan.umid);
+        audio.fileUmid = filePackageUmid(audio.materialUmid, maxAudioFiles + 1);
+        audio.verify = spec.verification != Verification::FirstClip;
+        card.orphanAudioPaths.append(audio.path);
+        files.push_back(audio);
+    }
+
+    std::vector<Essence> essences;
+    for (const EssenceFile& file : files)
+        essences.push_back(file.essence);
+    const QHash<QString, TemplatePtr> templates = templateCache().templatesFor(essences);
+    for (const EssenceFile& file : files)
+        writeEssence(file, *templates.value(file.essence.key()));
+    verifyUmids(files);
+    return card;
+}
+
+} // namespace SyntheticCard
