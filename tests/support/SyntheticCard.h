@@ -128,7 +128,9 @@ struct CardSpec
     QStringList extraFolders;
     // Write every essence file loose into the root, with no P2 folders and no XML.
     bool loose = false;
-    Verification verification = Verification::EveryFile;
+    // Every file of a clip is patched the same way, so one video and one audio read-back per clip
+    // prove the rewrite took while keeping a 10-clip card to about a second.
+    Verification verification = Verification::VideoAndFirstAudio;
 };
 
 struct WrittenClip

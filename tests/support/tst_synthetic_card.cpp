@@ -558,8 +558,8 @@ void SyntheticCardTest::knobs_data()
             QCOMPARE(entriesOf(card.contentsPath + "/CLIP"), (QStringList{"0001ab.xml", "0002AB.XML"}));
             QCOMPARE(entriesOf(card.contentsPath + "/VIDEO"), (QStringList{"0001AB.mxf", "0002AB.MXF"}));
         }};
-    QTest::newRow("sampled verification")
-        << Knob{[](CardSpec& spec) { spec.verification = Verification::VideoAndFirstAudio; },
+    QTest::newRow("every file verified")
+        << Knob{[](CardSpec& spec) { spec.verification = Verification::EveryFile; },
                 [](const WrittenCard& card) {
                     QCOMPARE(probedUmid(card.clips[1].audioPaths[1]), "0x" + umidFor(2));
                 }};
