@@ -41,6 +41,18 @@ QCoro::Task<> runScan(QStringList arguments)
     QCoreApplication::exit(outcome.exitStatus);
 }
 
+// True when the user asked for help anywhere among the options, which end at "--".
+bool asksForHelp(const QStringList& arguments)
+{
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("--"))
+            return false;
+        if (argument == QLatin1String("--help") || argument == QLatin1String("-h"))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -51,7 +63,7 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));
 
     const QStringList args = app.arguments().mid(1);
-    if (args.isEmpty() || args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h")) {
+    if (args.isEmpty() || asksForHelp(args)) {
         write(stdout, helpText());
         return args.isEmpty() ? 2 : 0;
     }

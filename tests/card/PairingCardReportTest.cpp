@@ -448,9 +448,19 @@ private slots:
         QCOMPARE(run.standardError, message);
     }
 
+    void cliHelpExplainsScan_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("--help") << QStringList{QStringLiteral("--help")};
+        QTest::newRow("scan --help") << QStringList{QStringLiteral("scan"), QStringLiteral("--help")};
+        QTest::newRow("scan CARD -h")
+            << QStringList{QStringLiteral("scan"), QStringLiteral("card"), QStringLiteral("-h")};
+    }
+
     void cliHelpExplainsScan()
     {
-        const CommandRun run = runCli({QStringLiteral("--help")});
+        QFETCH(QStringList, arguments);
+        const CommandRun run = runCli(arguments);
         QCOMPARE(run.exitStatus, 0);
         QVERIFY(run.standardOutput.contains(QStringLiteral("  scan CARD [--allow-unsafe-fallback]\n")));
         QVERIFY(
