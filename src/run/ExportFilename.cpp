@@ -1,5 +1,11 @@
 #include "run/ExportFilename.h"
 
+#include "card/FileSystemUtilities.h"
+#include "run/OutputFolderNamer.h"
+
+#include <QDir>
+#include <QFileInfo>
+
 namespace ExportFilename {
 
 QString orderedBasename(int orderNumber)
@@ -7,6 +13,39 @@ QString orderedBasename(int orderNumber)
     if (orderNumber <= 999)
         return QString::asprintf("%03d.mov", orderNumber);
     return QString::number(orderNumber) + QStringLiteral(".mov");
+}
+
+QString uniqueOutputURL(const QString& baseFilename, const QString& folder)
+{
+    return uniqueOutputURL(baseFilename, folder, locationTaken);
+}
+
+QString uniqueOutputURL(const QString& baseFilename, const QString& folder, const LocationTaken& taken)
+{
+    const QDir directory(folder);
+    const QString base = directory.filePath(baseFilename);
+    if (!taken(base))
+        return base;
+
+    // A leading point starts a hidden name and a trailing one ends no extension.
+    const qsizetype dot = baseFilename.lastIndexOf(QLatin1Char('.'));
+    const bool hasExtension = dot > 0 && dot < baseFilename.size() - 1;
+    const QString stem = hasExtension ? baseFilename.left(dot) : baseFilename;
+    const QString extension = hasExtension ? baseFilename.mid(dot + 1) : QStringLiteral("mov");
+    for (int number = 2; number <= 9999; ++number) {
+        const QString candidate = directory.filePath(stem + QLatin1Char('-') + QString::number(number) +
+                                                     QLatin1Char('.') + extension);
+        if (!taken(candidate))
+            return candidate;
+    }
+    return base;
+}
+
+bool locationTaken(const QString& path)
+{
+    if (!OutputFolderNamer::entryExists(path))
+        return false;
+    return !QFileInfo(path).isFile() || FileSystemUtilities::fileSize(path) > 0;
 }
 
 } // namespace ExportFilename

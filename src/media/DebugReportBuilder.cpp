@@ -1,0 +1,382 @@
+#include "media/DebugReportBuilder.h"
+
+#include "card/ShootOrder.h"
+#include "media/FFmpegService.h"
+#include "media/ToolText.h"
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <QCoroFuture>
+#include <QFileInfo>
+#include <QtConcurrent>
+#include <vector>
+
+namespace DebugReportBuilder {
+
+namespace {
+
+// The same threshold the level summary uses to flag a probably unused input.
+constexpr double noiseFloorDB = -55.0;
+
+const QString equalsRule = QString(78, u'=');
+const QString dashRule = QString(78, u'-');
+
+const QStringList premiereSection = {
+    QStringLiteral("HOW THIS COMPARES TO ADOBE PREMIERE PRO'S P2 IMPORT (verified, not inferred):"),
+    QString(),
+    QStringLiteral("When Premiere Pro imports a P2 clip it reads the clip's CLIP XML and brings in"),
+    QStringLiteral("the video essence together with every discrete audio essence file that belongs"),
+    QStringLiteral("to the same Material Package, that is, every audio MXF carrying the clip's UMID."),
+    QStringLiteral("Each of those files appears as a separate mono channel of the clip. Which"),
+    QStringLiteral("channels end up in the edit is then decided by hand, as an editorial step: the"),
+    QStringLiteral("editor listens, disables or unlinks the channels that carry nothing useful, and"),
+    QStringLiteral("keeps the rest. The importer itself never throws a channel away."),
+    QString(),
+    QStringLiteral("The camera does not make that decision for anyone either. For DVCPRO HD and"),
+    QStringLiteral("DVCPRO50 clips a P2 camera always records four audio essence files, even when"),
+    QStringLiteral("only one or two of its inputs were connected or armed during the shot; the"),
+    QStringLiteral("unused channels are simply written as near-silence, indistinguishable on the"),
+    QStringLiteral("card from a very quiet microphone. Nothing in the CLIP XML metadata records"),
+    QStringLiteral("which of the four channels were actually in use: every one is listed alike, and"),
+    QStringLiteral("no field or flag marks a channel as unused or unconnected. No program can"),
+    QStringLiteral("therefore know it from the card alone."),
+    QString(),
+    QStringLiteral("ffmpeg has no equivalent of that manual listening step, and any automatic rule"),
+    QStringLiteral("(drop the quiet channels, keep only the first two) would sooner or later throw"),
+    QStringLiteral("away a real but quiet recording, such as room tone or a distant lavalier."),
+    QStringLiteral("Tolvane therefore keeps every audio file whose UMID matches the clip's Material"),
+    QStringLiteral("Package as its own mono track in the ProRes output, exactly as many tracks as"),
+    QStringLiteral("the camera wrote, in the camera's channel order. Instead of guessing, it"),
+    QStringLiteral("measures the signal level of every audio file and reports it below, so you can"),
+    QStringLiteral("see at a glance which tracks hold sound and mute the others in your editor."),
+    QStringLiteral("Nothing is lost this way: a track you do not need costs only disk space, while"),
+    QStringLiteral("a track dropped by mistake could never be recovered from the converted file."),
+};
+
+const QStringList syncSection = {
+    QStringLiteral("AUDIO/VIDEO SYNC — VERIFIED, NOT ASSUMED:"),
+    QString(),
+    QStringLiteral("The video and audio essence files of a P2 clip are recorded together by the"),
+    QStringLiteral("camera and start at the same instant. Checked against real card media, their"),
+    QStringLiteral("timecodes and start times agree and they begin with no offset between them,"),
+    QStringLiteral("so no shift is needed to keep picture and sound in sync; the start times of"),
+    QStringLiteral("every file are listed below so this can be checked clip by clip."),
+    QString(),
+    QStringLiteral("Earlier versions applied a default audio offset of -1.0 s. Combined with"),
+    QStringLiteral("\"-shortest\" and a negative \"-itsoffset\", that cut the end off the video and"),
+    QStringLiteral("delayed the audio against the picture, so a clip could come out shorter than"),
+    QStringLiteral("it was shot and visibly out of sync. The default offset is now 0.0 s, and"),
+    QStringLiteral("\"-shortest\" is no longer passed at all, so an audio file that ends a few"),
+    QStringLiteral("samples early can never trim the picture."),
+    QString(),
+    QStringLiteral("When you set a manual offset in Settings, it is applied to the audio inputs"),
+    QStringLiteral("only, never to the video: a positive offset is passed as \"-itsoffset\" before"),
+    QStringLiteral("each audio input, delaying the audio by that much; a negative offset is passed"),
+    QStringLiteral("as \"-ss\" on each audio input, starting the audio that much later in its file,"),
+    QStringLiteral("which moves it earlier against the picture. Either way the video keeps every"),
+    QStringLiteral("frame and is never trimmed, and the offset in force is shown at the top of"),
+    QStringLiteral("this report and in every command below. If a particular camera or workflow"),
+    QStringLiteral("does need a shift, set it manually and check the result against a clap or slate."),
+};
+
+QString valueOr(const std::optional<QString>& value, const QString& fallback)
+{
+    return value ? *value : fallback;
+}
+
+QString secondsOrUnknown(const std::optional<MediaProbe>& probe)
+{
+    if (probe && probe->format.duration)
+        return *probe->format.duration + QStringLiteral("s");
+    return QStringLiteral("unknown");
+}
+
+QString umidOrUnknown(const std::optional<MediaProbe>& probe)
+{
+    if (probe && probe->format.tags) {
+        const auto found = probe->format.tags->constFind(QStringLiteral("material_package_umid"));
+        if (found != probe->format.tags->constEnd())
+            return *found;
+    }
+    return QStringLiteral("unknown");
+}
+
+// The stream and format lines of a probe; a missing probe leaves only the headings.
+void appendProbeDetails(QStringList& lines, const std::optional<MediaProbe>& probe)
+{
+    lines.append(QStringLiteral("  Streams:"));
+    if (probe) {
+        for (const StreamInfo& stream : probe->streams)
+            lines.append(QStringLiteral("    ") + streamLine(stream));
+    }
+    lines.append(QStringLiteral("  Format metadata:"));
+    if (probe && probe->format.tags) {
+        // MediaTags is ordered, so the keys come out sorted.
+        for (auto tag = probe->format.tags->constBegin(); tag != probe->format.tags->constEnd(); ++tag)
+            lines.append(QStringLiteral("    ") + tag.key() + QStringLiteral(" = ") + tag.value());
+    }
+}
+
+void appendAudioFile(QStringList& lines, const P2Clip& clip, int number, const AudioProbe& audio,
+                     const QHash<QString, AudioLevel>& audioLevels)
+{
+    const auto& [path, probe] = audio;
+    const std::optional<StreamInfo> stream = probe ? probe->primaryAudioStream() : std::nullopt;
+    const QString unknown = QStringLiteral("unknown");
+    lines.append(QStringLiteral("AUDIO #%1 — %2").arg(number).arg(QFileInfo(path).fileName()));
+    lines.append(QStringLiteral("  Absolute path: ") + path);
+    lines.append(QStringLiteral("  Duration: ") + secondsOrUnknown(probe));
+    lines.append(QStringLiteral("  UMID (material_package_umid): ") + umidOrUnknown(probe));
+    lines.append(QStringLiteral("  Channel count: ") +
+                 (stream && stream->channels ? QString::number(*stream->channels) : unknown));
+    lines.append(QStringLiteral("  Sample rate: ") +
+                 (stream && stream->sampleRate ? *stream->sampleRate + QStringLiteral(" Hz") : unknown));
+    lines.append(QStringLiteral("  Start time: ") + (stream ? valueOr(stream->startTime, unknown) : unknown));
+    const auto level = audioLevels.constFind(path);
+    lines.append(QStringLiteral("  Measured signal level: ") +
+                 (level != audioLevels.constEnd() ? level->summary() : QStringLiteral("not measured")));
+    appendProbeDetails(lines, probe);
+    lines.append(QStringLiteral("  DECISION: INCLUDED in final mux — UMID-verified as belonging to this"));
+    lines.append(QStringLiteral("    clip's Material Package (same UMID as the video and its %1 sibling "
+                                "audio file(s)).")
+                     .arg(clip.audioURLs.size() - 1));
+    if (level != audioLevels.constEnd() && level->meanDB && *level->meanDB < noiseFloorDB) {
+        lines.append(
+            QStringLiteral("    Note: measured near the noise floor — likely an unused/unconnected"));
+        lines.append(QStringLiteral("    input channel (Panasonic P2 always writes 4 audio files for"));
+        lines.append(QStringLiteral("    DVCPRO HD/50 regardless of how many were actually recorded onto)."));
+        lines.append(QStringLiteral("    Included anyway rather than guessed away — see note above on why"));
+        lines.append(QStringLiteral("    ffmpeg cannot reproduce Premiere's manual channel-selection step."));
+    }
+}
+
+template <typename Value> using Gatherer = std::function<QCoro::Task<std::optional<Value>>(QString path)>;
+
+// Shared by the workers of one group; they all resume on the awaiting thread,
+// so handing out the next file needs no lock.
+template <typename Value> struct Group
+{
+    QStringList files;
+    Gatherer<Value> gatherer;
+    qsizetype next = 0;
+    QHash<QString, Value> results;
+};
+
+template <typename Value> QCoro::Task<> groupWorker(std::shared_ptr<Group<Value>> group)
+{
+    while (group->next < group->files.size()) {
+        const QString file = group->files.at(group->next++);
+        if (std::optional<Value> value = co_await group->gatherer(file))
+            group->results.insert(file, std::move(*value));
+    }
+}
+
+// `gatherer` over the distinct `files`, at most `concurrency` at a time; the next
+// file starts as soon as one finishes.
+template <typename Value>
+QCoro::Task<QHash<QString, Value>> runBounded(QStringList files, int concurrency, Gatherer<Value> gatherer)
+{
+    auto group = std::make_shared<Group<Value>>();
+    files.removeDuplicates();
+    group->files = std::move(files);
+    group->gatherer = std::move(gatherer);
+    const qsizetype workerCount = std::min<qsizetype>(std::max(concurrency, 1), group->files.size());
+    // Tasks start at once, so every worker is running before the first await.
+    std::vector<QCoro::Task<>> workers;
+    workers.reserve(static_cast<size_t>(workerCount));
+    for (qsizetype i = 0; i < workerCount; ++i)
+        workers.push_back(groupWorker(group));
+    for (QCoro::Task<>& worker : workers)
+        co_await worker;
+    co_return std::move(group->results);
+}
+
+QCoro::Task<std::optional<MediaProbe>> probe(QString path)
+{
+    co_return co_await FFmpegService::probeFull(std::move(path));
+}
+
+QCoro::Task<std::optional<QString>> timecode(QString path)
+{
+    co_return co_await FFmpegService::sourceTimecode(std::move(path));
+}
+
+// A measurement that found neither figure counts as not measured.
+QCoro::Task<std::optional<AudioLevel>> level(QString path)
+{
+    const AudioLevel measured = co_await FFmpegService::audioSignalLevel(std::move(path));
+    if (!measured.meanDB && !measured.maxDB)
+        co_return std::nullopt;
+    co_return measured;
+}
+
+} // namespace
+
+QString streamLine(const StreamInfo& stream)
+{
+    QStringList parts{QStringLiteral("#%1").arg(stream.index),
+                      valueOr(stream.codecType, QStringLiteral("unknown"))};
+    if (stream.codecName)
+        parts.append(*stream.codecName);
+    if (stream.channels)
+        parts.append(QStringLiteral("%1ch").arg(*stream.channels));
+    if (stream.sampleRate)
+        parts.append(*stream.sampleRate + QStringLiteral("Hz"));
+    if (stream.bitsPerSample && *stream.bitsPerSample >= 1)
+        parts.append(QStringLiteral("%1-bit").arg(*stream.bitsPerSample));
+    if (stream.width && stream.height)
+        parts.append(QStringLiteral("%1x%2").arg(*stream.width).arg(*stream.height));
+    if (stream.duration)
+        parts.append(QStringLiteral("dur=") + *stream.duration + QStringLiteral("s"));
+    if (stream.tags) {
+        const auto dataType = stream.tags->constFind(QStringLiteral("data_type"));
+        if (dataType != stream.tags->constEnd())
+            parts.append(QStringLiteral("(placeholder reference to sibling ") + *dataType +
+                         QStringLiteral(" track — no essence data in this file)"));
+    }
+    return parts.join(u' ');
+}
+
+QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,
+                  const QList<AudioProbe>& audioProbes, const std::optional<QString>& timecode,
+                  const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
+                  ProResProfile profile, bool prefixExportsWithOrderNumber,
+                  const std::optional<QString>& ffmpegPath)
+{
+    const QString unknown = QStringLiteral("unknown");
+    const QString outputFilename = clip.outputFilename(prefixExportsWithOrderNumber);
+    QStringList lines{dashRule, QStringLiteral("CLIP: ") + QFileInfo(clip.videoURL).completeBaseName()};
+    if (clip.exportOrderNumber)
+        lines.append(QStringLiteral("Final export order number: ") +
+                     QString::asprintf("%03d", *clip.exportOrderNumber));
+    lines.append(QStringLiteral("XML file: ") +
+                 (clip.xmlURL ? QFileInfo(*clip.xmlURL).fileName() : QStringLiteral("— none found")));
+    lines.append(QStringLiteral("Pairing method: ") + label(clip.pairingMethod));
+    lines.append(QStringLiteral("Recording date/time: ") +
+                 (clip.recordingDateTime ? P2MetadataParser::formatInternetDateTime(*clip.recordingDateTime)
+                                         : unknown));
+    lines.append(QStringLiteral("Start timecode: ") + valueOr(clip.startTimecode, unknown));
+    lines.append(QStringLiteral("Sort key used: ") +
+                 (clip.sortKey ? label(clip.sortKey->source) : QStringLiteral("not resolved")));
+    lines.append(QStringLiteral("Output filename: ") + outputFilename);
+
+    lines.append(QString());
+    lines.append(QStringLiteral("VIDEO"));
+    lines.append(QStringLiteral("  Absolute path: ") + clip.videoURL);
+    lines.append(QStringLiteral("  Duration: ") + secondsOrUnknown(videoProbe));
+    lines.append(QStringLiteral("  Timecode: ") + valueOr(timecode, unknown));
+    lines.append(QStringLiteral("  UMID (material_package_umid): ") + umidOrUnknown(videoProbe));
+    appendProbeDetails(lines, videoProbe);
+
+    lines.append(QString());
+    if (audioProbes.isEmpty()) {
+        lines.append(QStringLiteral(
+            "AUDIO: none (no UMID-matching audio files found for this clip's Material Package)"));
+    }
+    for (qsizetype i = 0; i < audioProbes.size(); ++i) {
+        if (i > 0)
+            lines.append(QString());
+        appendAudioFile(lines, clip, static_cast<int>(i + 1), audioProbes.at(i), audioLevels);
+    }
+
+    lines.append(QString());
+    lines.append(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:"));
+    const QStringList arguments =
+        FFmpegService::buildArguments(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, timecode,
+                                      QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
+    lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
+    return lines.join(u'\n');
+}
+
+QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
+               double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
+               const QDateTime& generatedAt)
+{
+    QStringList lines{
+        QStringLiteral("Tolvane — DEBUG REPORT"),
+        QStringLiteral("Generated: ") + P2MetadataParser::formatInternetDateTime(generatedAt),
+        QStringLiteral("Audio offset: ") + ToolText::shortestDecimal(audioOffsetSeconds) +
+            QStringLiteral("s   ProRes profile: ") + ProResProfiles::label(profile),
+        equalsRule,
+        QString(),
+    };
+    lines.append(premiereSection);
+    lines.append({QString(), equalsRule, QString()});
+    lines.append(syncSection);
+    lines.append({QString(), equalsRule});
+
+    for (const P2Clip& clip : clips) {
+        const auto videoProbe = facts.videoProbes.constFind(clip.videoURL);
+        const auto timecode = facts.videoTimecodes.constFind(clip.videoURL);
+        QList<AudioProbe> audioProbes;
+        for (const QString& audio : clip.audioURLs) {
+            const auto found = facts.audioProbes.constFind(audio);
+            audioProbes.append({audio, found != facts.audioProbes.constEnd()
+                                           ? std::optional<MediaProbe>(*found)
+                                           : std::nullopt});
+        }
+        lines.append(clipBlock(
+            clip,
+            videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
+                                                       : std::nullopt,
+            audioProbes,
+            timecode != facts.videoTimecodes.constEnd() ? std::optional<QString>(*timecode) : std::nullopt,
+            facts.audioLevels, audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath));
+        lines.append(QString());
+    }
+
+    // Left out entirely when every entry was converted: an empty heading would
+    // read as if something had gone missing.
+    QStringList excluded;
+    for (const PairingReportEntry& entry : allEntries) {
+        if (!entry.included)
+            excluded.append(QStringLiteral("  ") + entry.clipName + QStringLiteral(": ") +
+                            valueOr(entry.note, QStringLiteral("no verified pairing")));
+    }
+    if (!excluded.isEmpty()) {
+        if (clips.isEmpty())
+            lines.append(QString());
+        lines.append(QStringLiteral(
+            "EXCLUDED CLIPS (not detailed above — see PAIRING_REPORT.txt for full reasoning)"));
+        lines.append(excluded);
+    }
+    while (lines.constLast().isEmpty())
+        lines.removeLast();
+    return lines.join(u'\n') + u'\n';
+}
+
+QCoro::Task<Facts> gather(QList<P2Clip> clips)
+{
+    QStringList videos;
+    QStringList audio;
+    for (const P2Clip& clip : clips) {
+        videos.append(clip.videoURL);
+        audio.append(clip.audioURLs);
+    }
+    Facts facts;
+    facts.ffmpegPath = FFmpegService::resolvedFFmpegPath();
+    // All four groups are under way before the first result is awaited.
+    QCoro::Task<QHash<QString, MediaProbe>> videoProbes =
+        runBounded<MediaProbe>(videos, groupConcurrency, probe);
+    QCoro::Task<QHash<QString, MediaProbe>> audioProbes =
+        runBounded<MediaProbe>(audio, groupConcurrency, probe);
+    QCoro::Task<QHash<QString, QString>> timecodes = runBounded<QString>(videos, groupConcurrency, timecode);
+    QCoro::Task<QHash<QString, AudioLevel>> levels = runBounded<AudioLevel>(audio, groupConcurrency, level);
+    facts.videoProbes = co_await videoProbes;
+    facts.audioProbes = co_await audioProbes;
+    facts.videoTimecodes = co_await timecodes;
+    facts.audioLevels = co_await levels;
+    co_return facts;
+}
+
+QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
+                           double audioOffsetSeconds, ProResProfile profile,
+                           bool prefixExportsWithOrderNumber)
+{
+    const Facts facts = co_await gather(clips);
+    co_return co_await QtConcurrent::run(render, clips, allEntries, facts, audioOffsetSeconds, profile,
+                                         prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc());
+}
+
+} // namespace DebugReportBuilder

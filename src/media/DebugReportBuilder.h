@@ -1,0 +1,71 @@
+#pragma once
+
+#include "card/P2Clip.h"
+#include "card/PairingReportEntry.h"
+#include "media/AudioLevel.h"
+#include "media/MediaProbe.h"
+#include "media/ProResProfile.h"
+
+#include <optional>
+#include <QCoroTask>
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <utility>
+
+// DEBUG_REPORT.txt: the evidence behind every clip of a run, meaning what
+// ffprobe sees in each file, how the clip was paired and ordered, how loud each
+// audio file is and the exact ffmpeg command that converts it.
+//
+// Gathering runs the tools and collects plain facts; rendering is pure, so the
+// text can be checked from hand-made facts without any tool.
+namespace DebugReportBuilder {
+
+// No more tool processes than this run at once within one gathering group.
+constexpr int groupConcurrency = 6;
+
+// Everything the tools said, keyed by file path; a file the tool could not
+// answer for has no entry.
+struct Facts
+{
+    QHash<QString, MediaProbe> videoProbes;
+    QHash<QString, MediaProbe> audioProbes;
+    QHash<QString, QString> videoTimecodes;
+    QHash<QString, AudioLevel> audioLevels;
+    // The ffmpeg the commands name; absent when it is not installed.
+    std::optional<QString> ffmpegPath;
+
+    bool operator==(const Facts&) const = default;
+};
+
+// One audio file of a clip with its full probe, if it could be probed.
+using AudioProbe = std::pair<QString, std::optional<MediaProbe>>;
+
+// The whole report: probes every media file of `clips`, then renders.
+QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
+                           double audioOffsetSeconds, ProResProfile profile,
+                           bool prefixExportsWithOrderNumber);
+
+// Runs four groups together (full probes of the videos, full probes of the
+// audio files, timecodes of the videos, levels of the audio files), each with
+// at most `groupConcurrency` tool processes in flight.
+QCoro::Task<Facts> gather(QList<P2Clip> clips);
+
+// The report text from gathered facts, ending with a line feed.
+QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
+               double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
+               const QDateTime& generatedAt);
+
+// One clip's block, without a trailing line feed.
+QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,
+                  const QList<AudioProbe>& audioProbes, const std::optional<QString>& timecode,
+                  const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
+                  ProResProfile profile, bool prefixExportsWithOrderNumber,
+                  const std::optional<QString>& ffmpegPath);
+
+// One stream of a probe on one line, for example "#0 audio pcm_s16le 1ch 48000Hz 16-bit".
+QString streamLine(const StreamInfo& stream);
+
+} // namespace DebugReportBuilder

@@ -1,0 +1,29 @@
+#include "run/ConversionJob.h"
+
+#include <QFileInfo>
+
+ConversionJob::ConversionJob(P2Clip clip, QString outputURL)
+    : clip_(std::move(clip)), outputURL_(std::move(outputURL))
+{
+}
+
+QString ConversionJob::clipName() const
+{
+    return QFileInfo(clip_.videoURL).completeBaseName();
+}
+
+void ConversionJob::setStatus(ClipStatus status)
+{
+    if (status == status_)
+        return;
+    status_ = std::move(status);
+    emit statusChanged();
+}
+
+void ConversionJob::setProgress(double progress)
+{
+    if (progress == progress_)
+        return;
+    progress_ = progress;
+    emit progressChanged();
+}

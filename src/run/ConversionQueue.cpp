@@ -1,0 +1,107 @@
+#include "run/ConversionQueue.h"
+
+#include "media/FFmpegError.h"
+
+#include <optional>
+#include <QFileInfo>
+#include <QThread>
+
+namespace {
+
+bool hasContent(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.exists() && info.size() >= 1;
+}
+
+} // namespace
+
+QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, double audioOffsetSeconds,
+                                   ProResProfile profile, bool skipExistingFiles,
+                                   JobUpdateHandler onJobUpdate, JobFinishedHandler onJobFinished,
+                                   CommandBuiltHandler onCommandBuilt)
+{
+    isCancelled_ = false;
+    for (const std::shared_ptr<ConversionJob>& job : jobs) {
+        Q_ASSERT(job->thread() == QThread::currentThread());
+        if (isCancelled_)
+            co_return;
+
+        // An empty file is what an interrupted earlier attempt may leave: convert again.
+        if (skipExistingFiles && hasContent(job->outputURL())) {
+            job->setStatus(ClipStatus::skippedExisting());
+            job->setProgress(1.0);
+            onJobUpdate(*job);
+            onJobFinished({job->clip(), job->status()});
+            continue;
+        }
+
+        job->setStatus(ClipStatus::converting(0));
+        onJobUpdate(*job);
+
+        const ClipStatus final =
+            co_await convertOne(job, audioOffsetSeconds, profile, onJobUpdate, onCommandBuilt);
+        job->setStatus(final);
+        if (final.kind == ClipStatus::Kind::completed)
+            job->setProgress(1.0);
+        onJobUpdate(*job);
+        onJobFinished({job->clip(), final});
+    }
+}
+
+QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJob> job,
+                                                    double audioOffsetSeconds, ProResProfile profile,
+                                                    JobUpdateHandler onJobUpdate,
+                                                    CommandBuiltHandler onCommandBuilt)
+{
+    const P2Clip& clip = job->clip();
+    std::optional<QString> failure;
+    try {
+        co_await ffmpeg_.convert(
+            clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, job->outputURL(),
+            [&](const QString& commandLine) {
+                if (onCommandBuilt)
+                    onCommandBuilt(*job, commandLine);
+            },
+            [&](double fraction) {
+                // The service forgets a cancel that came before its tool started
+                // (while it probed the clip); the tool is running now, so ask again.
+                if (isCancelled_ && !ffmpeg_.cancelRequested())
+                    ffmpeg_.cancel();
+                job->setProgress(fraction);
+                job->setStatus(ClipStatus::converting(fraction));
+                onJobUpdate(*job);
+            });
+    } catch (const FFmpegError& error) {
+        // Only a cancel request makes the service give up; the batch ends with this job.
+        if (error.kind() == FFmpegError::Kind::cancelled)
+            isCancelled_ = true;
+        // Its descriptions are the very messages a failed job shows, "Cancelled" included.
+        failure = error.description();
+    } catch (const PlatformError& error) {
+        failure = error.description();
+    } catch (const std::exception& error) {
+        failure = QString::fromLocal8Bit(error.what());
+    }
+    if (failure)
+        co_return ClipStatus::failed(*failure);
+    if (!co_await outputIsValid(job->outputURL(), !clip.audioURLs.isEmpty()))
+        co_return ClipStatus::failed(
+            QStringLiteral("Output validation failed (missing file, zero size, or missing audio stream)"));
+    co_return ClipStatus::completed();
+}
+
+QCoro::Task<bool> ConversionQueue::outputIsValid(QString outputPath, bool needsAudio)
+{
+    if (!hasContent(outputPath))
+        co_return false;
+    if (!needsAudio)
+        co_return true;
+    co_return co_await FFmpegService::hasAudioStream(outputPath);
+}
+
+void ConversionQueue::cancel()
+{
+    isCancelled_ = true;
+    ffmpeg_.cancel();
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <QDateTime>
+#include <QLatin1String>
+#include <QString>
+#include <QStringList>
+
+// The plain-text logs a conversion run leaves in its output folder, and the
+// lines that go into them. Every file is UTF-8 and written whole: a reader sees
+// the old file or the new one, never half of either.
+namespace LogWriter {
+
+inline constexpr QLatin1String conversionReportFilename("CONVERSION_REPORT.txt");
+inline constexpr QLatin1String pairingReportFilename("PAIRING_REPORT.txt");
+inline constexpr QLatin1String ffmpegErrorsFilename("FFMPEG_ERRORS.txt");
+inline constexpr QLatin1String debugReportFilename("DEBUG_REPORT.txt");
+
+// "[HH:mm:ss] text", on a 24-hour clock in the user's time zone.
+QString timestampedLine(const QString& text, const QDateTime& time = QDateTime::currentDateTime());
+
+// The conversion report's lines, each timestamped. `clipName` is the clip's
+// video file name without its extension. The command line follows its header
+// on a second physical line.
+QString commandReportLine(const QString& clipName, const QString& commandLine,
+                          const QDateTime& time = QDateTime::currentDateTime());
+QString convertedReportLine(const QString& clipName, const QDateTime& time = QDateTime::currentDateTime());
+QString skippedReportLine(const QString& clipName, const QDateTime& time = QDateTime::currentDateTime());
+QString failedReportLine(const QString& clipName, const QString& message,
+                         const QDateTime& time = QDateTime::currentDateTime());
+
+// An FFMPEG_ERRORS.txt line; not timestamped.
+QString errorLine(const QString& clipName, const QString& message);
+
+// Writes `text` as UTF-8 to `path`, replacing an existing file in one step.
+// Returns the reason when it could not; nothing when it was written.
+std::optional<QString> writeText(const QString& text, const QString& path);
+
+// Writes the lines, each ending with a line feed, to `folder`/`filename`; an
+// empty list writes nothing. False only when a file could not be written.
+bool writeIfNonEmpty(const QStringList& lines, const QString& filename, const QString& folder);
+
+// The end-of-run logs: CONVERSION_REPORT.txt when there are report lines, then
+// PAIRING_REPORT.txt when the pairing report is not empty, then
+// FFMPEG_ERRORS.txt when there are error lines. A file that cannot be written
+// is simply missing and the others are still written; the result is false
+// when that happened, for callers that want to say so.
+bool write(const QStringList& conversionReportLines, const QString& pairingReportText,
+           const QStringList& ffmpegErrorLines, const QString& folder);
+
+} // namespace LogWriter
