@@ -78,11 +78,7 @@ private slots:
     void initTestCase()
     {
         tools_ = std::make_unique<ToolFolder>();
-        if (!tools_->addReal(QStringLiteral("ffmpeg")) || !tools_->addReal(QStringLiteral("ffprobe"))) {
-            if (qgetenv("CI") == "true")
-                QFAIL("ffmpeg and ffprobe must be installed on CI");
-            QSKIP("ffmpeg or ffprobe is not installed");
-        }
+        TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
 
         SyntheticCard::CardSpec spec;
         spec.clips = {SyntheticCard::clip(noAudio, 0), SyntheticCard::clip(oneAudio, 1),

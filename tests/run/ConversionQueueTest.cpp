@@ -1,7 +1,8 @@
 #include "run/ConversionQueue.h"
 
-#include "../media/MediaTestSupport.h"
 #include "SyntheticCard.h"
+#include "TestFiles.h"
+#include "ToolFolder.h"
 
 #include <memory>
 #include <QDir>
@@ -450,11 +451,7 @@ private slots:
         // The stand-ins' folder goes first: it points the service away from tools as it goes.
         tools_.reset();
         tools_ = std::make_unique<ToolFolder>();
-        if (!tools_->addReal(QStringLiteral("ffmpeg")) || !tools_->addReal(QStringLiteral("ffprobe"))) {
-            if (qgetenv("CI") == "true")
-                QFAIL("ffmpeg and ffprobe must be installed on CI");
-            QSKIP("ffmpeg or ffprobe is not installed");
-        }
+        TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
         SyntheticCard::CardSpec spec;
         spec.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0), SyntheticCard::clip(3, 1),
                       SyntheticCard::clip(4, 1)};

@@ -1,7 +1,8 @@
 #include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
-#include "MediaTestSupport.h"
 #include "SyntheticCard.h"
+#include "TestFiles.h"
+#include "ToolFolder.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/MemoryKeyValueStore.h"
+#include "TestFiles.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -35,21 +36,6 @@ public:
 private:
     MemoryKeyValueStore m_values;
 };
-
-inline void writeFile(const QString& path, const QByteArray& contents)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        qFatal("cannot write %s", qPrintable(path));
-}
-
-inline QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return file.readAll();
-}
 
 // Entry points of the test classes, all run by one executable.
 int runKeyValueStoreTests(int argc, char** argv);
