@@ -1,21 +1,20 @@
 #pragma once
 
-#include <functional>
-#include <optional>
+#include "media/BoundedTasks.h"
+
 #include <QCoroTask>
 #include <QHash>
 #include <QString>
 #include <QStringList>
 
-// Runs one single-value probe over many files with a bounded number of ffprobe
-// processes in flight, so a card of hundreds of files neither starts hundreds
-// of children at once nor waits for them one by one.
+// The single-value probes of pairing and shoot order, never more than eight
+// ffprobe processes at once.
 namespace ProbeBatch {
 
 // No more tool processes than this run at once for one batch.
 constexpr int maximumConcurrency = 8;
 
-using Probe = std::function<QCoro::Task<std::optional<QString>>(QString path)>;
+using Probe = BoundedTasks::Operation<QString>;
 
 // The answer of `probe` for each of `files`, keyed by file; files it gave
 // nothing for are absent. At most `concurrency` probes (clamped to 1 to

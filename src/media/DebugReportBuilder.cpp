@@ -1,16 +1,14 @@
 #include "media/DebugReportBuilder.h"
 
 #include "card/ShootOrder.h"
+#include "media/BoundedTasks.h"
 #include "media/FFmpegService.h"
 #include "media/ToolText.h"
 
 #include <algorithm>
-#include <functional>
-#include <memory>
 #include <QCoroFuture>
 #include <QFileInfo>
 #include <QtConcurrent>
-#include <vector>
 
 namespace DebugReportBuilder {
 
@@ -149,47 +147,6 @@ void appendAudioFile(QStringList& lines, const P2Clip& clip, int number, const A
         lines.append(QStringLiteral("    Included anyway rather than guessed away — see note above on why"));
         lines.append(QStringLiteral("    ffmpeg cannot reproduce Premiere's manual channel-selection step."));
     }
-}
-
-template <typename Value> using Gatherer = std::function<QCoro::Task<std::optional<Value>>(QString path)>;
-
-// Shared by the workers of one group; they all resume on the awaiting thread,
-// so handing out the next file needs no lock.
-template <typename Value> struct Group
-{
-    QStringList files;
-    Gatherer<Value> gatherer;
-    qsizetype next = 0;
-    QHash<QString, Value> results;
-};
-
-template <typename Value> QCoro::Task<> groupWorker(std::shared_ptr<Group<Value>> group)
-{
-    while (group->next < group->files.size()) {
-        const QString file = group->files.at(group->next++);
-        if (std::optional<Value> value = co_await group->gatherer(file))
-            group->results.insert(file, std::move(*value));
-    }
-}
-
-// `gatherer` over the distinct `files`, at most `concurrency` at a time; the next
-// file starts as soon as one finishes.
-template <typename Value>
-QCoro::Task<QHash<QString, Value>> runBounded(QStringList files, int concurrency, Gatherer<Value> gatherer)
-{
-    auto group = std::make_shared<Group<Value>>();
-    files.removeDuplicates();
-    group->files = std::move(files);
-    group->gatherer = std::move(gatherer);
-    const qsizetype workerCount = std::min<qsizetype>(std::max(concurrency, 1), group->files.size());
-    // Tasks start at once, so every worker is running before the first await.
-    std::vector<QCoro::Task<>> workers;
-    workers.reserve(static_cast<size_t>(workerCount));
-    for (qsizetype i = 0; i < workerCount; ++i)
-        workers.push_back(groupWorker(group));
-    for (QCoro::Task<>& worker : workers)
-        co_await worker;
-    co_return std::move(group->results);
 }
 
 QCoro::Task<std::optional<MediaProbe>> probe(QString path)
@@ -358,11 +315,13 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
     facts.ffmpegPath = FFmpegService::resolvedFFmpegPath();
     // All four groups are under way before the first result is awaited.
     QCoro::Task<QHash<QString, MediaProbe>> videoProbes =
-        runBounded<MediaProbe>(videos, groupConcurrency, probe);
+        BoundedTasks::run<MediaProbe>(videos, groupConcurrency, probe);
     QCoro::Task<QHash<QString, MediaProbe>> audioProbes =
-        runBounded<MediaProbe>(audio, groupConcurrency, probe);
-    QCoro::Task<QHash<QString, QString>> timecodes = runBounded<QString>(videos, groupConcurrency, timecode);
-    QCoro::Task<QHash<QString, AudioLevel>> levels = runBounded<AudioLevel>(audio, groupConcurrency, level);
+        BoundedTasks::run<MediaProbe>(audio, groupConcurrency, probe);
+    QCoro::Task<QHash<QString, QString>> timecodes =
+        BoundedTasks::run<QString>(videos, groupConcurrency, timecode);
+    QCoro::Task<QHash<QString, AudioLevel>> levels =
+        BoundedTasks::run<AudioLevel>(audio, groupConcurrency, level);
     facts.videoProbes = co_await videoProbes;
     facts.audioProbes = co_await audioProbes;
     facts.videoTimecodes = co_await timecodes;
