@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+
+// What one conversion run came to, as the summary screen and the history show it.
+struct ConversionSummary
+{
+    int converted = 0;
+    // Includes the job that a cancel stopped.
+    int failed = 0;
+    int skipped = 0;
+    // Converted or skipped jobs whose clip has no audio file.
+    int missingAudio = 0;
+    // Clips that pairing left out of the run.
+    qint64 excludedByPairing = 0;
+    QString outputFolder;
+
+    bool operator==(const ConversionSummary&) const = default;
+};

@@ -1,0 +1,206 @@
+#pragma once
+
+#include "card/P2CardStructure.h"
+#include "card/P2Clip.h"
+#include "card/Pairing.h"
+#include "card/PairingReportEntry.h"
+#include "run/ConversionJob.h"
+#include "run/ConversionSummary.h"
+#include "store/Desktop.h"
+
+#include <memory>
+#include <optional>
+#include <QCoroTask>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+class RecentFoldersStore;
+class SettingsStore;
+
+// The session driver: the one object that holds a session's state, from the
+// card folder chosen through scanning and pairing to the conversion run and
+// its results. Every screen observes it and calls its operations.
+//
+// Lives on the GUI thread and is written only there. Scanning and pairing run
+// as owned coroutines whose disk work goes to worker threads; they hold the
+// driver weakly and drop their result when it is gone or when a newer scan or
+// re-pairing has started meanwhile, so a slow stale scan never overwrites the
+// card the user chose last.
+class ConversionViewModel : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(Phase phase READ phase NOTIFY phaseChanged)
+    Q_PROPERTY(std::optional<P2CardStructure> cardStructure READ cardStructure NOTIFY cardStructureChanged)
+    Q_PROPERTY(QList<P2Clip> clips READ clips NOTIFY clipsChanged)
+    Q_PROPERTY(QList<PairingReportEntry> pairingEntries READ pairingEntries NOTIFY pairingEntriesChanged)
+    Q_PROPERTY(QStringList pairingSummaryLines READ pairingSummaryLines NOTIFY pairingSummaryLinesChanged)
+    Q_PROPERTY(qint64 excludedClipCount READ excludedClipCount NOTIFY excludedClipCountChanged)
+    // A null variant when there is no error, otherwise the text.
+    Q_PROPERTY(QVariant scanErrorMessage READ scanErrorMessageValue NOTIFY scanErrorMessageChanged)
+    Q_PROPERTY(QList<std::shared_ptr<ConversionJob>> jobs READ jobs NOTIFY jobsChanged)
+    Q_PROPERTY(QString currentClipName READ currentClipName NOTIFY currentClipNameChanged)
+    Q_PROPERTY(int completedCount READ completedCount NOTIFY completedCountChanged)
+    Q_PROPERTY(int totalCount READ totalCount NOTIFY totalCountChanged)
+    Q_PROPERTY(double overallProgress READ overallProgress NOTIFY overallProgressChanged)
+    Q_PROPERTY(double elapsed READ elapsed NOTIFY elapsedChanged)
+    // A null variant until an estimate exists, otherwise seconds.
+    Q_PROPERTY(QVariant estimatedRemaining READ estimatedRemainingValue NOTIFY estimatedRemainingChanged)
+    Q_PROPERTY(QString statusMessage READ statusMessage NOTIFY statusMessageChanged)
+    // A null variant until a run has chosen its folder, otherwise the path.
+    Q_PROPERTY(QVariant outputFolderURL READ outputFolderURLValue NOTIFY outputFolderURLChanged)
+    Q_PROPERTY(std::optional<ConversionSummary> summary READ summary NOTIFY summaryChanged)
+    Q_PROPERTY(bool ffmpegAvailable READ ffmpegAvailable NOTIFY ffmpegAvailableChanged)
+    Q_PROPERTY(
+        bool isGeneratingDebugReport READ isGeneratingDebugReport NOTIFY isGeneratingDebugReportChanged)
+    Q_PROPERTY(
+        int debugReportGenerationTick READ debugReportGenerationTick NOTIFY debugReportGenerationTickChanged)
+
+    Q_PROPERTY(bool isConverting READ isConverting NOTIFY phaseChanged)
+    Q_PROPERTY(bool canConvert READ canConvert NOTIFY canConvertChanged)
+    Q_PROPERTY(bool canExportDebugReport READ canExportDebugReport NOTIFY canExportDebugReportChanged)
+    Q_PROPERTY(QString pairingReportText READ pairingReportText NOTIFY pairingReportTextChanged)
+
+public:
+    enum class Phase : quint8 { idle, scanning, scanned, converting, cancelling, finished };
+    Q_ENUM(Phase)
+
+    // `settings` and `recentFolders` are the application's shared stores and
+    // must outlive the driver. Takes the ffmpeg availability as resolved so far
+    // and re-pairs the loaded card whenever the pairing-safety setting changes.
+    ConversionViewModel(SettingsStore& settings, RecentFoldersStore& recentFolders,
+                        std::shared_ptr<Desktop> desktop, QObject* parent = nullptr);
+
+    Phase phase() const { return m_phase; }
+    const std::optional<P2CardStructure>& cardStructure() const { return m_cardStructure; }
+    const QList<P2Clip>& clips() const { return m_clips; }
+    const QList<PairingReportEntry>& pairingEntries() const { return m_pairingEntries; }
+    const QStringList& pairingSummaryLines() const { return m_pairingSummaryLines; }
+    qint64 excludedClipCount() const { return m_excludedClipCount; }
+    const std::optional<QString>& scanErrorMessage() const { return m_scanErrorMessage; }
+    const QList<std::shared_ptr<ConversionJob>>& jobs() const { return m_jobs; }
+    const QString& currentClipName() const { return m_currentClipName; }
+    int completedCount() const { return m_completedCount; }
+    int totalCount() const { return m_totalCount; }
+    double overallProgress() const { return m_overallProgress; }
+    double elapsed() const { return m_elapsed; }
+    const std::optional<double>& estimatedRemaining() const { return m_estimatedRemaining; }
+    const QString& statusMessage() const { return m_statusMessage; }
+    const std::optional<QString>& outputFolderURL() const { return m_outputFolderURL; }
+    const std::optional<ConversionSummary>& summary() const { return m_summary; }
+    bool ffmpegAvailable() const { return m_ffmpegAvailable; }
+    bool isGeneratingDebugReport() const { return m_isGeneratingDebugReport; }
+    int debugReportGenerationTick() const { return m_debugReportGenerationTick; }
+
+    QVariant scanErrorMessageValue() const;
+    QVariant estimatedRemainingValue() const;
+    QVariant outputFolderURLValue() const;
+
+    bool isConverting() const { return m_phase == Phase::converting || m_phase == Phase::cancelling; }
+    bool canConvert() const;
+    bool canExportDebugReport() const;
+    // The pairing report of the loaded card, as PAIRING_REPORT.txt holds it.
+    QString pairingReportText() const;
+
+    // Asks the desktop for a card folder and scans the one chosen; a cancelled
+    // chooser changes nothing.
+    Q_INVOKABLE void chooseFolder();
+    // Scans and pairs the card at `rootURL` (its root or CONTENTS folder) in
+    // the background; the results arrive through `applyScanResults`.
+    Q_INVOKABLE void scan(const QString& rootURL);
+    // Scans the loaded card again, or asks for a folder when none was loaded.
+    Q_INVOKABLE void verifyCurrentCard();
+    // Forgets the card and its results; settings, history and the last
+    // output folder are left alone.
+    Q_INVOKABLE void resetToIdle();
+
+    // Publishes what a scan or re-pairing found.
+    void applyScanResults(const P2CardStructure& structure, const P2MetadataParser::PairingResult& pairing);
+    // Pairs the card scanned last again with the current pairing-safety
+    // setting, from the stored structure: the disk is not read again.
+    void repairCurrentStructureIfNeeded();
+
+signals:
+    void phaseChanged();
+    void cardStructureChanged();
+    void clipsChanged();
+    void pairingEntriesChanged();
+    void pairingSummaryLinesChanged();
+    void excludedClipCountChanged();
+    void scanErrorMessageChanged();
+    void jobsChanged();
+    void currentClipNameChanged();
+    void completedCountChanged();
+    void totalCountChanged();
+    void overallProgressChanged();
+    void elapsedChanged();
+    void estimatedRemainingChanged();
+    void statusMessageChanged();
+    void outputFolderURLChanged();
+    void summaryChanged();
+    void ffmpegAvailableChanged();
+    void isGeneratingDebugReportChanged();
+    void debugReportGenerationTickChanged();
+    void canConvertChanged();
+    void canExportDebugReportChanged();
+    void pairingReportTextChanged();
+
+private:
+    QCoro::Task<> runFolderChooser();
+    // Scans `rootURL` when given, otherwise pairs `structure` again, and
+    // applies the result unless the driver is gone or a run has started.
+    // Scans started in quick succession each apply their result as they finish.
+    QCoro::Task<> scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
+                              bool allowUnsafeFallback);
+
+    // Sets `field` and announces the change; false when it held `value` already.
+    template <typename T> bool update(T& field, const T& value, void (ConversionViewModel::*changed)());
+    void setPhase(Phase phase);
+    void setClips(QList<P2Clip> clips);
+    void setPairing(QList<PairingReportEntry> entries, QStringList summaryLines);
+    void setFFmpegAvailable(bool available);
+    void setStatusMessage(const QString& message);
+    // The derived values, re-announced after any of their inputs changed.
+    void announceDerived();
+
+    SettingsStore& m_settings;
+    RecentFoldersStore& m_recentFolders;
+    std::shared_ptr<Desktop> m_desktop;
+
+    Phase m_phase = Phase::idle;
+    std::optional<P2CardStructure> m_cardStructure;
+    QList<P2Clip> m_clips;
+    QList<PairingReportEntry> m_pairingEntries;
+    QStringList m_pairingSummaryLines;
+    qint64 m_excludedClipCount = 0;
+    std::optional<QString> m_scanErrorMessage;
+    QList<std::shared_ptr<ConversionJob>> m_jobs;
+    QString m_currentClipName;
+    int m_completedCount = 0;
+    int m_totalCount = 0;
+    double m_overallProgress = 0;
+    double m_elapsed = 0;
+    std::optional<double> m_estimatedRemaining;
+    QString m_statusMessage;
+    std::optional<QString> m_outputFolderURL;
+    std::optional<ConversionSummary> m_summary;
+    bool m_ffmpegAvailable = false;
+    bool m_isGeneratingDebugReport = false;
+    int m_debugReportGenerationTick = 0;
+
+    // Last values announced for the derived properties.
+    bool m_canConvert = false;
+    bool m_canExportDebugReport = false;
+
+    std::optional<P2CardStructure> m_lastScannedStructure;
+    // Set by the first run of a card, so converting it again writes beside it.
+    std::optional<QString> m_currentRunOutputFolder;
+
+    // The newest scan or re-pairing and the open folder chooser. Replaced work
+    // runs on to its end and frees itself; it reaches the driver only through
+    // a guarded pointer.
+    QCoro::Task<> m_work;
+    QCoro::Task<> m_chooser;
+};
