@@ -118,14 +118,14 @@ Timing timeBaseline(const QString& ffprobe, const QStringList& files)
 
 void benchmark(int clipCount, int rounds, const QString& folder)
 {
-    SyntheticCard::CardSpec spec;
+    SyntheticCard::CardSpec plan;
     for (int n = 1; n <= clipCount; ++n) {
         SyntheticCard::ClipSpec clip = SyntheticCard::clip(n, 4);
         clip.frames = 1;
-        spec.clips.push_back(clip);
+        plan.clips.push_back(clip);
     }
-    spec.verification = SyntheticCard::Verification::VideoAndFirstAudio;
-    const SyntheticCard::WrittenCard card = SyntheticCard::write(spec, folder);
+    plan.verification = SyntheticCard::Verification::VideoAndFirstAudio;
+    const SyntheticCard::WrittenCard card = SyntheticCard::write(plan, folder);
     // The same files, in the order pairing probes them: videos, then audio.
     QStringList files;
     for (const SyntheticCard::WrittenClip& clip : card.clips)

@@ -12,11 +12,11 @@ namespace {
 // Three verified clips filmed in the order 0002AB, 0003AB, 0001AB.
 SyntheticCard::CardSpec allVerifiedCard()
 {
-    SyntheticCard::CardSpec spec;
-    spec.clips = {shortClip(1), shortClip(2), shortClip(3)};
-    spec.clips[0].creationDate = QStringLiteral("2026-07-01T12:00:00-05:00");
-    spec.clips[0].shootStartDate = spec.clips[0].creationDate;
-    return spec;
+    SyntheticCard::CardSpec plan;
+    plan.clips = {shortClip(1), shortClip(2), shortClip(3)};
+    plan.clips[0].creationDate = QStringLiteral("2026-07-01T12:00:00-05:00");
+    plan.clips[0].shootStartDate = plan.clips[0].creationDate;
+    return plan;
 }
 
 const char* const allVerifiedReport = R"(Final export order number: 003
@@ -50,14 +50,14 @@ Pairing method: XML metadata (UMID-verified))";
 // then matched by file name; a video paired by sort order; a video alone.
 SyntheticCard::CardSpec mixedCard()
 {
-    SyntheticCard::CardSpec spec;
-    spec.clips = {shortClip(1, 4), shortClip(2, 2), shortClip(3, 0), shortClip(4, 0)};
-    spec.clips[1].xmlHasGlobalClipID = false;
-    spec.clips[2].writeXml = false;
-    spec.clips[3].writeXml = false;
-    spec.clips[3].mxfCreationTime = QStringLiteral("2026-07-01T14:00:00Z");
-    spec.orphanAudio.push_back({QStringLiteral("9001ZZ00.MXF"), SyntheticCard::umidFor(91)});
-    return spec;
+    SyntheticCard::CardSpec plan;
+    plan.clips = {shortClip(1, 4), shortClip(2, 2), shortClip(3, 0), shortClip(4, 0)};
+    plan.clips[1].xmlHasGlobalClipID = false;
+    plan.clips[2].writeXml = false;
+    plan.clips[3].writeXml = false;
+    plan.clips[3].mxfCreationTime = QStringLiteral("2026-07-01T14:00:00Z");
+    plan.orphanAudio.push_back({QStringLiteral("9001ZZ00.MXF"), SyntheticCard::umidFor(91)});
+    return plan;
 }
 
 const char* const mixedReport =
@@ -163,9 +163,9 @@ Status: NOT CONVERTED — No XML/UMID match. Enable "Allow unsafe fallback pairi
 
 SyntheticCard::CardSpec twoClipCard()
 {
-    SyntheticCard::CardSpec spec;
-    spec.clips = {shortClip(1, 2), shortClip(2, 2)};
-    return spec;
+    SyntheticCard::CardSpec plan;
+    plan.clips = {shortClip(1, 2), shortClip(2, 2)};
+    return plan;
 }
 
 const char* const noFFprobeReport =
@@ -212,15 +212,15 @@ Status: NOT CONVERTED — No XML/UMID match. Enable "Allow unsafe fallback pairi
 // Clips with the given XML start timecodes and no recording date/time.
 SyntheticCard::CardSpec undatedCard(const QStringList& timecodes)
 {
-    SyntheticCard::CardSpec spec;
+    SyntheticCard::CardSpec plan;
     for (int n = 1; n <= timecodes.size(); ++n) {
         SyntheticCard::ClipSpec clip = shortClip(n, 2);
         clip.xmlStartTimecode = timecodes.at(n - 1);
         clip.creationDate.reset();
         clip.shootStartDate.reset();
-        spec.clips.push_back(clip);
+        plan.clips.push_back(clip);
     }
-    return spec;
+    return plan;
 }
 
 const char* const noXMLDatesReport = R"(Final export order number: 003
@@ -310,9 +310,9 @@ private:
     std::optional<ToolFolder> m_tools;
     std::optional<SyntheticCard::WrittenCard> m_allVerified;
 
-    void compareReport(const SyntheticCard::CardSpec& spec, bool allowUnsafeFallback, const char* expected)
+    void compareReport(const SyntheticCard::CardSpec& plan, bool allowUnsafeFallback, const char* expected)
     {
-        const std::optional<SyntheticCard::WrittenCard> card = m_writer.write(spec);
+        const std::optional<SyntheticCard::WrittenCard> card = m_writer.write(plan);
         QVERIFY(card);
         QCOMPARE(reportText(scanAndPair(card->rootPath, allowUnsafeFallback)), QString::fromUtf8(expected));
     }
@@ -379,10 +379,10 @@ private slots:
 
     void cliExitsWith1WhenNoClipWouldConvert()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 1)};
-        spec.clips[0].writeXml = false;
-        const std::optional<SyntheticCard::WrittenCard> card = m_writer.write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 1)};
+        plan.clips[0].writeXml = false;
+        const std::optional<SyntheticCard::WrittenCard> card = m_writer.write(plan);
         QVERIFY(card);
 
         const CommandRun excluded = runCli({QStringLiteral("scan"), card->rootPath});

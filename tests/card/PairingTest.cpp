@@ -107,10 +107,10 @@ private:
     std::optional<ToolFolder> m_tools;
 
     // Writes the card and pairs it with the real ffprobe.
-    std::optional<std::pair<SyntheticCard::WrittenCard, PairingResult>> pairCard(SyntheticCard::CardSpec spec,
+    std::optional<std::pair<SyntheticCard::WrittenCard, PairingResult>> pairCard(SyntheticCard::CardSpec plan,
                                                                                  bool allowUnsafeFallback)
     {
-        std::optional<SyntheticCard::WrittenCard> card = m_writer.write(std::move(spec));
+        std::optional<SyntheticCard::WrittenCard> card = m_writer.write(std::move(plan));
         if (!card)
             return std::nullopt;
         PairingResult result = scanAndPair(card->rootPath, allowUnsafeFallback);
@@ -120,9 +120,9 @@ private:
     // A card holding clip 0001AB alone.
     std::optional<SyntheticCard::WrittenCard> writeSingleClipCard(int audioCount)
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, audioCount)};
-        return m_writer.write(std::move(spec));
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, audioCount)};
+        return m_writer.write(std::move(plan));
     }
 
 private slots:
@@ -139,9 +139,9 @@ private slots:
 
     void fourAudioFilesPerClipAreVerifiedByUMID()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(2), shortClip(1)};
-        const auto paired = pairCard(spec, false);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(2), shortClip(1)};
+        const auto paired = pairCard(plan, false);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.summaryLines, QStringList());
@@ -174,12 +174,12 @@ private slots:
 
     void videoOnlyClips()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 0), shortClip(2, 0), shortClip(3, 4)};
-        spec.clips[0].declaredAudioCount = 0;
-        spec.clips[1].declaredAudioCount = 2;
-        spec.clips[2].declaredAudioCount = 2;
-        const auto paired = pairCard(spec, false);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 0), shortClip(2, 0), shortClip(3, 4)};
+        plan.clips[0].declaredAudioCount = 0;
+        plan.clips[1].declaredAudioCount = 2;
+        plan.clips[2].declaredAudioCount = 2;
+        const auto paired = pairCard(plan, false);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.clips.size(), 3);
@@ -213,10 +213,10 @@ private slots:
 
     void sharedUMIDExcludesTheClipAndLeavesBothVideosUnverified()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 1), shortClip(2, 1)};
-        spec.clips[1].umid = spec.clips[0].umid;
-        const auto paired = pairCard(spec, false);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 1), shortClip(2, 1)};
+        plan.clips[1].umid = plan.clips[0].umid;
+        const auto paired = pairCard(plan, false);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.clips.size(), 0);
@@ -250,10 +250,10 @@ private slots:
     void identifierFormsMatchTheProbedUMID()
     {
         QFETCH(SyntheticCard::IdForm, form);
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 2)};
-        spec.clips[0].idForm = form;
-        const auto paired = pairCard(spec, false);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 2)};
+        plan.clips[0].idForm = form;
+        const auto paired = pairCard(plan, false);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.clips.size(), 1);
@@ -271,11 +271,11 @@ private slots:
 
     void fallbackOffListsEveryUnverifiedVideo()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 1), shortClip(2, 1), shortClip(3, 1)};
-        for (SyntheticCard::ClipSpec& clip : spec.clips)
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 1), shortClip(2, 1), shortClip(3, 1)};
+        for (SyntheticCard::ClipSpec& clip : plan.clips)
             clip.writeXml = false;
-        const auto paired = pairCard(spec, false);
+        const auto paired = pairCard(plan, false);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.clips.size(), 0);
@@ -300,14 +300,14 @@ private slots:
 
     void fallbackOnPairsWaitingVideosBySortOrder()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(2, 0), shortClip(1, 0)};
-        for (SyntheticCard::ClipSpec& clip : spec.clips)
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(2, 0), shortClip(1, 0)};
+        for (SyntheticCard::ClipSpec& clip : plan.clips)
             clip.writeXml = false;
         for (int i = 5; i >= 1; --i)
-            spec.orphanAudio.push_back({QStringLiteral("9%1ZZ00.MXF").arg(i, 3, 10, QLatin1Char('0')),
+            plan.orphanAudio.push_back({QStringLiteral("9%1ZZ00.MXF").arg(i, 3, 10, QLatin1Char('0')),
                                         SyntheticCard::umidFor(90 + i)});
-        const auto paired = pairCard(spec, true);
+        const auto paired = pairCard(plan, true);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(
@@ -335,12 +335,12 @@ private slots:
 
     void fallbackStagesInOrder()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 2), shortClip(2, 0), shortClip(3, 0)};
-        for (SyntheticCard::ClipSpec& clip : spec.clips)
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 2), shortClip(2, 0), shortClip(3, 0)};
+        for (SyntheticCard::ClipSpec& clip : plan.clips)
             clip.writeXml = false;
-        spec.orphanAudio.push_back({QStringLiteral("9001ZZ00.MXF"), SyntheticCard::umidFor(91)});
-        const auto paired = pairCard(spec, true);
+        plan.orphanAudio.push_back({QStringLiteral("9001ZZ00.MXF"), SyntheticCard::umidFor(91)});
+        const auto paired = pairCard(plan, true);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.entries.size(), 3);
@@ -363,12 +363,12 @@ private slots:
 
     void verifiedAudioIsNeverOfferedToTheFallback()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 4), shortClip(2, 0)};
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 4), shortClip(2, 0)};
         // A video whose name is a prefix of the verified clip's audio names.
-        spec.clips[1].clipName = QStringLiteral("0001");
-        spec.clips[1].writeXml = false;
-        const auto paired = pairCard(spec, true);
+        plan.clips[1].clipName = QStringLiteral("0001");
+        plan.clips[1].writeXml = false;
+        const auto paired = pairCard(plan, true);
         QVERIFY(paired);
         const auto& [card, result] = *paired;
         QCOMPARE(result.entries.size(), 2);
@@ -403,9 +403,9 @@ private slots:
 
     void withoutFFprobeEveryXMLIsExcluded()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {shortClip(1, 2), shortClip(2, 2)};
-        std::optional<SyntheticCard::WrittenCard> card = m_writer.write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {shortClip(1, 2), shortClip(2, 2)};
+        std::optional<SyntheticCard::WrittenCard> card = m_writer.write(plan);
         QVERIFY(card);
         m_tools.emplace(QString());
         QVERIFY(m_tools->ready());

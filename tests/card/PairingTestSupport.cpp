@@ -32,11 +32,11 @@ QString realFFprobe()
     return QFileInfo(path).isExecutable() ? path : QString();
 }
 
-std::optional<SyntheticCard::WrittenCard> CardWriter::write(SyntheticCard::CardSpec spec)
+std::optional<SyntheticCard::WrittenCard> CardWriter::write(SyntheticCard::CardSpec plan)
 {
-    spec.verification = SyntheticCard::Verification::VideoAndFirstAudio;
+    plan.verification = SyntheticCard::Verification::VideoAndFirstAudio;
     try {
-        return SyntheticCard::write(spec, newFolder());
+        return SyntheticCard::write(plan, newFolder());
     } catch (const SyntheticCard::Error& error) {
         qWarning("Could not write the synthetic card: %s", error.what());
         return std::nullopt;

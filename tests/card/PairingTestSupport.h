@@ -40,7 +40,7 @@ class CardWriter
 {
 public:
     // Nothing when the builder failed; the reason is logged.
-    std::optional<SyntheticCard::WrittenCard> write(SyntheticCard::CardSpec spec);
+    std::optional<SyntheticCard::WrittenCard> write(SyntheticCard::CardSpec plan);
     // A fresh, empty folder below the writer's temporary folder.
     QString newFolder();
 

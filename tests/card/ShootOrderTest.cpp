@@ -215,7 +215,7 @@ private slots:
         REQUIRE_REAL_FFPROBE();
         PairingTestSupport::ToolFolder tools(PairingTestSupport::realFFprobe());
         QVERIFY(tools.ready());
-        SyntheticCard::CardSpec spec;
+        SyntheticCard::CardSpec plan;
         const std::vector<std::pair<QString, std::optional<QString>>> variants{
             {u"01:00:00"_qs, u"2026-07-01T16:00:00Z"_qs},    // three fields
             {u"01:AA:00:00"_qs, u"2026-07-01T15:00:00Z"_qs}, // non-numeric field
@@ -228,10 +228,10 @@ private slots:
             clip.creationDate.reset();
             clip.shootStartDate.reset();
             clip.mxfCreationTime = mxfDate;
-            spec.clips.push_back(clip);
+            plan.clips.push_back(clip);
         }
         PairingTestSupport::CardWriter writer;
-        const auto card = writer.write(spec);
+        const auto card = writer.write(plan);
         QVERIFY(card);
 
         const PairingResult result = PairingTestSupport::scanAndPair(card->rootPath, false);

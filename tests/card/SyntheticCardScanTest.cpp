@@ -46,11 +46,11 @@ private:
     int m_card = 0;
 
     // Writes the card into a fresh folder; the tests below fail when the builder does.
-    std::optional<SyntheticCard::WrittenCard> write(SyntheticCard::CardSpec spec)
+    std::optional<SyntheticCard::WrittenCard> write(SyntheticCard::CardSpec plan)
     {
-        spec.verification = SyntheticCard::Verification::VideoAndFirstAudio;
+        plan.verification = SyntheticCard::Verification::VideoAndFirstAudio;
         try {
-            return SyntheticCard::write(spec, m_dir.filePath(QStringLiteral("card %1").arg(++m_card)));
+            return SyntheticCard::write(plan, m_dir.filePath(QStringLiteral("card %1").arg(++m_card)));
         } catch (const SyntheticCard::Error& error) {
             qWarning("Could not write the synthetic card: %s", error.what());
             return std::nullopt;
@@ -85,13 +85,13 @@ private:
 
     // The scan lists exactly the files the builder wrote, in the card's own folders.
     static void verifyScan(const QString& chosen, const SyntheticCard::WrittenCard& card,
-                           const SyntheticCard::CardSpec& spec)
+                           const SyntheticCard::CardSpec& plan)
     {
         const P2CardStructure structure = P2Scanner::scan(chosen);
         QCOMPARE(structure.rootURL, chosen);
-        QCOMPARE(structure.videoFolder, card.contentsPath + "/" + spec.videoFolderName);
-        QCOMPARE(structure.audioFolder, card.contentsPath + "/" + spec.audioFolderName);
-        QCOMPARE(structure.clipFolder, card.contentsPath + "/" + spec.clipFolderName);
+        QCOMPARE(structure.videoFolder, card.contentsPath + "/" + plan.videoFolderName);
+        QCOMPARE(structure.audioFolder, card.contentsPath + "/" + plan.audioFolderName);
+        QCOMPARE(structure.clipFolder, card.contentsPath + "/" + plan.clipFolderName);
         QCOMPARE(structure.videoFiles, videoPaths(card));
         QCOMPARE(structure.audioFiles, audioPaths(card));
         QCOMPARE(structure.clipXMLFiles, xmlPaths(card));
@@ -101,51 +101,51 @@ private slots:
     void cardLayouts_data()
     {
         QTest::addColumn<std::function<void(SyntheticCard::CardSpec&)>>("knob");
-        using Spec = SyntheticCard::CardSpec;
-        QTest::newRow("camera card") << std::function([](Spec&) {});
+        using Plan = SyntheticCard::CardSpec;
+        QTest::newRow("camera card") << std::function([](Plan&) {});
         QTest::newRow("only CONTENTS copied")
-            << std::function([](Spec& spec) { spec.withContentsFolder = false; });
-        QTest::newRow("lower-case folder names") << std::function([](Spec& spec) {
-            spec.contentsFolderName = QStringLiteral("contents");
-            spec.videoFolderName = QStringLiteral("video");
-            spec.audioFolderName = QStringLiteral("Audio");
-            spec.clipFolderName = QStringLiteral("clip");
+            << std::function([](Plan& plan) { plan.withContentsFolder = false; });
+        QTest::newRow("lower-case folder names") << std::function([](Plan& plan) {
+            plan.contentsFolderName = QStringLiteral("contents");
+            plan.videoFolderName = QStringLiteral("video");
+            plan.audioFolderName = QStringLiteral("Audio");
+            plan.clipFolderName = QStringLiteral("clip");
         });
-        QTest::newRow("clips in nested sub-folders") << std::function([](Spec& spec) {
-            spec.clips[0].subfolder = QStringLiteral("day 2/card B");
-            spec.clips[1].subfolder = QStringLiteral("day 1");
+        QTest::newRow("clips in nested sub-folders") << std::function([](Plan& plan) {
+            plan.clips[0].subfolder = QStringLiteral("day 2/card B");
+            plan.clips[1].subfolder = QStringLiteral("day 1");
         });
-        QTest::newRow("lower-case extensions and odd XML name") << std::function([](Spec& spec) {
-            spec.clips[0].essenceExtension = QStringLiteral("mxf");
-            spec.clips[1].xmlFileName = QStringLiteral("renamed clip.xml");
+        QTest::newRow("lower-case extensions and odd XML name") << std::function([](Plan& plan) {
+            plan.clips[0].essenceExtension = QStringLiteral("mxf");
+            plan.clips[1].xmlFileName = QStringLiteral("renamed clip.xml");
         });
         QTest::newRow("clip without XML")
-            << std::function([](Spec& spec) { spec.clips[1].writeXml = false; });
+            << std::function([](Plan& plan) { plan.clips[1].writeXml = false; });
         QTest::newRow("clip without audio")
-            << std::function([](Spec& spec) { spec.clips[0].audioCount = 0; });
-        QTest::newRow("orphan audio") << std::function([](Spec& spec) {
-            spec.orphanAudio.push_back({QStringLiteral("0099ZZ00.MXF"), SyntheticCard::umidFor(99)});
+            << std::function([](Plan& plan) { plan.clips[0].audioCount = 0; });
+        QTest::newRow("orphan audio") << std::function([](Plan& plan) {
+            plan.orphanAudio.push_back({QStringLiteral("0099ZZ00.MXF"), SyntheticCard::umidFor(99)});
         });
     }
 
     void cardLayouts()
     {
         QFETCH(std::function<void(SyntheticCard::CardSpec&)>, knob);
-        SyntheticCard::CardSpec spec;
-        spec.clips = {smallClip(10), smallClip(2)};
-        knob(spec);
-        const auto card = write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {smallClip(10), smallClip(2)};
+        knob(plan);
+        const auto card = write(plan);
         QVERIFY(card);
-        verifyScan(card->rootPath, *card, spec);
-        verifyScan(card->contentsPath, *card, spec);
+        verifyScan(card->rootPath, *card, plan);
+        verifyScan(card->contentsPath, *card, plan);
     }
 
     void extraFoldersAreLocated()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {smallClip(1, 0)};
-        spec.extraFolders = {QStringLiteral("ICON"), QStringLiteral("proxy"), QStringLiteral("Voice")};
-        const auto card = write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {smallClip(1, 0)};
+        plan.extraFolders = {QStringLiteral("ICON"), QStringLiteral("proxy"), QStringLiteral("Voice")};
+        const auto card = write(plan);
         QVERIFY(card);
         const P2CardStructure structure = P2Scanner::scan(card->rootPath);
         QCOMPARE(structure.iconFolder, card->contentsPath + "/ICON");
@@ -155,10 +155,10 @@ private slots:
 
     void looseEssenceIsAllVideo()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {smallClip(1), smallClip(2)};
-        spec.loose = true;
-        const auto card = write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {smallClip(1), smallClip(2)};
+        plan.loose = true;
+        const auto card = write(plan);
         QVERIFY(card);
         const P2CardStructure structure = P2Scanner::scan(card->rootPath);
         QVERIFY(structure.isEmpty());
@@ -241,10 +241,10 @@ private slots:
 
     void cardIsOnlyRead()
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = {smallClip(1), smallClip(2)};
-        spec.extraFolders = {QStringLiteral("ICON")};
-        const auto card = write(spec);
+        SyntheticCard::CardSpec plan;
+        plan.clips = {smallClip(1), smallClip(2)};
+        plan.extraFolders = {QStringLiteral("ICON")};
+        const auto card = write(plan);
         QVERIFY(card);
         QVERIFY(CardTree::grantReadToEveryone(m_dir.path()));
         QVERIFY(CardTree::setWritable(card->rootPath, false));

@@ -80,17 +80,17 @@ private slots:
         tools_ = std::make_unique<ToolFolder>();
         TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
 
-        SyntheticCard::CardSpec spec;
-        spec.clips = {SyntheticCard::clip(noAudio, 0), SyntheticCard::clip(oneAudio, 1),
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(noAudio, 0), SyntheticCard::clip(oneAudio, 1),
                       SyntheticCard::clip(fourAudio, 4), SyntheticCard::clip(longOneAudio, 1),
                       SyntheticCard::clip(longHighDefinition, 4)};
-        spec.clips[longOneAudio - 1].frames = 90;
-        spec.clips[longHighDefinition - 1].codec = SyntheticCard::VideoCodec::DVCProHD1080;
-        spec.clips[longHighDefinition - 1].frames = 150;
-        for (const SyntheticCard::ClipSpec& clip : spec.clips)
+        plan.clips[longOneAudio - 1].frames = 90;
+        plan.clips[longHighDefinition - 1].codec = SyntheticCard::VideoCodec::DVCProHD1080;
+        plan.clips[longHighDefinition - 1].frames = 150;
+        for (const SyntheticCard::ClipSpec& clip : plan.clips)
             specs_.insert(int(specs_.size()) + 1, clip);
-        card_ = SyntheticCard::write(spec, work_.filePath(awkwardName(QStringLiteral(" card"))));
-        QCOMPARE(card_.clips.size(), spec.clips.size());
+        card_ = SyntheticCard::write(plan, work_.filePath(awkwardName(QStringLiteral(" card"))));
+        QCOMPARE(card_.clips.size(), plan.clips.size());
     }
 
     void cleanupTestCase() { tools_.reset(); }

@@ -452,11 +452,11 @@ private slots:
         tools_.reset();
         tools_ = std::make_unique<ToolFolder>();
         TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
-        SyntheticCard::CardSpec spec;
-        spec.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0), SyntheticCard::clip(3, 1),
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0), SyntheticCard::clip(3, 1),
                       SyntheticCard::clip(4, 1)};
         const SyntheticCard::WrittenCard card =
-            SyntheticCard::write(spec, work_->filePath(awkwardName(QStringLiteral(" card"))));
+            SyntheticCard::write(plan, work_->filePath(awkwardName(QStringLiteral(" card"))));
 
         JobList jobs;
         for (const SyntheticCard::WrittenClip& written : card.clips) {

@@ -75,9 +75,9 @@ class ConversionViewModelTest : public QObject
 
     QString writeCard(const QString& name, std::vector<SyntheticCard::ClipSpec> clips)
     {
-        SyntheticCard::CardSpec spec;
-        spec.clips = std::move(clips);
-        return SyntheticCard::write(spec, work_.filePath(name)).rootPath;
+        SyntheticCard::CardSpec plan;
+        plan.clips = std::move(clips);
+        return SyntheticCard::write(plan, work_.filePath(name)).rootPath;
     }
 
     // Waits until the scan or re-pairing under way has published its results.

@@ -490,10 +490,10 @@ private slots:
         if (!tools.addReal(QStringLiteral("ffmpeg")) || !tools.addReal(QStringLiteral("ffprobe")))
             QSKIP("ffmpeg or ffprobe is not installed");
         QTemporaryDir root;
-        SyntheticCard::CardSpec spec;
-        spec.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0)};
-        spec.clips[0].clipName = QStringLiteral("-Clip \"1\" $x; ünï");
-        const SyntheticCard::WrittenCard card = SyntheticCard::write(spec, root.path());
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0)};
+        plan.clips[0].clipName = QStringLiteral("-Clip \"1\" $x; ünï");
+        const SyntheticCard::WrittenCard card = SyntheticCard::write(plan, root.path());
 
         QList<P2Clip> clips;
         for (int i = 0; i < 2; ++i) {
@@ -515,7 +515,7 @@ private slots:
             const QString umidLine = QStringLiteral("  UMID (material_package_umid): ");
             const qsizetype video = lines.indexOf(QStringLiteral("  Absolute path: ") + clips[i].videoURL);
             QVERIFY(video > 0);
-            QCOMPARE(lines.at(video + 2), QStringLiteral("  Timecode: ") + spec.clips[i].startTimecode);
+            QCOMPARE(lines.at(video + 2), QStringLiteral("  Timecode: ") + plan.clips[i].startTimecode);
             QVERIFY(lines.at(video + 3).startsWith(umidLine));
             QVERIFY2(lines.at(video + 3).toUpper().endsWith(card.clips[i].umid),
                      qPrintable(lines.at(video + 3)));
@@ -526,7 +526,7 @@ private slots:
                 tools.toolPath(QStringLiteral("ffmpeg")),
                 FFmpegService::buildArguments(
                     clips[i].videoURL, clips[i].audioURLs, 0.25, ProResProfile::proxy,
-                    spec.clips[i].startTimecode,
+                    plan.clips[i].startTimecode,
                     QStringLiteral("<OUTPUT_FOLDER>/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0'))));
             QVERIFY2(lines.contains(command), qPrintable(command));
         }

@@ -489,19 +489,19 @@ struct CardFolders
     QString clip;
 };
 
-CardFolders makeCardFolders(const CardSpec& spec, WrittenCard& card)
+CardFolders makeCardFolders(const CardSpec& plan, WrittenCard& card)
 {
-    if (spec.loose) {
+    if (plan.loose) {
         card.contentsPath = card.rootPath;
         return {card.rootPath, card.rootPath, {}};
     }
     card.contentsPath =
-        spec.withContentsFolder ? makeFolder(card.rootPath, spec.contentsFolderName) : card.rootPath;
-    for (const QString& extra : spec.extraFolders)
+        plan.withContentsFolder ? makeFolder(card.rootPath, plan.contentsFolderName) : card.rootPath;
+    for (const QString& extra : plan.extraFolders)
         makeFolder(card.contentsPath, extra);
-    return {makeFolder(card.contentsPath, spec.videoFolderName),
-            makeFolder(card.contentsPath, spec.audioFolderName),
-            makeFolder(card.contentsPath, spec.clipFolderName)};
+    return {makeFolder(card.contentsPath, plan.videoFolderName),
+            makeFolder(card.contentsPath, plan.audioFolderName),
+            makeFolder(card.contentsPath, plan.clipFolderName)};
 }
 
 // Writes the clip's XML and adds its essence files, which are written later from templates.
@@ -560,20 +560,20 @@ QString umidFor(int n)
 
 ClipSpec clip(int n, int audioCount)
 {
-    ClipSpec spec;
-    spec.clipName = QStringLiteral("%1AB").arg(n, 4, 10, QLatin1Char('0'));
-    spec.umid = umidFor(n);
-    spec.audioCount = audioCount;
+    ClipSpec plan;
+    plan.clipName = QStringLiteral("%1AB").arg(n, 4, 10, QLatin1Char('0'));
+    plan.umid = umidFor(n);
+    plan.audioCount = audioCount;
     const QTime start = QTime(1, 0).addSecs((n - 1) * 10);
-    spec.startTimecode = start.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(":00");
-    spec.xmlStartTimecode = spec.startTimecode;
+    plan.startTimecode = start.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(":00");
+    plan.xmlStartTimecode = plan.startTimecode;
     const QDateTime created =
         QDateTime(QDate(2026, 7, 1), QTime(10, 0), QTimeZone(-5 * 3600)).addSecs(qint64(n - 1) * 60);
-    spec.creationDate = created.toString(Qt::ISODate);
-    spec.shootStartDate = spec.creationDate;
-    spec.lastUpdateDate = created.addSecs(5 * 60).toString(Qt::ISODate);
-    spec.mxfCreationTime = created.toUTC().toString(Qt::ISODate);
-    return spec;
+    plan.creationDate = created.toString(Qt::ISODate);
+    plan.shootStartDate = plan.creationDate;
+    plan.lastUpdateDate = created.addSecs(5 * 60).toString(Qt::ISODate);
+    plan.mxfCreationTime = created.toUTC().toString(Qt::ISODate);
+    return plan;
 }
 
 QString ffmpegPath()
@@ -661,24 +661,24 @@ QString clipXml(const ClipSpec& clip)
     return xml;
 }
 
-WrittenCard write(const CardSpec& spec, const QString& rootPath)
+WrittenCard write(const CardSpec& plan, const QString& rootPath)
 {
-    for (const ClipSpec& clip : spec.clips)
+    for (const ClipSpec& clip : plan.clips)
         checkClip(clip);
 
     WrittenCard card;
     card.rootPath = makeFolder(QDir(rootPath).absolutePath(), {});
-    const CardFolders folders = makeCardFolders(spec, card);
+    const CardFolders folders = makeCardFolders(plan, card);
     std::vector<EssenceFile> files;
-    for (const ClipSpec& clip : spec.clips)
-        card.clips.push_back(writeClip(clip, folders, spec.verification, card.clips.size(), files));
-    for (const OrphanAudio& orphan : spec.orphanAudio) {
+    for (const ClipSpec& clip : plan.clips)
+        card.clips.push_back(writeClip(clip, folders, plan.verification, card.clips.size(), files));
+    for (const OrphanAudio& orphan : plan.orphanAudio) {
         EssenceFile audio;
         audio.essence = audioEssence(ClipSpec{}, 0);
         audio.path = QDir(folders.audio).filePath(orphan.fileName);
         audio.materialUmid = umidBytes(orphan.umid);
         audio.fileUmid = filePackageUmid(audio.materialUmid, maxAudioFiles + 1);
-        audio.verify = spec.verification != Verification::FirstClip;
+        audio.verify = plan.verification != Verification::FirstClip;
         card.orphanAudioPaths.append(audio.path);
         files.push_back(audio);
     }

@@ -154,7 +154,7 @@ struct Error : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-// A clip spec with a deterministic UMID, creation date and timecode for index n (1-based),
+// A clip description with a deterministic UMID, creation date and timecode for index n (1-based),
 // named like a camera names its clips (0001AB, 0002AB, …): start timecode 01:00:00:00 plus
 // 10 s per step of n, XML dates 2026-07-01T10:00:00-05:00 plus one minute per step (last
 // update five minutes later), and the same instant in UTC as the MXF creation time.
@@ -167,7 +167,7 @@ QString umidFor(int n);
 
 // Writes the card into `rootPath` (created if needed). Throws Error when ffmpeg or
 // ffprobe fail or the UMID could not be placed.
-WrittenCard write(const CardSpec& spec, const QString& rootPath);
+WrittenCard write(const CardSpec& plan, const QString& rootPath);
 
 // The ffmpeg and ffprobe the builder uses: /usr/local/bin, then PATH.
 QString ffmpegPath();

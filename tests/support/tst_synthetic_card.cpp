@@ -238,13 +238,13 @@ void SyntheticCardTest::clipSpecsFollowTheirIndex()
 
 void SyntheticCardTest::tenClipCardReadsBack()
 {
-    CardSpec spec;
+    CardSpec plan;
     for (int n = 1; n <= 10; ++n)
-        spec.clips.push_back(clip(n, 4));
+        plan.clips.push_back(clip(n, 4));
 
     QElapsedTimer timer;
     timer.start();
-    const WrittenCard card = write(spec, root());
+    const WrittenCard card = write(plan, root());
     qInfo("10-clip card with 4 audio files per clip written and verified in %lld ms", timer.elapsed());
 
     QCOMPARE(card.rootPath, root());
@@ -260,7 +260,7 @@ void SyntheticCardTest::tenClipCardReadsBack()
         essence << clip.videoPath << clip.audioPaths;
     const QList<Probe> probes = probeAll(essence);
     for (int n = 1; n <= 10; ++n) {
-        const ClipSpec& want = spec.clips[n - 1];
+        const ClipSpec& want = plan.clips[n - 1];
         const WrittenClip& got = card.clips[n - 1];
         QCOMPARE(got.umid, umidFor(n));
         QCOMPARE(got.videoPath, QStringLiteral("%1/VIDEO/%2.MXF").arg(card.contentsPath, want.clipName));
@@ -296,9 +296,9 @@ void SyntheticCardTest::tenClipCardReadsBack()
 
 void SyntheticCardTest::audioTracksDifferInLevel()
 {
-    CardSpec spec;
-    spec.clips.push_back(clip(1, 3));
-    const WrittenCard card = write(spec, root());
+    CardSpec plan;
+    plan.clips.push_back(clip(1, 3));
+    const WrittenCard card = write(plan, root());
     QCOMPARE(maxVolume(card.clips[0].audioPaths[0]), -6.0);
     QCOMPARE(maxVolume(card.clips[0].audioPaths[1]), -9.0);
     QCOMPARE(maxVolume(card.clips[0].audioPaths[2]), -12.0);
@@ -306,10 +306,10 @@ void SyntheticCardTest::audioTracksDifferInLevel()
 
 void SyntheticCardTest::clipXmlHoldsTheFieldsInOrder()
 {
-    ClipSpec spec = clip(3);
-    spec.userClipName = QStringLiteral("Interview");
-    spec.next = Connection{QStringLiteral("0004AB"), umidFor(4)};
-    const XmlFacts xml = parseXml(clipXml(spec).toUtf8());
+    ClipSpec plan = clip(3);
+    plan.userClipName = QStringLiteral("Interview");
+    plan.next = Connection{QStringLiteral("0004AB"), umidFor(4)};
+    const XmlFacts xml = parseXml(clipXml(plan).toUtf8());
     QVERIFY2(xml.error.isEmpty(), qPrintable(xml.error));
     QCOMPARE(xml.rootNamespace, QStringLiteral("urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1"));
     QCOMPARE(xml.childrenOf(clipContent), (QStringList{"ClipName", "GlobalClipID", "Duration", "EditUnit",
@@ -340,15 +340,15 @@ void SyntheticCardTest::clipXmlHoldsTheFieldsInOrder()
 
 void SyntheticCardTest::clipXmlEscapesValues()
 {
-    ClipSpec spec = clip(1);
-    spec.clipName = QStringLiteral("A&B <\"1\">");
-    spec.userClipName = QStringLiteral("Tom's <take> & \"more\" ñ");
-    spec.frameRate = QStringLiteral("29.97p&");
-    const XmlFacts xml = parseXml(clipXml(spec).toUtf8());
+    ClipSpec plan = clip(1);
+    plan.clipName = QStringLiteral("A&B <\"1\">");
+    plan.userClipName = QStringLiteral("Tom's <take> & \"more\" ñ");
+    plan.frameRate = QStringLiteral("29.97p&");
+    const XmlFacts xml = parseXml(clipXml(plan).toUtf8());
     QVERIFY2(xml.error.isEmpty(), qPrintable(xml.error));
-    QCOMPARE(xml.value(clipContent + "/ClipName"), spec.clipName);
-    QCOMPARE(xml.value(clipContent + "/ClipMetadata/UserClipName"), spec.userClipName);
-    QCOMPARE(xml.value(videoElement + "/FrameRate"), spec.frameRate);
+    QCOMPARE(xml.value(clipContent + "/ClipName"), plan.clipName);
+    QCOMPARE(xml.value(clipContent + "/ClipMetadata/UserClipName"), plan.userClipName);
+    QCOMPARE(xml.value(videoElement + "/FrameRate"), plan.frameRate);
 }
 
 void SyntheticCardTest::knobs_data()
@@ -356,14 +356,14 @@ void SyntheticCardTest::knobs_data()
     QTest::addColumn<Knob>("knob");
     const auto xmlOf = [](const WrittenCard& card, int clip) { return readXml(card.clips[clip].xmlPath); };
 
-    QTest::newRow("no XML") << Knob{[](CardSpec& spec) { spec.clips[0].writeXml = false; },
+    QTest::newRow("no XML") << Knob{[](CardSpec& plan) { plan.clips[0].writeXml = false; },
                                     [](const WrittenCard& card) {
                                         QVERIFY(card.clips[0].xmlPath.isEmpty());
                                         QCOMPARE(entriesOf(card.contentsPath + "/CLIP"),
                                                  QStringList{"0002AB.XML"});
                                     }};
     QTest::newRow("XML without GlobalClipID")
-        << Knob{[](CardSpec& spec) { spec.clips[0].xmlHasGlobalClipID = false; },
+        << Knob{[](CardSpec& plan) { plan.clips[0].xmlHasGlobalClipID = false; },
                 [=](const WrittenCard& card) {
                     const XmlFacts xml = xmlOf(card, 0);
                     QVERIFY(!xml.has(clipContent + "/GlobalClipID"));
@@ -371,17 +371,17 @@ void SyntheticCardTest::knobs_data()
                     QCOMPARE(probedUmid(card.clips[0].videoPath), "0x" + umidFor(1));
                 }};
     QTest::newRow("ID in lower case")
-        << Knob{[](CardSpec& spec) { spec.clips[0].idForm = IdForm::LowerCase; },
+        << Knob{[](CardSpec& plan) { plan.clips[0].idForm = IdForm::LowerCase; },
                 [=](const WrittenCard& card) {
                     QCOMPARE(xmlOf(card, 0).value(clipContent + "/GlobalClipID"), umidFor(1).toLower());
                 }};
     QTest::newRow("ID with 0x prefix")
-        << Knob{[](CardSpec& spec) { spec.clips[0].idForm = IdForm::HexPrefix; },
+        << Knob{[](CardSpec& plan) { plan.clips[0].idForm = IdForm::HexPrefix; },
                 [=](const WrittenCard& card) {
                     QCOMPARE(xmlOf(card, 0).value(clipContent + "/GlobalClipID"), "0x" + umidFor(1));
                 }};
     QTest::newRow("two videos share one UMID")
-        << Knob{[](CardSpec& spec) { spec.clips[1].umid = umidFor(1); },
+        << Knob{[](CardSpec& plan) { plan.clips[1].umid = umidFor(1); },
                 [=](const WrittenCard& card) {
                     QCOMPARE(card.clips[1].umid, umidFor(1));
                     QCOMPARE(probedUmid(card.clips[0].videoPath), "0x" + umidFor(1));
@@ -389,8 +389,8 @@ void SyntheticCardTest::knobs_data()
                     QCOMPARE(xmlOf(card, 1).value(clipContent + "/GlobalClipID"), umidFor(1));
                 }};
     QTest::newRow("audio with no owner")
-        << Knob{[](CardSpec& spec) {
-                    spec.orphanAudio.push_back({QStringLiteral("0099ZZ00.MXF"), umidFor(99)});
+        << Knob{[](CardSpec& plan) {
+                    plan.orphanAudio.push_back({QStringLiteral("0099ZZ00.MXF"), umidFor(99)});
                 },
                 [](const WrittenCard& card) {
                     QCOMPARE(card.orphanAudioPaths, QStringList{card.contentsPath + "/AUDIO/0099ZZ00.MXF"});
@@ -398,24 +398,24 @@ void SyntheticCardTest::knobs_data()
                     QCOMPARE(entriesOf(card.contentsPath + "/AUDIO").size(), 5);
                 }};
     QTest::newRow("audio file with a foreign UMID")
-        << Knob{[](CardSpec& spec) {
-                    spec.clips[0].audioUmidOverrides = {{1, umidFor(50)}};
+        << Knob{[](CardSpec& plan) {
+                    plan.clips[0].audioUmidOverrides = {{1, umidFor(50)}};
                 },
                 [](const WrittenCard& card) {
                     QCOMPARE(probedUmid(card.clips[0].audioPaths[0]), "0x" + umidFor(1));
                     QCOMPARE(probedUmid(card.clips[0].audioPaths[1]), "0x" + umidFor(50));
                 }};
     QTest::newRow("declared audio count differs")
-        << Knob{[](CardSpec& spec) { spec.clips[0].declaredAudioCount = 4; },
+        << Knob{[](CardSpec& plan) { plan.clips[0].declaredAudioCount = 4; },
                 [=](const WrittenCard& card) {
                     QCOMPARE(xmlOf(card, 0).values(clipContent + "/EssenceList/Audio").size(), 4);
                     QCOMPARE(xmlOf(card, 1).values(clipContent + "/EssenceList/Audio").size(), 2);
                     QCOMPARE(card.clips[0].audioPaths.size(), 2);
                     QCOMPARE(entriesOf(card.contentsPath + "/AUDIO").size(), 4);
                 }};
-    QTest::newRow("no recording date") << Knob{[](CardSpec& spec) {
-                                                   spec.clips[0].creationDate.reset();
-                                                   spec.clips[0].shootStartDate.reset();
+    QTest::newRow("no recording date") << Knob{[](CardSpec& plan) {
+                                                   plan.clips[0].creationDate.reset();
+                                                   plan.clips[0].shootStartDate.reset();
                                                },
                                                [=](const WrittenCard& card) {
                                                    const XmlFacts xml = xmlOf(card, 0);
@@ -425,17 +425,17 @@ void SyntheticCardTest::knobs_data()
                                                    QVERIFY(xml.has(metadata + "/Access/LastUpdateDate"));
                                                }};
     QTest::newRow("no timecode in XML")
-        << Knob{[](CardSpec& spec) { spec.clips[0].xmlStartTimecode.reset(); },
+        << Knob{[](CardSpec& plan) { plan.clips[0].xmlStartTimecode.reset(); },
                 [=](const WrittenCard& card) {
                     QVERIFY(!xmlOf(card, 0).has(videoElement + "/StartTimecode"));
                     QVERIFY(xmlOf(card, 1).has(videoElement + "/StartTimecode"));
                 }};
     QTest::newRow("folder names in other case")
-        << Knob{[](CardSpec& spec) {
-                    spec.contentsFolderName = QStringLiteral("contents");
-                    spec.videoFolderName = QStringLiteral("video");
-                    spec.audioFolderName = QStringLiteral("Audio");
-                    spec.clipFolderName = QStringLiteral("clip");
+        << Knob{[](CardSpec& plan) {
+                    plan.contentsFolderName = QStringLiteral("contents");
+                    plan.videoFolderName = QStringLiteral("video");
+                    plan.audioFolderName = QStringLiteral("Audio");
+                    plan.clipFolderName = QStringLiteral("clip");
                 },
                 [](const WrittenCard& card) {
                     QCOMPARE(entriesOf(card.rootPath), QStringList{"contents"});
@@ -443,22 +443,22 @@ void SyntheticCardTest::knobs_data()
                     QVERIFY(QFile::exists(card.clips[0].videoPath));
                 }};
     QTest::newRow("card without CONTENTS")
-        << Knob{[](CardSpec& spec) { spec.withContentsFolder = false; },
+        << Knob{[](CardSpec& plan) { plan.withContentsFolder = false; },
                 [](const WrittenCard& card) {
                     QCOMPARE(card.contentsPath, card.rootPath);
                     QCOMPARE(entriesOf(card.rootPath), (QStringList{"AUDIO", "CLIP", "VIDEO"}));
                     QCOMPARE(card.clips[1].videoPath, card.rootPath + "/VIDEO/0002AB.MXF");
                 }};
     QTest::newRow("extra card folders")
-        << Knob{[](CardSpec& spec) {
-                    spec.extraFolders = {"ICON", "PROXY", "VOICE"};
+        << Knob{[](CardSpec& plan) {
+                    plan.extraFolders = {"ICON", "PROXY", "VOICE"};
                 },
                 [](const WrittenCard& card) {
                     QCOMPARE(entriesOf(card.contentsPath),
                              (QStringList{"AUDIO", "CLIP", "ICON", "PROXY", "VIDEO", "VOICE"}));
                 }};
     QTest::newRow("nested sub-folders") << Knob{
-        [](CardSpec& spec) { spec.clips[0].subfolder = QStringLiteral("day 1/card A"); },
+        [](CardSpec& plan) { plan.clips[0].subfolder = QStringLiteral("day 1/card A"); },
         [](const WrittenCard& card) {
             QCOMPARE(filesBelow(card.contentsPath),
                      (QStringList{"AUDIO/0002AB00.MXF", "AUDIO/0002AB01.MXF",
@@ -468,7 +468,7 @@ void SyntheticCardTest::knobs_data()
             QCOMPARE(probedUmid(card.clips[0].audioPaths[1]), "0x" + umidFor(1));
         }};
     QTest::newRow("loose files") << Knob{
-        [](CardSpec& spec) { spec.loose = true; },
+        [](CardSpec& plan) { plan.loose = true; },
         [](const WrittenCard& card) {
             QCOMPARE(entriesOf(card.rootPath), (QStringList{"0001AB.MXF", "0001AB00.MXF", "0001AB01.MXF",
                                                             "0002AB.MXF", "0002AB00.MXF", "0002AB01.MXF"}));
@@ -476,9 +476,9 @@ void SyntheticCardTest::knobs_data()
             QCOMPARE(probedUmid(card.clips[1].videoPath), "0x" + umidFor(2));
         }};
     QTest::newRow("loose files in sub-folders")
-        << Knob{[](CardSpec& spec) {
-                    spec.loose = true;
-                    spec.clips[1].subfolder = QStringLiteral("a/b");
+        << Knob{[](CardSpec& plan) {
+                    plan.loose = true;
+                    plan.clips[1].subfolder = QStringLiteral("a/b");
                 },
                 [](const WrittenCard& card) {
                     QCOMPARE(filesBelow(card.rootPath),
@@ -486,11 +486,11 @@ void SyntheticCardTest::knobs_data()
                                           "a/b/0002AB00.MXF", "a/b/0002AB01.MXF"}));
                 }};
     QTest::newRow("spanned shot") << Knob{
-        [](CardSpec& spec) {
-            spec.clips[0].next = Connection{"0002AB", umidFor(2)};
-            spec.clips[1].top = Connection{"0001AB", umidFor(1)};
-            spec.clips[1].previous = Connection{"0001AB", umidFor(1)};
-            spec.clips[1].idForm = IdForm::LowerCase;
+        [](CardSpec& plan) {
+            plan.clips[0].next = Connection{"0002AB", umidFor(2)};
+            plan.clips[1].top = Connection{"0001AB", umidFor(1)};
+            plan.clips[1].previous = Connection{"0001AB", umidFor(1)};
+            plan.clips[1].idForm = IdForm::LowerCase;
         },
         [=](const WrittenCard& card) {
             const QString connection = clipContent + "/Relation/Connection";
@@ -503,11 +503,11 @@ void SyntheticCardTest::knobs_data()
             QCOMPARE(second.value(connection + "/Previous/GlobalClipID"), umidFor(1).toLower());
         }};
     QTest::newRow("drop frame") << Knob{
-        [](CardSpec& spec) {
-            spec.clips[0].dropFrame = true;
-            spec.clips[0].frameRate = QStringLiteral("59.94i");
-            spec.clips[0].startTimecode = QStringLiteral("02:00:00:02");
-            spec.clips[0].xmlStartTimecode = QStringLiteral("02:00:00:02");
+        [](CardSpec& plan) {
+            plan.clips[0].dropFrame = true;
+            plan.clips[0].frameRate = QStringLiteral("59.94i");
+            plan.clips[0].startTimecode = QStringLiteral("02:00:00:02");
+            plan.clips[0].xmlStartTimecode = QStringLiteral("02:00:00:02");
         },
         [=](const WrittenCard& card) {
             const XmlFacts xml = xmlOf(card, 0);
@@ -517,10 +517,10 @@ void SyntheticCardTest::knobs_data()
             QCOMPARE(probe(card.clips[0].videoPath).tag("timecode"), "02:00:00;02");
             QCOMPARE(probe(card.clips[0].audioPaths[0]).tag("timecode"), "02:00:00;02");
         }};
-    QTest::newRow("DVCPRO HD") << Knob{[](CardSpec& spec) {
-                                           spec.clips[0].codec = VideoCodec::DVCProHD1080;
-                                           spec.clips[0].frameRate = QStringLiteral("59.94i");
-                                           spec.clips[0].frames = 2;
+    QTest::newRow("DVCPRO HD") << Knob{[](CardSpec& plan) {
+                                           plan.clips[0].codec = VideoCodec::DVCProHD1080;
+                                           plan.clips[0].frameRate = QStringLiteral("59.94i");
+                                           plan.clips[0].frames = 2;
                                        },
                                        [=](const WrittenCard& card) {
                                            const Probe video = probe(card.clips[0].videoPath);
@@ -535,7 +535,7 @@ void SyntheticCardTest::knobs_data()
                                            QCOMPARE(xml.value(clipContent + "/Duration"), "2");
                                        }};
     QTest::newRow("24-bit audio") << Knob{
-        [](CardSpec& spec) { spec.clips[0].bitsPerSample = 24; },
+        [](CardSpec& plan) { plan.clips[0].bitsPerSample = 24; },
         [=](const WrittenCard& card) {
             const Probe audio = probe(card.clips[0].audioPaths[1]);
             QCOMPARE(audio.field("codec_name"), "pcm_s24le");
@@ -544,27 +544,27 @@ void SyntheticCardTest::knobs_data()
                      (QStringList{"24", "24"}));
         }};
     QTest::newRow("no MXF creation time")
-        << Knob{[](CardSpec& spec) { spec.clips[0].mxfCreationTime.reset(); },
+        << Knob{[](CardSpec& plan) { plan.clips[0].mxfCreationTime.reset(); },
                 [](const WrittenCard& card) {
                     QVERIFY(!probe(card.clips[0].videoPath).tags.contains("modification_date"));
                     QVERIFY(probe(card.clips[1].videoPath).tags.contains("modification_date"));
                 }};
     QTest::newRow("lower-case file names") << Knob{
-        [](CardSpec& spec) {
-            spec.clips[0].essenceExtension = QStringLiteral("mxf");
-            spec.clips[0].xmlFileName = QStringLiteral("0001ab.xml");
+        [](CardSpec& plan) {
+            plan.clips[0].essenceExtension = QStringLiteral("mxf");
+            plan.clips[0].xmlFileName = QStringLiteral("0001ab.xml");
         },
         [](const WrittenCard& card) {
             QCOMPARE(entriesOf(card.contentsPath + "/CLIP"), (QStringList{"0001ab.xml", "0002AB.XML"}));
             QCOMPARE(entriesOf(card.contentsPath + "/VIDEO"), (QStringList{"0001AB.mxf", "0002AB.MXF"}));
         }};
     QTest::newRow("every file verified")
-        << Knob{[](CardSpec& spec) { spec.verification = Verification::EveryFile; },
+        << Knob{[](CardSpec& plan) { plan.verification = Verification::EveryFile; },
                 [](const WrittenCard& card) {
                     QCOMPARE(probedUmid(card.clips[1].audioPaths[1]), "0x" + umidFor(2));
                 }};
     QTest::newRow("first clip verified")
-        << Knob{[](CardSpec& spec) { spec.verification = Verification::FirstClip; },
+        << Knob{[](CardSpec& plan) { plan.verification = Verification::FirstClip; },
                 [](const WrittenCard& card) {
                     QCOMPARE(probedUmid(card.clips[1].audioPaths[1]), "0x" + umidFor(2));
                 }};
@@ -573,21 +573,21 @@ void SyntheticCardTest::knobs_data()
 void SyntheticCardTest::knobs()
 {
     QFETCH(Knob, knob);
-    CardSpec spec;
-    spec.clips = {clip(1, 2), clip(2, 2)};
-    knob.arrange(spec);
-    knob.check(write(spec, root()));
+    CardSpec plan;
+    plan.clips = {clip(1, 2), clip(2, 2)};
+    knob.arrange(plan);
+    knob.check(write(plan, root()));
 }
 
 void SyntheticCardTest::specialCharactersInNames()
 {
     const QString rootPath = dir_->filePath(QStringLiteral("-card \"A\" $HOME; ñandú"));
-    CardSpec spec;
+    CardSpec plan;
     ClipSpec odd = clip(1, 2);
     odd.clipName = QStringLiteral("-0001 \"q\" $x; ü");
-    spec.clips = {odd, clip(2, 1)};
-    spec.clips[1].subfolder = QStringLiteral("-sub $1; \"é\"");
-    const WrittenCard card = write(spec, rootPath);
+    plan.clips = {odd, clip(2, 1)};
+    plan.clips[1].subfolder = QStringLiteral("-sub $1; \"é\"");
+    const WrittenCard card = write(plan, rootPath);
 
     QCOMPARE(card.rootPath, rootPath);
     QCOMPARE(card.clips[0].videoPath, rootPath + QStringLiteral("/CONTENTS/VIDEO/-0001 \"q\" $x; ü.MXF"));
@@ -604,16 +604,16 @@ void SyntheticCardTest::specialCharactersInNames()
 
 void SyntheticCardTest::badInputIsRefused()
 {
-    CardSpec spec;
-    spec.clips = {clip(1)};
-    spec.clips[0].umid = QStringLiteral("060A2B34");
-    QVERIFY_THROWS_EXCEPTION(Error, write(spec, root()));
-    spec.clips[0].umid = umidFor(1);
-    spec.clips[0].audioCount = 17;
-    QVERIFY_THROWS_EXCEPTION(Error, write(spec, root()));
-    spec.clips[0].audioCount = 2;
-    spec.clips[0].audioUmidOverrides = {{0, QStringLiteral("zz") + umidFor(1).mid(2)}};
-    QVERIFY_THROWS_EXCEPTION(Error, write(spec, root()));
+    CardSpec plan;
+    plan.clips = {clip(1)};
+    plan.clips[0].umid = QStringLiteral("060A2B34");
+    QVERIFY_THROWS_EXCEPTION(Error, write(plan, root()));
+    plan.clips[0].umid = umidFor(1);
+    plan.clips[0].audioCount = 17;
+    QVERIFY_THROWS_EXCEPTION(Error, write(plan, root()));
+    plan.clips[0].audioCount = 2;
+    plan.clips[0].audioUmidOverrides = {{0, QStringLiteral("zz") + umidFor(1).mid(2)}};
+    QVERIFY_THROWS_EXCEPTION(Error, write(plan, root()));
 }
 
 QTEST_GUILESS_MAIN(SyntheticCardTest)
