@@ -1,4 +1,5 @@
 #include "run/AppInfo.h"
+#include "run/DebugReportCommand.h"
 #include "run/ScanCommand.h"
 
 #include <cstdio>
@@ -29,16 +30,29 @@ void write(FILE* stream, const QString& text)
 
 QString helpText()
 {
-    return QString::fromUtf8(usageText) + ScanCommand::helpText() + QString::fromUtf8(generalCommandsText);
+    return QString::fromUtf8(usageText) + ScanCommand::helpText() + DebugReportCommand::helpText() +
+           QString::fromUtf8(generalCommandsText);
 }
 
-// Prints what the command produced and ends the event loop with its status.
-QCoro::Task<> runScan(QStringList arguments)
+// Prints what a command produced and ends the event loop with its status.
+template <typename Outcome>
+QCoro::Task<> runCommand(QCoro::Task<Outcome> (*command)(QStringList), QStringList arguments)
 {
-    const ScanCommand::Outcome outcome = co_await ScanCommand::run(std::move(arguments));
+    const Outcome outcome = co_await command(std::move(arguments));
     write(stdout, outcome.standardOutput);
     write(stderr, outcome.standardError);
     QCoreApplication::exit(outcome.exitStatus);
+}
+
+// Starts the command inside the event loop, so the exit it asks for at the
+// end is never lost, however quickly it finishes.
+template <typename Outcome>
+int execCommand(QCoreApplication& app, QCoro::Task<Outcome> (*command)(QStringList), QStringList arguments)
+{
+    std::optional<QCoro::Task<>> task;
+    QTimer::singleShot(0, &app,
+                       [&task, command, &arguments] { task.emplace(runCommand(command, arguments)); });
+    return QCoreApplication::exec();
 }
 
 // True when the user asked for help anywhere among the options, which end at "--".
@@ -71,13 +85,10 @@ int main(int argc, char* argv[])
         write(stdout, QStringLiteral("tolvane-cli %1\n").arg(QString::fromLatin1(AppInfo::version)));
         return 0;
     }
-    if (args.first() == QLatin1String("scan")) {
-        // Started inside the event loop, so the exit it asks for at the end is
-        // never lost, however quickly the scan finishes.
-        std::optional<QCoro::Task<>> scan;
-        QTimer::singleShot(0, &app, [&scan, &args] { scan.emplace(runScan(args.mid(1))); });
-        return QCoreApplication::exec();
-    }
+    if (args.first() == QLatin1String("scan"))
+        return execCommand(app, &ScanCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("debug-report"))
+        return execCommand(app, &DebugReportCommand::run, args.mid(1));
     write(stderr,
           QStringLiteral("tolvane-cli: unknown command “%1”. Try tolvane-cli --help.\n").arg(args.first()));
     return 2;
