@@ -50,4 +50,11 @@ P2CardStructure scan(const QString& rootURL)
     return structure;
 }
 
+QString noVideoMessage()
+{
+    return QStringLiteral(
+        "No video MXF files were found in this folder. Make sure you selected a P2 card (or "
+        "its CONTENTS folder) containing a VIDEO folder.");
+}
+
 } // namespace P2Scanner

@@ -18,4 +18,7 @@ extern const QSet<QString> xmlExtensions;
 // cannot be read or holds no card gives absent folders and empty lists.
 P2CardStructure scan(const QString& rootURL);
 
+// What the user is told when a scan found no video essence to convert.
+QString noVideoMessage();
+
 } // namespace P2Scanner

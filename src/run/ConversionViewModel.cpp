@@ -162,10 +162,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
 
     if (structure.videoFiles.isEmpty()) {
-        update(m_scanErrorMessage,
-               std::optional(QStringLiteral("No video MXF files were found in this folder. Make sure you "
-                                            "selected a P2 card (or its CONTENTS folder) containing a "
-                                            "VIDEO folder.")),
+        update(m_scanErrorMessage, std::optional(P2Scanner::noVideoMessage()),
                &ConversionViewModel::scanErrorMessageChanged);
         setPhase(Phase::idle);
         setStatusMessage(readyMessage);

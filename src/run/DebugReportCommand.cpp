@@ -11,19 +11,38 @@
 
 #include <memory>
 #include <QCoroFuture>
-#include <QFileInfo>
 #include <QtConcurrent>
 
 namespace DebugReportCommand {
 
 namespace {
 
+const QString commandName = QStringLiteral("debug-report");
 const QString outputOption = QStringLiteral("--output");
 
-QString usageError(const QString& problem)
+// Takes "--output FILE" or "--output=FILE", once.
+struct OutputOption
 {
-    return QStringLiteral("tolvane-cli debug-report: %1. Try tolvane-cli --help.\n").arg(problem);
-}
+    QString file;
+    bool given = false;
+
+    std::optional<QString> take(const QStringList& arguments, qsizetype& index)
+    {
+        const QString& argument = arguments.at(index);
+        if (argument != outputOption && !argument.startsWith(outputOption + QLatin1Char('=')))
+            return QStringLiteral("unknown option “%1”").arg(argument);
+        if (given)
+            return QStringLiteral("--output given more than once");
+        given = true;
+        if (argument == outputOption)
+            file = index + 1 < arguments.size() ? arguments.at(++index) : QString();
+        else
+            file = argument.mid(outputOption.size() + 1);
+        if (file.isEmpty())
+            return QStringLiteral("--output needs a file");
+        return std::nullopt;
+    }
+};
 
 // The stored preferences seen through a store that drops every write, so that
 // loading them (which may migrate a legacy value) never changes the user's file.
@@ -59,58 +78,20 @@ QString helpText()
                           "               folder holds no video MXF file or ffmpeg is missing.\n");
 }
 
-std::variant<Options, QString> parseArguments(const QStringList& arguments)
-{
-    Options options;
-    QStringList folders;
-    bool optionsEnded = false;
-    bool outputGiven = false;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString& argument = arguments.at(i);
-        if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument == QLatin1String("-")) {
-            folders.append(argument);
-        } else if (argument == QLatin1String("--")) {
-            optionsEnded = true;
-        } else if (argument == outputOption || argument.startsWith(outputOption + QLatin1Char('='))) {
-            if (outputGiven)
-                return usageError(QStringLiteral("--output given more than once"));
-            outputGiven = true;
-            if (argument == outputOption) {
-                if (i + 1 >= arguments.size())
-                    return usageError(QStringLiteral("--output needs a file"));
-                options.outputFile = arguments.at(++i);
-            } else {
-                options.outputFile = argument.mid(outputOption.size() + 1);
-            }
-            if (options.outputFile.isEmpty())
-                return usageError(QStringLiteral("--output needs a file"));
-        } else {
-            return usageError(QStringLiteral("unknown option “%1”").arg(argument));
-        }
-    }
-    if (folders.isEmpty())
-        return usageError(QStringLiteral("no card folder given"));
-    if (folders.size() > 1)
-        return usageError(QStringLiteral("one card folder at a time, not %1").arg(folders.size()));
-    if (!QFileInfo(folders.first()).isDir())
-        return usageError(QStringLiteral("“%1” is not a folder").arg(folders.first()));
-    options.cardFolder = folders.first();
-    return options;
-}
-
 QCoro::Task<Outcome> run(QStringList arguments)
 {
-    const std::variant<Options, QString> parsed = parseArguments(arguments);
-    if (const QString* error = std::get_if<QString>(&parsed))
+    QString cardFolder;
+    OutputOption output;
+    const auto takeOption = [&output](const QStringList& all, qsizetype& index) {
+        return output.take(all, index);
+    };
+    if (const std::optional<QString> error =
+            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
         co_return Outcome{usageOrUnusableCard, QString(), *error};
-    const Options options = std::get<Options>(parsed);
 
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, options.cardFolder);
+    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
-        co_return Outcome{
-            usageOrUnusableCard, QString(),
-            QStringLiteral("No video MXF files were found in this folder. Make sure you selected "
-                           "a P2 card (or its CONTENTS folder) containing a VIDEO folder.\n")};
+        co_return Outcome{usageOrUnusableCard, QString(), P2Scanner::noVideoMessage() + QLatin1Char('\n')};
     // The report names the exact ffmpeg command of each clip, so it needs ffmpeg.
     if (!FFmpegService::resolvedFFmpegPath())
         co_return Outcome{usageOrUnusableCard, QString(),
@@ -128,13 +109,13 @@ QCoro::Task<Outcome> run(QStringList arguments)
     const QString report = co_await DebugReportBuilder::build(
         pairing.clips, pairing.entries, audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
 
-    if (options.outputFile.isEmpty())
+    if (output.file.isEmpty())
         co_return Outcome{reportProduced, report, QString()};
-    if (const std::optional<QString> failure = LogWriter::writeText(report, options.outputFile))
+    if (const std::optional<QString> failure = LogWriter::writeText(report, output.file))
         co_return Outcome{reportNotWritten, QString(),
                           QStringLiteral("Could not save debug report: %1\n")
                               .arg(QString(*failure).replace(QLatin1Char('\n'), QLatin1Char(' ')))};
-    co_return Outcome{reportProduced, QStringLiteral("Debug report saved to %1.\n").arg(options.outputFile),
+    co_return Outcome{reportProduced, QStringLiteral("Debug report saved to %1.\n").arg(output.file),
                       QString()};
 }
 

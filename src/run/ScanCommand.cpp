@@ -5,19 +5,14 @@
 #include "card/PairingReport.h"
 
 #include <QCoroFuture>
-#include <QFileInfo>
 #include <QtConcurrent>
 
 namespace ScanCommand {
 
 namespace {
 
+const QString commandName = QStringLiteral("scan");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
-
-QString usageError(const QString& problem)
-{
-    return QStringLiteral("tolvane-cli scan: %1. Try tolvane-cli --help.\n").arg(problem);
-}
 
 } // namespace
 
@@ -36,47 +31,27 @@ QString helpText()
                           "               holds no video MXF file.\n");
 }
 
-std::variant<Options, QString> parseArguments(const QStringList& arguments)
-{
-    Options options;
-    QStringList folders;
-    bool optionsEnded = false;
-    for (const QString& argument : arguments) {
-        if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument == QLatin1String("-"))
-            folders.append(argument);
-        else if (argument == QLatin1String("--"))
-            optionsEnded = true;
-        else if (argument == allowUnsafeFallbackOption)
-            options.allowUnsafeFallback = true;
-        else
-            return usageError(QStringLiteral("unknown option “%1”").arg(argument));
-    }
-    if (folders.isEmpty())
-        return usageError(QStringLiteral("no card folder given"));
-    if (folders.size() > 1)
-        return usageError(QStringLiteral("one card folder at a time, not %1").arg(folders.size()));
-    if (!QFileInfo(folders.first()).isDir())
-        return usageError(QStringLiteral("“%1” is not a folder").arg(folders.first()));
-    options.cardFolder = folders.first();
-    return options;
-}
-
 QCoro::Task<Outcome> run(QStringList arguments)
 {
-    const std::variant<Options, QString> parsed = parseArguments(arguments);
-    if (const QString* error = std::get_if<QString>(&parsed))
+    QString cardFolder;
+    bool allowUnsafeFallback = false;
+    const auto takeOption = [&allowUnsafeFallback](const QStringList& all,
+                                                   qsizetype& index) -> std::optional<QString> {
+        if (all.at(index) != allowUnsafeFallbackOption)
+            return QStringLiteral("unknown option “%1”").arg(all.at(index));
+        allowUnsafeFallback = true;
+        return std::nullopt;
+    };
+    if (const std::optional<QString> error =
+            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
         co_return Outcome{usageOrNoVideo, QString(), *error};
-    const Options options = std::get<Options>(parsed);
 
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, options.cardFolder);
+    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
-        co_return Outcome{
-            usageOrNoVideo, QString(),
-            QStringLiteral("No video MXF files were found in this folder. Make sure you selected "
-                           "a P2 card (or its CONTENTS folder) containing a VIDEO folder.\n")};
+        co_return Outcome{usageOrNoVideo, QString(), P2Scanner::noVideoMessage() + QLatin1Char('\n')};
 
     const P2MetadataParser::PairingResult pairing =
-        co_await P2MetadataParser::pairClips(structure, options.allowUnsafeFallback);
+        co_await P2MetadataParser::pairClips(structure, allowUnsafeFallback);
     co_return Outcome{pairing.clips.isEmpty() ? noClipWouldConvert : someClipsWouldConvert,
                       PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n'),
                       QString()};

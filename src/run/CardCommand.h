@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <QString>
+#include <QStringList>
+
+// What the commands of `tolvane-cli` that work on one card folder share: how
+// they end, how their usage errors read and how their arguments are split.
+namespace CardCommand {
+
+// What a command prints and how it ends.
+struct Outcome
+{
+    int exitStatus = 2;
+    QString standardOutput;
+    QString standardError;
+};
+
+// The one-line usage error of `command`, pointing at the help.
+QString usageError(const QString& command, const QString& problem);
+
+// Takes the option at `index` of `arguments`, moving `index` past any value it
+// consumes; gives the usage problem when the option is not understood.
+using TakeOption = std::function<std::optional<QString>(const QStringList& arguments, qsizetype& index)>;
+
+// Finds the one card folder among `arguments` and hands every option before
+// "--" to `takeOption`, so a folder whose name starts with a dash can follow
+// "--". Gives the usage error to show, or nothing with `cardFolder` set.
+std::optional<QString> parseArguments(const QString& command, const QStringList& arguments,
+                                      const TakeOption& takeOption, QString& cardFolder);
+
+} // namespace CardCommand
