@@ -1,8 +1,8 @@
+#include "CommandRun.h"
 #include "PairingTests.h"
 #include "PairingTestSupport.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QTest>
 
 using namespace PairingTestSupport;
@@ -281,22 +281,9 @@ const QString noVideoMessage =
     QStringLiteral("No video MXF files were found in this folder. Make sure you selected a "
                    "P2 card (or its CONTENTS folder) containing a VIDEO folder.\n");
 
-struct CommandRun
-{
-    int exitStatus = -1;
-    QString standardOutput;
-    QString standardError;
-};
-
 CommandRun runCli(const QStringList& arguments, const QString& workingDirectory = QString())
 {
-    QProcess process;
-    process.setWorkingDirectory(workingDirectory);
-    process.start(QStringLiteral(TOLVANE_CLI_PATH), arguments);
-    if (!process.waitForFinished(300000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments, workingDirectory);
 }
 
 } // namespace

@@ -1,10 +1,10 @@
+#include "CommandRun.h"
 #include "media/ProResProfile.h"
 #include "SyntheticCard.h"
 
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -14,13 +14,6 @@ namespace {
 const QString noVideoMessage =
     QStringLiteral("No video MXF files were found in this folder. Make sure you selected a "
                    "P2 card (or its CONTENTS folder) containing a VIDEO folder.\n");
-
-struct CommandRun
-{
-    int exitStatus = -1;
-    QString standardOutput;
-    QString standardError;
-};
 
 // Every file below `folder` with its size and modification time.
 QStringList snapshot(const QString& folder)
@@ -61,17 +54,10 @@ private:
     // Runs the real CLI with the preferences kept in a temporary home.
     CommandRun runCli(const QStringList& arguments, const QString& workingDirectory = QString())
     {
-        QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("HOME"), m_home);
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home + QStringLiteral("/.config"));
-        process.setProcessEnvironment(environment);
-        process.setWorkingDirectory(workingDirectory);
-        process.start(QStringLiteral(TOLVANE_CLI_PATH), arguments);
-        if (!process.waitForFinished(300000) || process.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments, workingDirectory, environment);
     }
 
 private slots:

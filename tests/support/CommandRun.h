@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+// How a program run by a test ended and what it printed.
+struct CommandRun
+{
+    // -1 when the program could not be started, crashed or ran for over five minutes.
+    int exitStatus = -1;
+    QString standardOutput;
+    QString standardError;
+};
+
+// Runs `program` to its end, as a user would from a terminal.
+CommandRun runCommand(const QString& program, const QStringList& arguments,
+                      const QString& workingDirectory = QString(),
+                      const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
