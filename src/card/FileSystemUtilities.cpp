@@ -183,4 +183,15 @@ qint64 fileSize(const QString& path)
     return info.isFile() ? info.size() : 0;
 }
 
+std::optional<QString> createDirectories(const QString& folder)
+{
+    std::error_code error;
+    fs::create_directories(nativePath(folder), error);
+    if (!error && QFileInfo(folder).isDir())
+        return std::nullopt;
+    const QString reason =
+        error ? QString::fromLocal8Bit(error.message()) : QStringLiteral("Not a directory");
+    return QStringLiteral("%1 (%2)").arg(reason, folder);
+}
+
 } // namespace FileSystemUtilities

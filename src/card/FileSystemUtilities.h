@@ -6,7 +6,8 @@
 #include <QStringList>
 #include <QStringView>
 
-// Directory and file helpers shared by the scanner and the output naming.
+// Directory and file helpers shared by the scanner, the output naming and the
+// conversion run.
 //
 // Every walk here only reads directory listings; nothing is opened or changed.
 // Hidden entries (a name starting with ".") are skipped, symbolic links to
@@ -39,5 +40,10 @@ void sortByFileName(QStringList& paths);
 
 // Byte size of a regular file; 0 when it does not exist or cannot be read.
 qint64 fileSize(const QString& path);
+
+// Makes `folder` and every missing folder above it; an existing folder is fine.
+// Returns the system's reason and the path when it could not, for example
+// "Permission denied (/media/out/07-01-2026)".
+std::optional<QString> createDirectories(const QString& folder);
 
 } // namespace FileSystemUtilities

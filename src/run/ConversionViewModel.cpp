@@ -1,8 +1,14 @@
 #include "run/ConversionViewModel.h"
 
+#include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
+#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/ExportFilename.h"
+#include "run/LogWriter.h"
+#include "run/OutputFolderNamer.h"
+#include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
 
@@ -49,6 +55,23 @@ QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
         .arg(withAudio);
 }
 
+// The elapsed time is refreshed this often while a run is under way.
+constexpr int elapsedIntervalMs = 250;
+
+// Below this share of the run the time estimate would swing wildly.
+constexpr double estimateThreshold = 0.01;
+
+QString clipDisplayName(const P2Clip& clip)
+{
+    return QFileInfo(clip.videoURL).completeBaseName();
+}
+
+// A failure reason on one line, as the status line shows it.
+QString oneLine(QString text)
+{
+    return text.replace(QLatin1Char('\n'), QLatin1Char(' ')).trimmed();
+}
+
 template <typename T> QVariant optionalValue(const std::optional<T>& value)
 {
     return value ? QVariant::fromValue(*value) : QVariant();
@@ -57,13 +80,23 @@ template <typename T> QVariant optionalValue(const std::optional<T>& value)
 } // namespace
 
 ConversionViewModel::ConversionViewModel(SettingsStore& settings, RecentFoldersStore& recentFolders,
-                                         std::shared_ptr<Desktop> desktop, QObject* parent)
-    : QObject(parent), m_settings(settings), m_recentFolders(recentFolders), m_desktop(std::move(desktop)),
-      m_statusMessage(readyMessage), m_ffmpegAvailable(FFmpegService::resolvedFFmpegPath().has_value())
+                                         ConversionHistoryStore& history, std::shared_ptr<Desktop> desktop,
+                                         QObject* parent)
+    : QObject(parent), m_settings(settings), m_recentFolders(recentFolders), m_history(history),
+      m_desktop(std::move(desktop)), m_statusMessage(readyMessage),
+      m_ffmpegAvailable(FFmpegService::resolvedFFmpegPath().has_value())
 {
     m_canExportDebugReport = canExportDebugReport();
     connect(&m_settings, &SettingsStore::allowUnsafeFallbackPairingChanged, this,
             &ConversionViewModel::repairCurrentStructureIfNeeded);
+    m_elapsedTimer.setInterval(elapsedIntervalMs);
+    connect(&m_elapsedTimer, &QTimer::timeout, this, &ConversionViewModel::updateElapsed);
+}
+
+ConversionViewModel::~ConversionViewModel()
+{
+    if (m_queue && isConverting())
+        m_queue->cancel();
 }
 
 QVariant ConversionViewModel::scanErrorMessageValue() const
@@ -114,6 +147,9 @@ QCoro::Task<> ConversionViewModel::runFolderChooser()
 
 void ConversionViewModel::scan(const QString& rootURL)
 {
+    // A run keeps its card until it ends; the screens offer no scan meanwhile.
+    if (isConverting())
+        return;
     setFFmpegAvailable(FFmpegService::recheckAvailability());
     setPhase(Phase::scanning);
     update(m_scanErrorMessage, std::optional<QString>(), &ConversionViewModel::scanErrorMessageChanged);
@@ -203,6 +239,339 @@ void ConversionViewModel::resetToIdle()
     m_currentRunOutputFolder.reset();
 }
 
+void ConversionViewModel::start()
+{
+    if (!canConvert())
+        return;
+    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    if (!m_ffmpegAvailable) {
+        setStatusMessage(QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+        return;
+    }
+
+    if (!m_currentRunOutputFolder) {
+        const QString name = OutputFolderNamer::todayFolderName(QDateTime::currentDateTime());
+        m_currentRunOutputFolder =
+            OutputFolderNamer::availableURL(QDir::cleanPath(m_settings.outputFolderPath()), name);
+    }
+    const QString folder = *m_currentRunOutputFolder;
+    if (const std::optional<QString> failure = FileSystemUtilities::createDirectories(folder)) {
+        setStatusMessage(QStringLiteral("Could not create output folder: %1").arg(oneLine(*failure)));
+        return;
+    }
+    update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
+
+    const bool prefixWithOrderNumber = m_settings.prefixExportsWithOrderNumber();
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    for (const P2Clip& clip : std::as_const(m_clips)) {
+        const QString output =
+            ExportFilename::uniqueOutputURL(clip.outputFilename(prefixWithOrderNumber), folder);
+        jobs.append(std::make_shared<ConversionJob>(clip, output));
+    }
+    update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
+
+    update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
+    update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
+    update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
+    m_conversionReportLines.clear();
+    m_ffmpegErrorLines.clear();
+    update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
+    setPhase(Phase::converting);
+    setStatusMessage(QStringLiteral("Converting…"));
+
+    m_startClock.emplace();
+    m_startClock->start();
+    update(m_elapsed, 0.0, &ConversionViewModel::elapsedChanged);
+    update(m_estimatedRemaining, std::optional<double>(), &ConversionViewModel::estimatedRemainingChanged);
+    m_elapsedTimer.start();
+
+    const double audioOffsetSeconds = m_settings.effectiveAudioOffsetSeconds();
+    const ProResProfile profile = m_settings.proResProfile();
+    const bool skipExistingFiles = m_settings.skipExistingFiles();
+    m_queue = std::make_shared<ConversionQueue>();
+    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles);
+}
+
+QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> queue,
+                                            QList<std::shared_ptr<ConversionJob>> jobs, QString outputFolder,
+                                            double audioOffsetSeconds, ProResProfile profile,
+                                            bool skipExistingFiles)
+{
+    const QPointer<ConversionViewModel> self(this);
+    co_await queue->run(
+        std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles,
+        [self](ConversionJob& job) {
+            if (self)
+                self->handleJobUpdate(job);
+        },
+        [self](const ConversionQueue::JobOutcome& outcome) {
+            if (self)
+                self->handleJobFinished(outcome);
+        },
+        [self](ConversionJob& job, const QString& commandLine) {
+            if (self)
+                self->handleCommandBuilt(job, commandLine);
+        });
+    if (self)
+        self->finishBatch(outputFolder);
+}
+
+void ConversionViewModel::cancel()
+{
+    if (m_phase != Phase::converting)
+        return;
+    setPhase(Phase::cancelling);
+    setStatusMessage(QStringLiteral("Cancelling…"));
+    // Asked from the event loop, like every other step of the run, and of the
+    // queue of this run only.
+    QTimer::singleShot(0, this, [queue = std::weak_ptr(m_queue)] {
+        if (const std::shared_ptr<ConversionQueue> running = queue.lock())
+            running->cancel();
+    });
+}
+
+void ConversionViewModel::handleJobUpdate(ConversionJob& job)
+{
+    if (job.status().kind == ClipStatus::Kind::converting)
+        update(m_currentClipName, job.clipName(), &ConversionViewModel::currentClipNameChanged);
+    recomputeOverallProgress();
+}
+
+void ConversionViewModel::handleCommandBuilt(ConversionJob& job, const QString& commandLine)
+{
+    m_conversionReportLines.append(LogWriter::commandReportLine(job.clipName(), commandLine));
+}
+
+void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& outcome)
+{
+    update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
+    recomputeOverallProgress();
+    const QString clipName = clipDisplayName(outcome.clip);
+    switch (outcome.status.kind) {
+    case ClipStatus::Kind::failed:
+        m_conversionReportLines.append(LogWriter::failedReportLine(clipName, outcome.status.message));
+        m_ffmpegErrorLines.append(LogWriter::errorLine(clipName, outcome.status.message));
+        break;
+    case ClipStatus::Kind::completed:
+        m_conversionReportLines.append(LogWriter::convertedReportLine(clipName));
+        break;
+    case ClipStatus::Kind::skippedExisting:
+        m_conversionReportLines.append(LogWriter::skippedReportLine(clipName));
+        break;
+    case ClipStatus::Kind::pending:
+    case ClipStatus::Kind::converting:
+        break;
+    }
+}
+
+double ConversionViewModel::overallProgressOf(const QList<ClipStatus>& statuses)
+{
+    if (statuses.isEmpty())
+        return 0;
+    double sum = 0;
+    for (const ClipStatus& status : statuses)
+        sum += status.progressWeight();
+    return sum / static_cast<double>(statuses.size());
+}
+
+std::optional<double> ConversionViewModel::remainingEstimate(double elapsedSeconds, double progress,
+                                                             std::optional<double> previous)
+{
+    if (progress <= estimateThreshold)
+        return previous;
+    return std::max(0.0, elapsedSeconds / progress - elapsedSeconds);
+}
+
+void ConversionViewModel::recomputeOverallProgress()
+{
+    QList<ClipStatus> statuses;
+    statuses.reserve(m_jobs.size());
+    for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs))
+        statuses.append(job->status());
+    const double progress = overallProgressOf(statuses);
+    update(m_overallProgress, progress, &ConversionViewModel::overallProgressChanged);
+    if (m_jobs.isEmpty() || !m_startClock)
+        return;
+    const double elapsedSeconds = static_cast<double>(m_startClock->nsecsElapsed()) / 1e9;
+    update(m_estimatedRemaining, remainingEstimate(elapsedSeconds, progress, m_estimatedRemaining),
+           &ConversionViewModel::estimatedRemainingChanged);
+}
+
+void ConversionViewModel::updateElapsed()
+{
+    if (m_startClock)
+        update(m_elapsed, static_cast<double>(m_startClock->nsecsElapsed()) / 1e9,
+               &ConversionViewModel::elapsedChanged);
+}
+
+ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
+                                                 qint64 excludedByPairing, const QString& outputFolder)
+{
+    ConversionSummary summary;
+    for (const std::shared_ptr<ConversionJob>& job : jobs) {
+        const bool noAudio = job->clip().audioURLs.isEmpty();
+        switch (job->status().kind) {
+        case ClipStatus::Kind::completed:
+            ++summary.converted;
+            summary.missingAudio += noAudio ? 1 : 0;
+            break;
+        case ClipStatus::Kind::skippedExisting:
+            ++summary.skipped;
+            summary.missingAudio += noAudio ? 1 : 0;
+            break;
+        case ClipStatus::Kind::failed:
+            ++summary.failed;
+            break;
+        case ClipStatus::Kind::pending:
+        case ClipStatus::Kind::converting:
+            break;
+        }
+    }
+    summary.excludedByPairing = excludedByPairing;
+    summary.outputFolder = outputFolder;
+    return summary;
+}
+
+QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
+{
+    if (summary.failed >= 1)
+        return QStringLiteral("Done with %1 error%2. See logs in the output folder.")
+            .arg(summary.failed)
+            .arg(plural(summary.failed));
+    if (summary.excludedByPairing < 1)
+        return QStringLiteral("All done. %1 clip%2 converted.")
+            .arg(summary.converted)
+            .arg(plural(summary.converted));
+    return QStringLiteral("All done. %1 clip%2 converted — %3 skipped (unverified pairing).")
+        .arg(summary.converted)
+        .arg(plural(summary.converted))
+        .arg(summary.excludedByPairing);
+}
+
+void ConversionViewModel::finishBatch(const QString& outputFolder)
+{
+    m_elapsedTimer.stop();
+    updateElapsed();
+    m_queue.reset();
+
+    const ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder);
+    update(m_summary, std::optional(summary), &ConversionViewModel::summaryChanged);
+    setPhase(Phase::finished);
+    setStatusMessage(summarySentence(summary));
+
+    LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder);
+
+    const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
+                                             : QStringLiteral("P2 Card");
+    m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
+                     m_excludedClipCount);
+
+    if (m_settings.openOutputFolderWhenFinished())
+        m_desktop->revealInFileManager({outputFolder});
+
+    m_runDebugReport = writeRunDebugReport(
+        m_clips, m_pairingEntries, m_settings.effectiveAudioOffsetSeconds(), m_settings.proResProfile(),
+        m_settings.prefixExportsWithOrderNumber(), outputFolder);
+}
+
+QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
+                                                       double audioOffsetSeconds, ProResProfile profile,
+                                                       bool prefixExportsWithOrderNumber,
+                                                       QString outputFolder)
+{
+    const QPointer<ConversionViewModel> self(this);
+    const QString report = co_await DebugReportBuilder::build(
+        std::move(clips), std::move(entries), audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
+    // The report belongs to the run's folder whether or not anyone still watches.
+    const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
+    co_await QtConcurrent::run([report, path] { LogWriter::writeText(report, path); });
+    if (self)
+        self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
+                     &ConversionViewModel::debugReportGenerationTickChanged);
+}
+
+void ConversionViewModel::revealOutputFolderInFinder()
+{
+    if (m_outputFolderURL)
+        m_desktop->revealInFileManager({*m_outputFolderURL});
+}
+
+void ConversionViewModel::revealMostRecentLogsFolder()
+{
+    if (m_outputFolderURL) {
+        m_desktop->revealInFileManager({*m_outputFolderURL});
+        return;
+    }
+    if (const std::optional<ConversionHistoryEntry> latest = m_history.mostRecent()) {
+        m_desktop->revealInFileManager({latest->outputFolder});
+        return;
+    }
+    setStatusMessage(
+        QStringLiteral("No conversions yet — logs appear in the output folder after your first conversion."));
+}
+
+QString ConversionViewModel::exportDirectory() const
+{
+    return QDir::cleanPath(m_settings.outputFolderPath());
+}
+
+void ConversionViewModel::exportPairingReportOnly()
+{
+    if (m_pairingEntries.isEmpty())
+        return;
+    m_export = runPairingReportExport();
+}
+
+QCoro::Task<> ConversionViewModel::runPairingReportExport()
+{
+    const QPointer<ConversionViewModel> self(this);
+    const std::shared_ptr<Desktop> desktop = m_desktop;
+    const std::optional<QString> path = co_await desktop->chooseSaveLocation(
+        QStringLiteral("Export Pairing Report"),
+        QStringLiteral("Save the pairing report without converting any clips."),
+        QString(LogWriter::pairingReportFilename), exportDirectory());
+    if (!self || !path || path->isEmpty())
+        co_return;
+    if (const std::optional<QString> failure = LogWriter::writeText(self->pairingReportText(), *path))
+        self->setStatusMessage(QStringLiteral("Could not save pairing report: %1").arg(oneLine(*failure)));
+    else
+        self->setStatusMessage(QStringLiteral("Pairing report saved to %1.").arg(*path));
+}
+
+void ConversionViewModel::exportDebugReportOnly()
+{
+    if (!canExportDebugReport() || m_isGeneratingDebugReport)
+        return;
+    m_export = runDebugReportExport();
+}
+
+QCoro::Task<> ConversionViewModel::runDebugReportExport()
+{
+    const QPointer<ConversionViewModel> self(this);
+    const std::shared_ptr<Desktop> desktop = m_desktop;
+    const std::optional<QString> path = co_await desktop->chooseSaveLocation(
+        QStringLiteral("Export Debug Report"),
+        QStringLiteral("Save the full per-clip ffprobe + ffmpeg-command debug report without converting any "
+                       "clips."),
+        QString(LogWriter::debugReportFilename), exportDirectory());
+    // A second request may have got in while the panel was open.
+    if (!self || !path || path->isEmpty() || self->m_isGeneratingDebugReport)
+        co_return;
+    self->setGeneratingDebugReport(true);
+    self->setStatusMessage(
+        QStringLiteral("Generating debug report — probing every video/audio file, this may take a moment…"));
+    const QString report = co_await DebugReportBuilder::build(
+        self->m_clips, self->m_pairingEntries, self->m_settings.effectiveAudioOffsetSeconds(),
+        self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber());
+    if (!self)
+        co_return;
+    self->setGeneratingDebugReport(false);
+    if (const std::optional<QString> failure = LogWriter::writeText(report, *path))
+        self->setStatusMessage(QStringLiteral("Could not save debug report: %1").arg(oneLine(*failure)));
+    else
+        self->setStatusMessage(QStringLiteral("Debug report saved to %1.").arg(*path));
+}
+
 template <typename T>
 bool ConversionViewModel::update(T& field, const T& value, void (ConversionViewModel::*changed)())
 {
@@ -244,6 +613,11 @@ void ConversionViewModel::setFFmpegAvailable(bool available)
 void ConversionViewModel::setStatusMessage(const QString& message)
 {
     update(m_statusMessage, message, &ConversionViewModel::statusMessageChanged);
+}
+
+void ConversionViewModel::setGeneratingDebugReport(bool generating)
+{
+    update(m_isGeneratingDebugReport, generating, &ConversionViewModel::isGeneratingDebugReportChanged);
 }
 
 void ConversionViewModel::announceDerived()

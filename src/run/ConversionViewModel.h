@@ -4,19 +4,24 @@
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
 #include "card/PairingReportEntry.h"
+#include "run/ClipStatus.h"
 #include "run/ConversionJob.h"
+#include "run/ConversionQueue.h"
 #include "run/ConversionSummary.h"
 #include "store/Desktop.h"
 
 #include <memory>
 #include <optional>
 #include <QCoroTask>
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QVariant>
 
+class ConversionHistoryStore;
 class RecentFoldersStore;
 class SettingsStore;
 
@@ -67,11 +72,16 @@ public:
     enum class Phase : quint8 { idle, scanning, scanned, converting, cancelling, finished };
     Q_ENUM(Phase)
 
-    // `settings` and `recentFolders` are the application's shared stores and
-    // must outlive the driver. Takes the ffmpeg availability as resolved so far
-    // and re-pairs the loaded card whenever the pairing-safety setting changes.
+    // `settings`, `recentFolders` and `history` are the application's shared
+    // stores and must outlive the driver. Takes the ffmpeg availability as
+    // resolved so far and re-pairs the loaded card whenever the pairing-safety
+    // setting changes.
     ConversionViewModel(SettingsStore& settings, RecentFoldersStore& recentFolders,
-                        std::shared_ptr<Desktop> desktop, QObject* parent = nullptr);
+                        ConversionHistoryStore& history, std::shared_ptr<Desktop> desktop,
+                        QObject* parent = nullptr);
+    // Stops a run still under way; its jobs end as cancelled and nothing more
+    // is reported for it.
+    ~ConversionViewModel() override;
 
     Phase phase() const { return m_phase; }
     const std::optional<P2CardStructure>& cardStructure() const { return m_cardStructure; }
@@ -116,6 +126,46 @@ public:
     // output folder are left alone.
     Q_INVOKABLE void resetToIdle();
 
+    // Converts every clip into the run's dated folder: a new one for a newly
+    // scanned card, the same one when the card is converted again. Does
+    // nothing unless a conversion can start; a missing ffmpeg or a folder that
+    // cannot be created only changes the status line.
+    Q_INVOKABLE void start();
+    // Asks the running conversion to stop; the batch then ends as usual, with
+    // its summary, logs and history entry. Only while converting.
+    Q_INVOKABLE void cancel();
+    // Shows the last run's output folder in the file manager.
+    Q_INVOKABLE void revealOutputFolderInFinder();
+    // Shows the folder that holds the newest logs: this session's run folder,
+    // otherwise the one of the latest run in the history.
+    Q_INVOKABLE void revealMostRecentLogsFolder();
+    // Saves the loaded card's pairing report where the user chooses.
+    Q_INVOKABLE void exportPairingReportOnly();
+    // Builds the loaded card's debug report and saves it where the user
+    // chooses; a request while one is being built is ignored.
+    Q_INVOKABLE void exportDebugReportOnly();
+
+    // The status sentence that ends a run.
+    static QString summarySentence(const ConversionSummary& summary);
+    // The share of a run that is done: each job counts its converting fraction,
+    // or 1 once it has ended, or 0 while pending.
+    static double overallProgressOf(const QList<ClipStatus>& statuses);
+    // The seconds still to go after `elapsedSeconds` at `progress`, or
+    // `previous` while the progress is too small to project from.
+    static std::optional<double> remainingEstimate(double elapsedSeconds, double progress,
+                                                   std::optional<double> previous);
+    // How the jobs of a run ended; jobs that never ended (after a cancel) count nowhere.
+    static ConversionSummary summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
+                                       qint64 excludedByPairing, const QString& outputFolder);
+
+    // The queue's callbacks, on the GUI thread.
+    void handleJobUpdate(ConversionJob& job);
+    void handleJobFinished(const ConversionQueue::JobOutcome& outcome);
+    void handleCommandBuilt(ConversionJob& job, const QString& commandLine);
+    // Ends a run: summary and status, logs, history entry, the optional reveal
+    // and, in the background, DEBUG_REPORT.txt.
+    void finishBatch(const QString& outputFolder);
+
     // Publishes what a scan or re-pairing found.
     void applyScanResults(const P2CardStructure& structure, const P2MetadataParser::PairingResult& pairing);
     // Pairs the card scanned last again with the current pairing-safety
@@ -149,6 +199,17 @@ signals:
 
 private:
     QCoro::Task<> runFolderChooser();
+    QCoro::Task<> runBatch(std::shared_ptr<ConversionQueue> queue, QList<std::shared_ptr<ConversionJob>> jobs,
+                           QString outputFolder, double audioOffsetSeconds, ProResProfile profile,
+                           bool skipExistingFiles);
+    // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
+    QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
+                                      double audioOffsetSeconds, ProResProfile profile,
+                                      bool prefixExportsWithOrderNumber, QString outputFolder);
+    QCoro::Task<> runPairingReportExport();
+    QCoro::Task<> runDebugReportExport();
+    // Where the save panels of the exports open: the configured output folder.
+    QString exportDirectory() const;
     // Scans `rootURL` when given, otherwise pairs `structure` again, and
     // applies the result unless the driver is gone or a run has started.
     // Scans started in quick succession each apply their result as they finish.
@@ -162,11 +223,15 @@ private:
     void setPairing(QList<PairingReportEntry> entries, QStringList summaryLines);
     void setFFmpegAvailable(bool available);
     void setStatusMessage(const QString& message);
+    void setGeneratingDebugReport(bool generating);
+    void recomputeOverallProgress();
+    void updateElapsed();
     // The derived values, re-announced after any of their inputs changed.
     void announceDerived();
 
     SettingsStore& m_settings;
     RecentFoldersStore& m_recentFolders;
+    ConversionHistoryStore& m_history;
     std::shared_ptr<Desktop> m_desktop;
 
     Phase m_phase = Phase::idle;
@@ -198,9 +263,22 @@ private:
     // Set by the first run of a card, so converting it again writes beside it.
     std::optional<QString> m_currentRunOutputFolder;
 
+    // The run under way. The queue is shared with the run's coroutine, so it
+    // lives as long as the conversion it is awaiting, even past the driver.
+    std::shared_ptr<ConversionQueue> m_queue;
+    std::optional<QElapsedTimer> m_startClock;
+    QTimer m_elapsedTimer;
+    QStringList m_conversionReportLines;
+    QStringList m_ffmpegErrorLines;
+
     // The newest scan or re-pairing and the open folder chooser. Replaced work
     // runs on to its end and frees itself; it reaches the driver only through
     // a guarded pointer.
     QCoro::Task<> m_work;
     QCoro::Task<> m_chooser;
+    QCoro::Task<> m_run;
+    // The newest end-of-run debug report and the newest export. Earlier ones
+    // run on to their end and free themselves.
+    QCoro::Task<> m_runDebugReport;
+    QCoro::Task<> m_export;
 };

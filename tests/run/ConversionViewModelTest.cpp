@@ -3,6 +3,7 @@
 #include "card/PairingReport.h"
 #include "media/FFmpegService.h"
 #include "ScriptedDesktop.h"
+#include "store/ConversionHistoryStore.h"
 #include "store/MemoryKeyValueStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -71,6 +72,7 @@ class ConversionViewModelTest : public QObject
     std::shared_ptr<ScriptedDesktop> desktop_;
     std::unique_ptr<SettingsStore> settings_;
     std::unique_ptr<RecentFoldersStore> recent_;
+    std::unique_ptr<ConversionHistoryStore> history_;
     std::unique_ptr<ConversionViewModel> driver_;
 
     QString writeCard(const QString& name, std::vector<SyntheticCard::ClipSpec> clips)
@@ -123,13 +125,15 @@ private slots:
         desktop_ = std::make_shared<ScriptedDesktop>();
         settings_ = std::make_unique<SettingsStore>(std::make_shared<MemoryKeyValueStore>(), desktop_);
         recent_ = std::make_unique<RecentFoldersStore>(std::make_shared<MemoryKeyValueStore>());
-        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, desktop_);
+        history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
+        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
     }
 
     void cleanup()
     {
         driver_.reset();
         drainBackgroundWork();
+        history_.reset();
         recent_.reset();
         settings_.reset();
         desktop_.reset();
@@ -357,13 +361,15 @@ private slots:
         drainBackgroundWork();
 
         // Gone while pairing: the probes run on and their result finds nobody.
-        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, desktop_);
+        history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
+        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
         driver_->scan(mixedCard_);
         QThreadPool::globalInstance()->waitForDone();
         QCoreApplication::processEvents();
         driver_.reset();
 
-        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, desktop_);
+        history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
+        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
         QVERIFY(scanAndWait(verifiedCard_));
         QCOMPARE(driver_->statusMessage(), oneVerifiedText);
         drainBackgroundWork();
