@@ -99,6 +99,10 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
         throw FFmpegError::processFailed(result.status, diagnostics.text());
     }
 
+    if (reportsUnfinishedOutput(diagnostics.text())) {
+        QFile::remove(temporary);
+        throw FFmpegError::processFailed(result.status, diagnostics.text());
+    }
     if (QFileInfo(temporary).size() < 1) {
         QFile::remove(temporary);
         throw FFmpegError::outputMissingOrEmpty();
@@ -109,6 +113,16 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     if (error)
         throw PlatformError(
             fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
+}
+
+bool FFmpegService::reportsUnfinishedOutput(QStringView diagnostics)
+{
+    // ffmpeg's own wording when closing an output fails, whatever the reason.
+    for (const QStringView line : diagnostics.split(u'\n')) {
+        if (line.startsWith(u"Error writing trailer of ") || line.startsWith(u"Error closing file "))
+            return true;
+    }
+    return false;
 }
 
 QStringList FFmpegService::buildArguments(const QString& videoPath, const QStringList& audioPaths,

@@ -87,6 +87,10 @@ public:
     static std::optional<double> parseOutTimeSeconds(QStringView chunk);
     // "HH:MM:SS.ffffff" to seconds.
     static std::optional<double> timecodeToSeconds(QStringView text);
+    // True when ffmpeg's diagnostics say it could not finish writing its output.
+    // It then may still exit with 0, for instance when a full disk strikes while
+    // a movie's index is written last, leaving a file that no player can open.
+    static bool reportsUnfinishedOutput(QStringView diagnostics);
 
     // Stops the conversion that is running, if any. Safe from any thread. A
     // request made while nothing runs is forgotten when the next one starts.

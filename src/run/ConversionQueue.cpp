@@ -39,8 +39,11 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
         job->setStatus(ClipStatus::converting(0));
         onJobUpdate(*job);
 
-        const ClipStatus final =
-            co_await convertOne(job, audioOffsetSeconds, profile, onJobUpdate, onCommandBuilt);
+        // Named, not a temporary of the co_await: g++ 12 destroys copies of
+        // arguments made inside a co_await expression twice.
+        QCoro::Task<ClipStatus> conversion =
+            convertOne(job, audioOffsetSeconds, profile, onJobUpdate, onCommandBuilt);
+        const ClipStatus final = co_await conversion;
         job->setStatus(final);
         if (final.kind == ClipStatus::Kind::completed)
             job->setProgress(1.0);
@@ -57,21 +60,22 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
     const P2Clip& clip = job->clip();
     std::optional<QString> failure;
     try {
-        co_await ffmpeg_.convert(
-            clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, job->outputURL(),
-            [&](const QString& commandLine) {
-                if (onCommandBuilt)
-                    onCommandBuilt(*job, commandLine);
-            },
-            [&](double fraction) {
-                // The service forgets a cancel that came before its tool started
-                // (while it probed the clip); the tool is running now, so ask again.
-                if (isCancelled_ && !ffmpeg_.cancelRequested())
-                    ffmpeg_.cancel();
-                job->setProgress(fraction);
-                job->setStatus(ClipStatus::converting(fraction));
-                onJobUpdate(*job);
-            });
+        const FFmpegService::CommandHandler commandHandler = [&](const QString& commandLine) {
+            if (onCommandBuilt)
+                onCommandBuilt(*job, commandLine);
+        };
+        const FFmpegService::ProgressHandler progressHandler = [&](double fraction) {
+            // The service forgets a cancel that came before its tool started
+            // (while it probed the clip); the tool is running now, so ask again.
+            if (isCancelled_ && !ffmpeg_.cancelRequested())
+                ffmpeg_.cancel();
+            job->setProgress(fraction);
+            job->setStatus(ClipStatus::converting(fraction));
+            onJobUpdate(*job);
+        };
+        QCoro::Task<> conversion = ffmpeg_.convert(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile,
+                                                   job->outputURL(), commandHandler, progressHandler);
+        co_await conversion;
     } catch (const FFmpegError& error) {
         // Only a cancel request makes the service give up; the batch ends with this job.
         if (error.kind() == FFmpegError::Kind::cancelled)

@@ -298,20 +298,28 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
                                             bool skipExistingFiles)
 {
     const QPointer<ConversionViewModel> self(this);
-    co_await queue->run(
-        std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles,
-        [self](ConversionJob& job) {
-            if (self)
-                self->handleJobUpdate(job);
-        },
-        [self](const ConversionQueue::JobOutcome& outcome) {
-            if (self)
-                self->handleJobFinished(outcome);
-        },
-        [self](ConversionJob& job, const QString& commandLine) {
-            if (self)
-                self->handleCommandBuilt(job, commandLine);
-        });
+    // The handlers reach the driver through this frame's guard, which outlives
+    // every call since the batch is awaited here. They capture nothing with a
+    // destructor: g++ 12 destroys copies of coroutine arguments made inside a
+    // co_await expression twice, which would release a captured guard early.
+    const QPointer<ConversionViewModel>* guard = &self;
+    ConversionQueue::JobUpdateHandler onJobUpdate = [guard](ConversionJob& job) {
+        if (*guard)
+            (*guard)->handleJobUpdate(job);
+    };
+    ConversionQueue::JobFinishedHandler onJobFinished = [guard](const ConversionQueue::JobOutcome& outcome) {
+        if (*guard)
+            (*guard)->handleJobFinished(outcome);
+    };
+    ConversionQueue::CommandBuiltHandler onCommandBuilt = [guard](ConversionJob& job,
+                                                                  const QString& commandLine) {
+        if (*guard)
+            (*guard)->handleCommandBuilt(job, commandLine);
+    };
+    QCoro::Task<> batch =
+        queue->run(std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles, std::move(onJobUpdate),
+                   std::move(onJobFinished), std::move(onCommandBuilt));
+    co_await batch;
     if (self)
         self->finishBatch(outputFolder);
 }
@@ -484,7 +492,10 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
         std::move(clips), std::move(entries), audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
     // The report belongs to the run's folder whether or not anyone still watches.
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
-    co_await QtConcurrent::run([report, path] { LogWriter::writeText(report, path); });
+    // A named future: as a temporary inside the co_await expression, g++ 12
+    // would destroy the lambda's captured texts twice.
+    QFuture<void> written = QtConcurrent::run([report, path] { LogWriter::writeText(report, path); });
+    co_await written;
     if (self)
         self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
                      &ConversionViewModel::debugReportGenerationTickChanged);

@@ -6,6 +6,7 @@
 #include "media/FFmpegService.h"
 #include "run/LogWriter.h"
 #include "store/HeadlessDesktop.h"
+#include "store/OverlayKeyValueStore.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "store/SettingsStore.h"
 
@@ -42,22 +43,6 @@ struct OutputOption
             return QStringLiteral("--output needs a file");
         return std::nullopt;
     }
-};
-
-// The stored preferences seen through a store that drops every write, so that
-// loading them (which may migrate a legacy value) never changes the user's file.
-class ReadOnlyStore final : public KeyValueStore
-{
-public:
-    explicit ReadOnlyStore(std::shared_ptr<KeyValueStore> stored) : m_stored(std::move(stored)) {}
-
-    std::optional<QVariant> value(const QString& key) const override { return m_stored->value(key); }
-    void setValue(const QString&, const QVariant&) override {}
-    void remove(const QString&) override {}
-    void exclusively(const std::function<void()>& work) override { work(); }
-
-private:
-    std::shared_ptr<KeyValueStore> m_stored;
 };
 
 } // namespace
@@ -98,7 +83,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
                           QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg\n")};
 
     const SettingsStore settings(
-        std::make_shared<ReadOnlyStore>(QSettingsKeyValueStore::openApplicationStore()),
+        std::make_shared<OverlayKeyValueStore>(QSettingsKeyValueStore::openApplicationStore()),
         std::make_shared<HeadlessDesktop>());
     const double audioOffsetSeconds = settings.effectiveAudioOffsetSeconds();
     const ProResProfile profile = settings.proResProfile();

@@ -1,4 +1,5 @@
 #include "run/AppInfo.h"
+#include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/ScanCommand.h"
 
@@ -30,8 +31,8 @@ void write(FILE* stream, const QString& text)
 
 QString helpText()
 {
-    return QString::fromUtf8(usageText) + ScanCommand::helpText() + DebugReportCommand::helpText() +
-           QString::fromUtf8(generalCommandsText);
+    return QString::fromUtf8(usageText) + ConvertCommand::helpText() + ScanCommand::helpText() +
+           DebugReportCommand::helpText() + QString::fromUtf8(generalCommandsText);
 }
 
 // Prints what a command produced and ends the event loop with its status.
@@ -85,6 +86,8 @@ int main(int argc, char* argv[])
         write(stdout, QStringLiteral("tolvane-cli %1\n").arg(QString::fromLatin1(AppInfo::version)));
         return 0;
     }
+    if (args.first() == QLatin1String("convert"))
+        return execCommand(app, &ConvertCommand::run, args.mid(1));
     if (args.first() == QLatin1String("scan"))
         return execCommand(app, &ScanCommand::run, args.mid(1));
     if (args.first() == QLatin1String("debug-report"))

@@ -498,6 +498,30 @@ private slots:
         QCOMPARE(FFmpegService::parseOutTimeSeconds(chunk), seconds);
     }
 
+    void unfinishedOutput_data()
+    {
+        QTest::addColumn<QString>("diagnostics");
+        QTest::addColumn<bool>("unfinished");
+        QTest::newRow("trailer not written") << "frame=   11 fps=0.0\nError writing trailer of "
+                                                "/out/.001.mov.partial: No space left on device\n"
+                                             << true;
+        QTest::newRow("file not closed")
+            << "video:337kB audio:0kB\nError closing file /out/.001.mov.partial: "
+               "File too large\nConversion failed!"
+            << true;
+        QTest::newRow("clean run") << "frame=  300 fps=25 q=-0.0 Lsize=  90000kB\nvideo:90000kB audio:0kB"
+                                   << false;
+        QTest::newRow("input file named like the message")
+            << "Input #0, mxf, from '/card/Error writing trailer of.MXF':" << false;
+        QTest::newRow("empty") << "" << false;
+    }
+    void unfinishedOutput()
+    {
+        QFETCH(QString, diagnostics);
+        QFETCH(bool, unfinished);
+        QCOMPARE(FFmpegService::reportsUnfinishedOutput(diagnostics), unfinished);
+    }
+
     void timecodeSeconds_data()
     {
         QTest::addColumn<QString>("text");

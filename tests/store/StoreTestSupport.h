@@ -39,6 +39,7 @@ private:
 
 // Entry points of the test classes, all run by one executable.
 int runKeyValueStoreTests(int argc, char** argv);
+int runOverlayKeyValueStoreTests(int argc, char** argv);
 int runSettingsStoreTests(int argc, char** argv);
 int runConversionHistoryStoreTests(int argc, char** argv);
 int runRecentFoldersStoreTests(int argc, char** argv);

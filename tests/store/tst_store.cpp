@@ -9,8 +9,9 @@ int main(int argc, char* argv[])
         return runConcurrentWriter(app.arguments());
 
     int failures = 0;
-    for (const auto run : {runKeyValueStoreTests, runSettingsStoreTests, runConversionHistoryStoreTests,
-                           runRecentFoldersStoreTests, runDesktopTests, runConcurrentStoreTests})
+    for (const auto run : {runKeyValueStoreTests, runOverlayKeyValueStoreTests, runSettingsStoreTests,
+                           runConversionHistoryStoreTests, runRecentFoldersStoreTests, runDesktopTests,
+                           runConcurrentStoreTests})
         failures += run(argc, argv);
     return failures == 0 ? 0 : 1;
 }

@@ -1,0 +1,339 @@
+#include "run/ConvertCommand.h"
+
+#include "media/FFmpegError.h"
+#include "media/ProResProfile.h"
+#include "run/ConversionViewModel.h"
+#include "run/InterruptWatcher.h"
+#include "run/LogWriter.h"
+#include "run/ProgressText.h"
+#include "store/ConversionHistoryStore.h"
+#include "store/HeadlessDesktop.h"
+#include "store/OverlayKeyValueStore.h"
+#include "store/QSettingsKeyValueStore.h"
+#include "store/RecentFoldersStore.h"
+#include "store/SettingsStore.h"
+
+#include <cstdio>
+#include <QCoroSignal>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace ConvertCommand {
+
+namespace {
+
+using Phase = ConversionViewModel::Phase;
+
+const QString commandName = QStringLiteral("convert");
+const QString outputFolderOption = QStringLiteral("--output-folder");
+const QString profileOption = QStringLiteral("--profile");
+const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
+
+// The progress line is redrawn at most this often, and whenever a clip ends.
+constexpr qint64 redrawIntervalMs = 250;
+
+std::optional<ProResProfile> profileNamed(const QString& name)
+{
+    if (name == QLatin1String("proxy"))
+        return ProResProfile::proxy;
+    if (name == QLatin1String("standard"))
+        return ProResProfile::standard;
+    if (name == QLatin1String("hq"))
+        return ProResProfile::hq;
+    return std::nullopt;
+}
+
+// The value of the option `name` at `index`, given as "NAME VALUE" or
+// "NAME=VALUE", moving `index` past it; an empty text when the value is
+// missing, and nothing when the argument is not that option.
+std::optional<QString> optionValue(const QString& name, const QStringList& arguments, qsizetype& index)
+{
+    const QString& argument = arguments.at(index);
+    if (argument == name)
+        return index + 1 < arguments.size() ? arguments.at(++index) : QString();
+    if (argument.startsWith(name + QLatin1Char('=')))
+        return argument.mid(name.size() + 1);
+    return std::nullopt;
+}
+
+// The settings that the options override for this run only.
+struct Options
+{
+    std::optional<QString> outputFolder;
+    std::optional<ProResProfile> profile;
+    bool allowUnsafeFallback = false;
+
+    std::optional<QString> take(const QStringList& arguments, qsizetype& index)
+    {
+        if (arguments.at(index) == allowUnsafeFallbackOption) {
+            allowUnsafeFallback = true;
+            return std::nullopt;
+        }
+        if (const std::optional<QString> folder = optionValue(outputFolderOption, arguments, index)) {
+            if (outputFolder)
+                return QStringLiteral("--output-folder given more than once");
+            if (folder->isEmpty())
+                return QStringLiteral("--output-folder needs a folder");
+            outputFolder = QFileInfo(*folder).absoluteFilePath();
+            return std::nullopt;
+        }
+        if (const std::optional<QString> name = optionValue(profileOption, arguments, index)) {
+            if (profile)
+                return QStringLiteral("--profile given more than once");
+            if (name->isEmpty())
+                return QStringLiteral("--profile needs proxy, standard or hq");
+            profile = profileNamed(*name);
+            if (!profile)
+                return QStringLiteral("unknown profile “%1”; use proxy, standard or hq").arg(*name);
+            return std::nullopt;
+        }
+        return QStringLiteral("unknown option “%1”").arg(arguments.at(index));
+    }
+
+    // Written to the run's own settings, whose writes never reach the user's file.
+    void applyTo(SettingsStore& settings) const
+    {
+        if (outputFolder)
+            settings.setOutputFolderPath(*outputFolder);
+        if (profile)
+            settings.setProResProfile(*profile);
+        if (allowUnsafeFallback)
+            settings.setAllowUnsafeFallbackPairing(true);
+        // The command prints the folder itself when the run ends.
+        settings.setOpenOutputFolderWhenFinished(false);
+    }
+};
+
+void writeOut(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
+// Columns of the terminal on standard output, or nothing when unknown.
+std::optional<int> terminalWidth()
+{
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+        return std::nullopt;
+    return size.ws_col;
+}
+
+// The report line of a clip that has ended, as CONVERSION_REPORT.txt has it.
+QString finishedJobLine(const ConversionJob& job)
+{
+    const ClipStatus& status = job.status();
+    switch (status.kind) {
+    case ClipStatus::Kind::completed:
+        return LogWriter::convertedReportLine(job.clipName());
+    case ClipStatus::Kind::skippedExisting:
+        return LogWriter::skippedReportLine(job.clipName());
+    case ClipStatus::Kind::failed:
+        return LogWriter::failedReportLine(job.clipName(), status.message);
+    case ClipStatus::Kind::pending:
+    case ClipStatus::Kind::converting:
+        break;
+    }
+    return QString();
+}
+
+} // namespace
+
+// Shows a run on the console: a line per clip that ends and, on a terminal,
+// a progress line rewritten in place below them. Turns interrupts into the
+// driver's cancel, and tells the command when it may stop waiting.
+class RunConsole : public QObject
+{
+    Q_OBJECT
+
+public:
+    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts)
+        : m_driver(driver), m_terminal(isatty(STDOUT_FILENO) == 1)
+    {
+        connect(&interrupts, &InterruptWatcher::interrupted, this, &RunConsole::interrupt);
+        connect(&driver, &ConversionViewModel::jobsChanged, this, [this] { m_nextJobToPrint = 0; });
+        connect(&driver, &ConversionViewModel::completedCountChanged, this, [this] {
+            printFinishedJobs();
+            redraw(true);
+        });
+        connect(&driver, &ConversionViewModel::phaseChanged, this, [this] {
+            if (m_driver.phase() == Phase::finished) {
+                printFinishedJobs();
+                clearProgressLine();
+            } else {
+                redraw(true);
+            }
+        });
+        for (const auto changed :
+             {&ConversionViewModel::currentClipNameChanged, &ConversionViewModel::overallProgressChanged,
+              &ConversionViewModel::elapsedChanged, &ConversionViewModel::estimatedRemainingChanged})
+            connect(&driver, changed, this, [this] { redraw(false); });
+        connect(&driver, &ConversionViewModel::debugReportGenerationTickChanged, this,
+                &RunConsole::waitEnded);
+    }
+
+    bool cancelRequested() const { return m_cancelRequested; }
+    bool stopWaiting() const { return m_stopWaiting; }
+
+    void printLine(const QString& line)
+    {
+        clearProgressLine();
+        writeOut(line + QLatin1Char('\n'));
+        redraw(true);
+    }
+
+signals:
+    // The debug report was written, or the user would rather not wait for it.
+    void waitEnded();
+
+private:
+    void interrupt()
+    {
+        switch (m_driver.phase()) {
+        case Phase::converting:
+            m_cancelRequested = true;
+            m_driver.cancel();
+            break;
+        case Phase::cancelling:
+            break;
+        case Phase::finished:
+            // Only the debug report is still being written; the run is over.
+            m_stopWaiting = true;
+            emit waitEnded();
+            break;
+        case Phase::idle:
+        case Phase::scanning:
+        case Phase::scanned:
+            // Nothing has been converted or written yet.
+            clearProgressLine();
+            std::fflush(stdout);
+            _exit(InterruptWatcher::interruptedExitStatus);
+        }
+    }
+
+    void printFinishedJobs()
+    {
+        const QList<std::shared_ptr<ConversionJob>>& jobs = m_driver.jobs();
+        // The queue ends jobs in their order, so those printed are a prefix.
+        while (m_nextJobToPrint < jobs.size() && jobs.at(m_nextJobToPrint)->status().isFinal()) {
+            clearProgressLine();
+            writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
+            ++m_nextJobToPrint;
+        }
+    }
+
+    void redraw(bool now)
+    {
+        if (!m_terminal || !m_driver.isConverting())
+            return;
+        if (!now && m_lastDraw.isValid() && m_lastDraw.elapsed() < redrawIntervalMs)
+            return;
+        m_lastDraw.start();
+        QString line = ProgressText::progressLine({m_driver.phase() == Phase::cancelling,
+                                                   m_driver.completedCount(), m_driver.totalCount(),
+                                                   m_driver.currentClipName(), m_driver.overallProgress(),
+                                                   m_driver.elapsed(), m_driver.estimatedRemaining()});
+        // A line longer than the terminal would wrap, and "\r" would no longer reach its start.
+        if (const std::optional<int> width = terminalWidth())
+            line.truncate(*width - 1);
+        const qsizetype shown = line.size();
+        writeOut(QLatin1Char('\r') + line.leftJustified(m_shownWidth));
+        m_shownWidth = shown;
+    }
+
+    void clearProgressLine()
+    {
+        if (m_shownWidth == 0)
+            return;
+        writeOut(QLatin1Char('\r') + QString(m_shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
+        m_shownWidth = 0;
+    }
+
+    ConversionViewModel& m_driver;
+    const bool m_terminal;
+    qsizetype m_nextJobToPrint = 0;
+    qsizetype m_shownWidth = 0;
+    QElapsedTimer m_lastDraw;
+    bool m_cancelRequested = false;
+    bool m_stopWaiting = false;
+};
+
+QString helpText()
+{
+    return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
+                          "               [--allow-unsafe-fallback]\n"
+                          "               Scan and pair the card folder CARD as scan does, then convert\n"
+                          "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
+                          "               folder, with the movies and CONVERSION_REPORT.txt,\n"
+                          "               PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
+                          "               failed, FFMPEG_ERRORS.txt. The stored settings apply; the\n"
+                          "               options override them for this run only and are never saved.\n"
+                          "               The run enters the history and the recent folders.\n"
+                          "               Prints a line per clip as it ends (on a terminal also a live\n"
+                          "               progress line), then the closing status sentence and, last,\n"
+                          "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
+                          "               running clip ends as Cancelled and the reports are written;\n"
+                          "               a second Ctrl-C stops at once.\n"
+                          "               Put -- before a CARD whose name starts with a dash.\n"
+                          "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
+                          "               the run was cancelled or no clip could be converted, 2 on a\n"
+                          "               usage error, when the folder holds no video MXF file, when\n"
+                          "               ffmpeg is missing or the output folder cannot be created,\n"
+                          "               130 after a second Ctrl-C.\n");
+}
+
+QCoro::Task<Outcome> run(QStringList arguments)
+{
+    QString cardFolder;
+    Options options;
+    const auto takeOption = [&options](const QStringList& all, qsizetype& index) {
+        return options.take(all, index);
+    };
+    if (const std::optional<QString> error =
+            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
+        co_return Outcome{usageOrCannotRun, QString(), *error};
+
+    // History and recent folders go to the user's store, as after a run in the app.
+    const std::shared_ptr<KeyValueStore> stored = QSettingsKeyValueStore::openApplicationStore();
+    const auto desktop = std::make_shared<HeadlessDesktop>();
+    SettingsStore settings(std::make_shared<OverlayKeyValueStore>(stored), desktop);
+    options.applyTo(settings);
+    RecentFoldersStore recentFolders(stored);
+    ConversionHistoryStore history(stored);
+    ConversionViewModel driver(settings, recentFolders, history, desktop);
+    InterruptWatcher interrupts;
+    RunConsole console(driver, interrupts);
+
+    driver.scan(QFileInfo(cardFolder).absoluteFilePath());
+    while (driver.phase() == Phase::scanning)
+        co_await qCoro(&driver, &ConversionViewModel::phaseChanged);
+    if (const std::optional<QString>& noVideo = driver.scanErrorMessage())
+        co_return Outcome{usageOrCannotRun, QString(), *noVideo + QLatin1Char('\n')};
+    if (!driver.ffmpegAvailable())
+        co_return Outcome{usageOrCannotRun, QString(),
+                          FFmpegError::binaryNotFound().description() + QLatin1Char('\n')};
+    if (driver.clips().isEmpty())
+        co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
+    console.printLine(driver.statusMessage());
+
+    const int debugReportsBefore = driver.debugReportGenerationTick();
+    driver.start();
+    // A missing ffmpeg or an output folder that cannot be made only changes the status line.
+    if (driver.phase() != Phase::converting)
+        co_return Outcome{usageOrCannotRun, QString(), driver.statusMessage() + QLatin1Char('\n')};
+    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting())
+        co_await qCoro(&console, &RunConsole::waitEnded);
+
+    const ConversionSummary& summary = *driver.summary();
+    const bool everyClipConverted = summary.failed == 0 && !console.cancelRequested();
+    co_return Outcome{everyClipConverted ? allConverted : notAllConverted,
+                      driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n'),
+                      QString()};
+}
+
+} // namespace ConvertCommand
+
+#include "ConvertCommand.moc"

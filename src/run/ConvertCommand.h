@@ -1,0 +1,34 @@
+#pragma once
+
+#include "run/CardCommand.h"
+
+#include <QCoroTask>
+#include <QString>
+#include <QStringList>
+
+// `tolvane-cli convert`: converts a card folder without a window, through the
+// same session driver as the app, with the stored settings or, for this run
+// only, the ones its options give. The run is a real one: its output folder
+// gets the movies and every report, and it enters the history and the recent
+// folders.
+namespace ConvertCommand {
+
+enum ExitStatus {
+    allConverted = 0,
+    notAllConverted = 1,
+    usageOrCannotRun = 2,
+};
+
+using Outcome = CardCommand::Outcome;
+
+// The command's help, shown by `tolvane-cli --help`.
+QString helpText();
+
+// Scans, pairs and converts the folder the arguments name. Progress and one
+// line per finished clip are printed while it runs; the outcome's standard
+// output is the closing status sentence and the output folder. Ctrl-C cancels
+// the run as the Cancel button does; a second Ctrl-C ends the process at once.
+// Runs on the thread whose event loop drives the conversion.
+QCoro::Task<Outcome> run(QStringList arguments);
+
+} // namespace ConvertCommand

@@ -1,0 +1,69 @@
+#include "run/InterruptWatcher.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// Shared with the handler, which may touch nothing else.
+std::atomic<int> interruptCount{0};
+std::atomic<int> pipeWriteEnd{-1};
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs lock-free atomics");
+
+constexpr int watchedSignals[] = {SIGINT, SIGTERM};
+struct sigaction previousActions[std::size(watchedSignals)];
+
+extern "C" void onInterrupt(int)
+{
+    if (interruptCount.fetch_add(1) >= 1)
+        _exit(InterruptWatcher::interruptedExitStatus);
+    const int savedErrno = errno;
+    const char byte = 1;
+    // A full pipe already holds a wake-up for the event loop.
+    [[maybe_unused]] const ssize_t written = write(pipeWriteEnd.load(), &byte, 1);
+    errno = savedErrno;
+}
+
+} // namespace
+
+InterruptWatcher::InterruptWatcher(QObject* parent) : QObject(parent)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        qFatal("InterruptWatcher: no pipe for the interrupt handler");
+    m_readEnd = ends[0];
+    pipeWriteEnd.store(ends[1]);
+    interruptCount.store(0);
+
+    m_notifier = std::make_unique<QSocketNotifier>(m_readEnd, QSocketNotifier::Read);
+    connect(m_notifier.get(), &QSocketNotifier::activated, this, &InterruptWatcher::drain);
+
+    struct sigaction action = {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (std::size_t i = 0; i < std::size(watchedSignals); ++i)
+        sigaction(watchedSignals[i], &action, &previousActions[i]);
+}
+
+InterruptWatcher::~InterruptWatcher()
+{
+    for (std::size_t i = 0; i < std::size(watchedSignals); ++i)
+        sigaction(watchedSignals[i], &previousActions[i], nullptr);
+    m_notifier.reset();
+    close(pipeWriteEnd.exchange(-1));
+    close(m_readEnd);
+}
+
+void InterruptWatcher::drain()
+{
+    char bytes[16];
+    bool any = false;
+    while (read(m_readEnd, bytes, sizeof bytes) > 0)
+        any = true;
+    if (any)
+        emit interrupted();
+}

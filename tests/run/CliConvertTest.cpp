@@ -1,0 +1,464 @@
+#include "CommandRun.h"
+#include "store/ConversionHistoryStore.h"
+#include "store/QSettingsKeyValueStore.h"
+#include "store/RecentFoldersStore.h"
+#include "SyntheticCard.h"
+#include "TestFiles.h"
+
+#include <csignal>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QString noVideoMessage =
+    QStringLiteral("No video MXF files were found in this folder. Make sure you selected a "
+                   "P2 card (or its CONTENTS folder) containing a VIDEO folder.\n");
+
+const QRegularExpression datedFolderName(QStringLiteral("^\\d\\d-\\d\\d-\\d\\d\\d\\d$"));
+
+// The settings a run may read but must never write.
+const QStringList settingKeys{QStringLiteral("audioOffsetSeconds"),
+                              QStringLiteral("audioSyncMode"),
+                              QStringLiteral("outputFolderPath"),
+                              QStringLiteral("proResProfile"),
+                              QStringLiteral("allowUnsafeFallbackPairing"),
+                              QStringLiteral("prefixExportsWithOrderNumber"),
+                              QStringLiteral("openOutputFolderWhenFinished"),
+                              QStringLiteral("skipExistingFiles"),
+                              QStringLiteral("migratedAudioOffsetV2")};
+
+// The card written, or nothing after saying why it could not be.
+std::optional<SyntheticCard::WrittenCard> writeCard(std::vector<SyntheticCard::ClipSpec> clips,
+                                                    const QString& path)
+{
+    SyntheticCard::CardSpec plan;
+    plan.clips = std::move(clips);
+    try {
+        return SyntheticCard::write(plan, path);
+    } catch (const SyntheticCard::Error& error) {
+        qWarning("%s", error.what());
+        return std::nullopt;
+    }
+}
+
+// A short clip with two audio tracks.
+SyntheticCard::ClipSpec shortClip(int n)
+{
+    SyntheticCard::ClipSpec clip = SyntheticCard::clip(n, 2);
+    clip.frames = 3;
+    return clip;
+}
+
+// The one dated run folder below `base`.
+QString runFolderIn(const QString& base)
+{
+    const QStringList folders = QDir(base).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    if (folders.size() != 1 || !datedFolderName.match(folders.first()).hasMatch())
+        return QString();
+    return QDir(base).filePath(folders.first());
+}
+
+// Every file name below `folder`, hidden ones included.
+QStringList filesBelow(const QString& folder)
+{
+    QStringList names;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        names.append(QFileInfo(it.next()).fileName());
+    names.sort();
+    return names;
+}
+
+QString textOf(const QString& path)
+{
+    return QString::fromUtf8(readFile(path));
+}
+
+// The running processes that have `text` in their command line.
+QList<pid_t> processesNaming(const QString& text)
+{
+    QList<pid_t> pids;
+    const QByteArray needle = text.toUtf8();
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        const int pid = entry.toInt();
+        if (pid > 0 && readFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(needle))
+            pids.append(pid);
+    }
+    return pids;
+}
+
+bool isStopped(pid_t pid)
+{
+    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+    // The state follows the command name, which is in parentheses.
+    const qsizetype end = stat.lastIndexOf(')');
+    return end >= 0 && stat.mid(end + 2, 1) == "T";
+}
+
+// Quotes `text` for a POSIX shell.
+QString shellQuoted(QString text)
+{
+    return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QLatin1String("'\\''")) + QLatin1Char('\'');
+}
+
+} // namespace
+
+class CliConvertTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_root;
+    QString m_home;
+    std::optional<SyntheticCard::WrittenCard> m_card;
+    std::optional<SyntheticCard::WrittenCard> m_longCard;
+
+    QString preferencesFile() const { return m_home + QStringLiteral("/.config/Tolvane/Tolvane.json"); }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), m_home);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home + QStringLiteral("/.config"));
+        return environment;
+    }
+
+    // Runs the real CLI with the preferences kept in a temporary home.
+    CommandRun runCli(const QStringList& arguments, const QString& workingDirectory = QString())
+    {
+        return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments, workingDirectory, environment());
+    }
+
+    QString freshFolder(const QString& name)
+    {
+        const QString path = m_root.filePath(name);
+        QDir(path).removeRecursively();
+        return path;
+    }
+
+    // Starts converting a card of one long clip and returns once ffmpeg writes the movie.
+    void startConvertingTheLongCard(QProcess& cli, const QString& output)
+    {
+        if (!m_longCard) {
+            // Long enough that the conversion is still running when the interrupt arrives.
+            SyntheticCard::ClipSpec longClip = SyntheticCard::clip(6, 1);
+            longClip.frames = 1200;
+            m_longCard = writeCard({longClip}, m_root.filePath(QStringLiteral("long card")));
+            QVERIFY(m_longCard);
+        }
+        cli.setProcessEnvironment(environment());
+        cli.start(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("convert"), m_longCard->rootPath,
+                                                     QStringLiteral("--output-folder"), output});
+        QVERIFY(cli.waitForStarted());
+        // The hidden partial movie appears once ffmpeg is writing.
+        const auto converting = [&output] {
+            const QString folder = runFolderIn(output);
+            return !folder.isEmpty() && filesBelow(folder).contains(QStringLiteral(".001.mov.partial"));
+        };
+        while (!converting() && cli.state() == QProcess::Running)
+            cli.waitForFinished(20);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffmpeg")).isExecutable() ||
+            !QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable()) {
+            if (qEnvironmentVariable("CI") == QLatin1String("true"))
+                QFAIL("ffmpeg and ffprobe must be in /usr/local/bin on CI");
+            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
+        }
+        m_home = m_root.filePath(QStringLiteral("home"));
+        QVERIFY(QDir().mkpath(m_home));
+        m_card =
+            writeCard({shortClip(1), shortClip(2)}, m_root.filePath(awkwardName(QStringLiteral(" card"))));
+        QVERIFY(m_card);
+    }
+
+    // First: it checks the preferences file as the only writer of it.
+    void convertsACardWithOptionsThatAreNotSaved()
+    {
+        const QJsonObject stored{
+            {QStringLiteral("proResProfile"), 3},
+            {QStringLiteral("outputFolderPath"), m_root.filePath(QStringLiteral("never"))},
+            {QStringLiteral("openOutputFolderWhenFinished"), true}};
+        writeFile(preferencesFile(), QJsonDocument(stored).toJson());
+
+        // Relative paths from the card's parent: the card's name starts with a dash.
+        const QString cardName = QFileInfo(m_card->rootPath).fileName();
+        const QString outputName = awkwardName(QStringLiteral(" out"));
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), QStringLiteral("--profile"), QStringLiteral("proxy"),
+                    QStringLiteral("--output-folder=") + outputName, QStringLiteral("--"), cardName},
+                   m_root.path());
+        QCOMPARE(run.standardError, QString());
+        QCOMPARE(run.exitStatus, 0);
+
+        const QString folder = runFolderIn(m_root.filePath(outputName));
+        QVERIFY2(!folder.isEmpty(), qPrintable(run.standardOutput));
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("001.mov"), QStringLiteral("002.mov"),
+                              QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
+                              QStringLiteral("PAIRING_REPORT.txt")}));
+
+        const QStringList lines = run.standardOutput.split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 6);
+        QCOMPARE(lines.at(0), QStringLiteral("Found 2 clips — 2 with audio, all verified via CLIP XML."));
+        QVERIFY2(lines.at(1).endsWith(QLatin1String("] 0001AB: converted successfully.")),
+                 qPrintable(lines.at(1)));
+        QVERIFY2(lines.at(2).endsWith(QLatin1String("] 0002AB: converted successfully.")),
+                 qPrintable(lines.at(2)));
+        QCOMPARE(lines.at(3), QStringLiteral("All done. 2 clips converted."));
+        QCOMPARE(lines.at(4), folder);
+        QCOMPARE(lines.at(5), QString());
+
+        // The profile option reached the encoder.
+        const QString report = textOf(QDir(folder).filePath(QStringLiteral("CONVERSION_REPORT.txt")));
+        QCOMPARE(report.count(QStringLiteral("-profile:v 0")), 2);
+
+        // The overrides stayed in the run; the run itself entered history and recent folders.
+        const QJsonObject after = QJsonDocument::fromJson(readFile(preferencesFile())).object();
+        for (const QString& key : settingKeys)
+            QCOMPARE(after.value(key), stored.value(key));
+        const auto preferences = std::make_shared<QSettingsKeyValueStore>(preferencesFile());
+        const ConversionHistoryStore history(preferences);
+        QCOMPARE(history.entries().size(), 1);
+        QCOMPARE(history.entries().first().outputFolder, folder);
+        QCOMPARE(history.entries().first().converted, 2);
+        QCOMPARE(history.entries().first().cardName, cardName);
+        const RecentFoldersStore recent(preferences);
+        QCOMPARE(recent.folders(), QStringList{m_card->rootPath});
+    }
+
+    void convertsAnUnverifiedClipOnlyWhenAllowed()
+    {
+        SyntheticCard::ClipSpec withoutXml = shortClip(3);
+        withoutXml.writeXml = false;
+        const std::optional<SyntheticCard::WrittenCard> card =
+            writeCard({withoutXml}, m_root.filePath(QStringLiteral("no xml")));
+        QVERIFY(card);
+        const QString output = freshFolder(QStringLiteral("unsafe out"));
+
+        const CommandRun excluded =
+            runCli({QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(excluded.exitStatus, 1);
+        QCOMPARE(excluded.standardOutput, QString());
+        QCOMPARE(
+            excluded.standardError,
+            QStringLiteral("0 clips ready to convert — 1 clip(s) had no verified XML/UMID match. See "
+                           "\"View Pairing Details\", or enable unsafe fallback pairing in Settings.\n"));
+        QVERIFY(!QFileInfo::exists(output));
+
+        const CommandRun allowed =
+            runCli({QStringLiteral("convert"), QStringLiteral("--allow-unsafe-fallback"), card->rootPath,
+                    QStringLiteral("--output-folder"), output});
+        QCOMPARE(allowed.standardError, QString());
+        QCOMPARE(allowed.exitStatus, 0);
+        QVERIFY(allowed.standardOutput.startsWith(
+            QStringLiteral("Found 1 clip — 1 with audio. 1 used UNSAFE fallback pairing — check \"View "
+                           "Pairing Details\".\n")));
+        QVERIFY(allowed.standardOutput.contains(QStringLiteral("] 0003AB: converted successfully.\n")));
+        const QString folder = runFolderIn(output);
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+    }
+
+    void refusesAFolderWithoutVideo()
+    {
+        const QString empty = m_root.filePath(QStringLiteral("empty"));
+        QVERIFY(QDir().mkpath(empty));
+        const CommandRun run = runCli({QStringLiteral("convert"), empty});
+        QCOMPARE(run.exitStatus, 2);
+        QCOMPARE(run.standardOutput, QString());
+        QCOMPARE(run.standardError, noVideoMessage);
+    }
+
+    void reportsAnOutputFolderThatCannotBeCreated()
+    {
+        // Tests may run as root, so a regular file in the way is what stops the folder.
+        const QString blocker = m_root.filePath(awkwardName(QStringLiteral(" file")));
+        writeFile(blocker, "not a folder");
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"), blocker});
+        QCOMPARE(run.exitStatus, 2);
+        QVERIFY2(run.standardError.startsWith(QStringLiteral("Could not create output folder: ")),
+                 qPrintable(run.standardError));
+        QVERIFY(run.standardError.endsWith(QLatin1Char('\n')));
+        QCOMPARE(run.standardError.count(QLatin1Char('\n')), 1);
+        QCOMPARE(readFile(blocker), QByteArray("not a folder"));
+    }
+
+    void aFailingClipDoesNotStopTheOthers()
+    {
+        // One frame: half of the file ends inside the only frame, which ffmpeg cannot decode.
+        SyntheticCard::ClipSpec broken = shortClip(5);
+        broken.frames = 1;
+        const std::optional<SyntheticCard::WrittenCard> card =
+            writeCard({shortClip(4), broken}, m_root.filePath(QStringLiteral("broken card")));
+        QVERIFY(card);
+        QFile essence(card->clips.at(1).videoPath);
+        QVERIFY(essence.resize(essence.size() / 2));
+        const QString output = freshFolder(QStringLiteral("broken out"));
+
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(run.exitStatus, 1);
+        QVERIFY2(run.standardOutput.contains(QStringLiteral("] 0004AB: converted successfully.\n")),
+                 qPrintable(run.standardOutput));
+        QVERIFY(run.standardOutput.contains(QStringLiteral("] 0005AB: FAILED — ffmpeg exited with code ")));
+        const QString folder = runFolderIn(output);
+        QVERIFY(run.standardOutput.endsWith(
+            QStringLiteral("\nDone with 1 error. See logs in the output folder.\n%1\n").arg(folder)));
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+        QVERIFY(!QFileInfo::exists(QDir(folder).filePath(QStringLiteral("002.mov"))));
+        QVERIFY(textOf(QDir(folder).filePath(QStringLiteral("FFMPEG_ERRORS.txt")))
+                    .startsWith(QStringLiteral("0005AB: ffmpeg exited with code ")));
+        QVERIFY(QFileInfo::exists(QDir(folder).filePath(QStringLiteral("DEBUG_REPORT.txt"))));
+    }
+
+    void anInterruptCancelsLikeTheCancelButton()
+    {
+        const QString output = freshFolder(awkwardName(QStringLiteral(" cancelled")));
+        QProcess cli;
+        startConvertingTheLongCard(cli, output);
+        QCOMPARE(cli.state(), QProcess::Running);
+        QCOMPARE(::kill(static_cast<pid_t>(cli.processId()), SIGINT), 0);
+        QVERIFY(cli.waitForFinished(300000));
+        QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(cli.exitCode(), 1);
+
+        const QString standardOutput = QString::fromUtf8(cli.readAllStandardOutput());
+        const QString folder = runFolderIn(output);
+        QVERIFY2(standardOutput.contains(QStringLiteral("] 0006AB: FAILED — Cancelled\n")),
+                 qPrintable(standardOutput));
+        QVERIFY(standardOutput.endsWith(
+            QStringLiteral("\nDone with 1 error. See logs in the output folder.\n%1\n").arg(folder)));
+        QCOMPARE(textOf(QDir(folder).filePath(QStringLiteral("FFMPEG_ERRORS.txt"))),
+                 QStringLiteral("0006AB: Cancelled\n"));
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
+                              QStringLiteral("FFMPEG_ERRORS.txt"), QStringLiteral("PAIRING_REPORT.txt")}));
+    }
+
+    void aSecondInterruptEndsAtOnce()
+    {
+        const QString output = freshFolder(QStringLiteral("interrupted twice"));
+        QProcess cli;
+        startConvertingTheLongCard(cli, output);
+        QCOMPARE(cli.state(), QProcess::Running);
+        // Both arrive while the program is stopped, so neither is handled before the other
+        // is there: a Ctrl-C and a SIGTERM, since two pending SIGINTs would merge into one.
+        const auto pid = static_cast<pid_t>(cli.processId());
+        QCOMPARE(::kill(pid, SIGSTOP), 0);
+        while (!isStopped(pid))
+            QTest::qWait(10);
+        QCOMPARE(::kill(pid, SIGINT), 0);
+        QCOMPARE(::kill(pid, SIGTERM), 0);
+        QCOMPARE(::kill(pid, SIGCONT), 0);
+        QVERIFY(cli.waitForFinished(300000));
+        QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(cli.exitCode(), 130);
+        QVERIFY(!cli.readAllStandardOutput().contains("Done with"));
+        // Both interrupts came before the first could stop ffmpeg, which was left running.
+        for (QList<pid_t> left = processesNaming(output); !left.isEmpty(); left = processesNaming(output)) {
+            for (const pid_t pid : left)
+                ::kill(pid, SIGKILL);
+            QTest::qWait(10);
+        }
+    }
+
+    void showsALiveProgressLineOnATerminal()
+    {
+        const QString script = QStandardPaths::findExecutable(QStringLiteral("script"));
+        if (script.isEmpty()) {
+            if (qEnvironmentVariable("CI") == QLatin1String("true"))
+                QFAIL("script (util-linux) is needed on CI");
+            QSKIP("script (util-linux) is not installed");
+        }
+        const QString output = freshFolder(QStringLiteral("terminal out"));
+        const QString command = QStringList{shellQuoted(QStringLiteral(TOLVANE_CLI_PATH)),
+                                            QStringLiteral("convert"),
+                                            QStringLiteral("--output-folder"),
+                                            shellQuoted(output),
+                                            QStringLiteral("--"),
+                                            shellQuoted(m_card->rootPath)}
+                                    .join(QLatin1Char(' '));
+        QProcessEnvironment terminal = environment();
+        terminal.insert(QStringLiteral("SHELL"), QStringLiteral("/bin/sh"));
+        const CommandRun run = runCommand(
+            script, {QStringLiteral("-qec"), command, QStringLiteral("/dev/null")}, QString(), terminal);
+        QCOMPARE(run.exitStatus, 0);
+        const QRegularExpression progressLine(
+            QStringLiteral("\r(Converting|Cancelling…) \\d+ / 2 · \\d+% · "));
+        QVERIFY2(progressLine.match(run.standardOutput).hasMatch(), qPrintable(run.standardOutput));
+        QVERIFY(run.standardOutput.contains(QStringLiteral("All done. 2 clips converted.")));
+    }
+
+    void usageErrors_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        const auto usage = [](const QString& problem) {
+            return QStringLiteral("tolvane-cli convert: %1. Try tolvane-cli --help.\n").arg(problem);
+        };
+        const QString convert = QStringLiteral("convert");
+        const QString root = QStringLiteral("/");
+        QTest::newRow("no folder") << QStringList{convert} << usage(QStringLiteral("no card folder given"));
+        QTest::newRow("unknown option") << QStringList{convert, QStringLiteral("--fast"), root}
+                                        << usage(QStringLiteral("unknown option “--fast”"));
+        QTest::newRow("bad profile")
+            << QStringList{convert, root, QStringLiteral("--profile"), QStringLiteral("4444")}
+            << usage(QStringLiteral("unknown profile “4444”; use proxy, standard or hq"));
+        QTest::newRow("bad profile after =")
+            << QStringList{convert, root, QStringLiteral("--profile=HQ")}
+            << usage(QStringLiteral("unknown profile “HQ”; use proxy, standard or hq"));
+        QTest::newRow("profile without value")
+            << QStringList{convert, root, QStringLiteral("--profile")}
+            << usage(QStringLiteral("--profile needs proxy, standard or hq"));
+        QTest::newRow("output folder without value")
+            << QStringList{convert, root, QStringLiteral("--output-folder")}
+            << usage(QStringLiteral("--output-folder needs a folder"));
+        QTest::newRow("empty output folder") << QStringList{convert, root, QStringLiteral("--output-folder=")}
+                                             << usage(QStringLiteral("--output-folder needs a folder"));
+        QTest::newRow("two output folders")
+            << QStringList{convert, QStringLiteral("--output-folder"), QStringLiteral("/tmp/a"), root,
+                           QStringLiteral("--output-folder=/tmp/b")}
+            << usage(QStringLiteral("--output-folder given more than once"));
+        QTest::newRow("two profiles") << QStringList{convert, QStringLiteral("--profile=hq"), root,
+                                                     QStringLiteral("--profile"), QStringLiteral("hq")}
+                                      << usage(QStringLiteral("--profile given more than once"));
+        QTest::newRow("two card folders") << QStringList{convert, root, QStringLiteral("/tmp")}
+                                          << usage(QStringLiteral("one card folder at a time, not 2"));
+    }
+
+    void usageErrors()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        const CommandRun run = runCli(arguments);
+        QCOMPARE(run.exitStatus, 2);
+        QCOMPARE(run.standardOutput, QString());
+        QCOMPARE(run.standardError, message);
+    }
+
+    void helpNamesTheCommand()
+    {
+        const CommandRun run = runCli({QStringLiteral("--help")});
+        QCOMPARE(run.exitStatus, 0);
+        QVERIFY(run.standardOutput.contains(
+            QStringLiteral("convert CARD [--output-folder DIR] [--profile proxy|standard|hq]")));
+    }
+};
+
+QTEST_GUILESS_MAIN(CliConvertTest)
+#include "CliConvertTest.moc"
