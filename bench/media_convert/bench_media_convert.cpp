@@ -4,6 +4,7 @@
 //
 // Usage: bench_media_convert [rounds]   (default 3)
 
+#include "CommandRun.h"
 #include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
@@ -20,14 +21,6 @@
 namespace {
 
 QTextStream out(stdout);
-
-// Quotes for /bin/sh: everything inside single quotes is literal.
-QString shellQuoted(const QString& argument)
-{
-    QString quoted = argument;
-    quoted.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
-    return u'\'' + quoted + u'\'';
-}
 
 struct ServiceRun
 {

@@ -44,9 +44,13 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
         throw FFmpegError::binaryNotFound();
 
     // Neither query can fail the conversion: without a duration there is no
-    // progress, without a timecode the movie starts at zero.
-    const std::optional<double> duration = co_await probeDurationSeconds(videoPath);
-    const std::optional<QString> timecode = co_await sourceTimecode(videoPath);
+    // progress, without a timecode the movie starts at zero. Tasks start at
+    // once, so both probes run side by side; each costs mostly the tool's
+    // start-up, which a run otherwise pays twice per clip.
+    QCoro::Task<std::optional<double>> durationQuery = probeDurationSeconds(videoPath);
+    QCoro::Task<std::optional<QString>> timecodeQuery = sourceTimecode(videoPath);
+    const std::optional<double> duration = co_await durationQuery;
+    const std::optional<QString> timecode = co_await timecodeQuery;
 
     const QString folder = QFileInfo(outputPath).path();
     std::error_code error;

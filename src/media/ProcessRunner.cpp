@@ -1,5 +1,13 @@
 #include "media/ProcessRunner.h"
 
+#include <csignal>
+#if defined(Q_OS_LINUX)
+#include <sys/prctl.h>
+#endif
+#if defined(Q_OS_UNIX)
+#include <unistd.h>
+#endif
+
 #include <QCoroSignal>
 
 QList<QByteArray> LineSplitter::feed(const QByteArray& bytes)
@@ -28,6 +36,21 @@ ProcessRunner::ProcessRunner(QString program, QStringList arguments)
     : program_(std::move(program)), arguments_(std::move(arguments))
 {
     process_.setStandardInputFile(QProcess::nullDevice());
+#if defined(Q_OS_UNIX)
+    // A tool gets its own process group, so a Ctrl-C typed at tolvane-cli
+    // reaches tolvane-cli alone, which then cancels the way the user asked
+    // instead of racing the tool's own reaction to the signal.
+    const pid_t parent = getpid();
+    process_.setChildProcessModifier([parent] {
+        setpgid(0, 0);
+#if defined(Q_OS_LINUX)
+        // No tool outlives the program that started it, even one killed outright.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent)
+            _exit(127);
+#endif
+    });
+#endif
 }
 
 QCoro::Task<ProcessResult> ProcessRunner::query(QString program, QStringList arguments, Stream stream)

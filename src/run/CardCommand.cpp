@@ -9,6 +9,16 @@ QString usageError(const QString& command, const QString& problem)
     return QStringLiteral("tolvane-cli %1: %2. Try tolvane-cli --help.\n").arg(command, problem);
 }
 
+std::optional<QString> optionValue(const QString& name, const QStringList& arguments, qsizetype& index)
+{
+    const QString& argument = arguments.at(index);
+    if (argument == name)
+        return index + 1 < arguments.size() ? arguments.at(++index) : QString();
+    if (argument.startsWith(name + QLatin1Char('=')))
+        return argument.mid(name.size() + 1);
+    return std::nullopt;
+}
+
 std::optional<QString> parseArguments(const QString& command, const QStringList& arguments,
                                       const TakeOption& takeOption, QString& cardFolder)
 {

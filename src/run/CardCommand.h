@@ -24,6 +24,11 @@ QString usageError(const QString& command, const QString& problem);
 // consumes; gives the usage problem when the option is not understood.
 using TakeOption = std::function<std::optional<QString>(const QStringList& arguments, qsizetype& index)>;
 
+// The value of the option `name` at `index`, given as "NAME VALUE" or
+// "NAME=VALUE", moving `index` past it; an empty text when the value is
+// missing, and nothing when the argument is not that option.
+std::optional<QString> optionValue(const QString& name, const QStringList& arguments, qsizetype& index);
+
 // Finds the one card folder among `arguments` and hands every option before
 // "--" to `takeOption`, so a folder whose name starts with a dash can follow
 // "--". Gives the usage error to show, or nothing with `cardFolder` set.

@@ -45,19 +45,6 @@ std::optional<ProResProfile> profileNamed(const QString& name)
     return std::nullopt;
 }
 
-// The value of the option `name` at `index`, given as "NAME VALUE" or
-// "NAME=VALUE", moving `index` past it; an empty text when the value is
-// missing, and nothing when the argument is not that option.
-std::optional<QString> optionValue(const QString& name, const QStringList& arguments, qsizetype& index)
-{
-    const QString& argument = arguments.at(index);
-    if (argument == name)
-        return index + 1 < arguments.size() ? arguments.at(++index) : QString();
-    if (argument.startsWith(name + QLatin1Char('=')))
-        return argument.mid(name.size() + 1);
-    return std::nullopt;
-}
-
 // The settings that the options override for this run only.
 struct Options
 {
@@ -71,7 +58,8 @@ struct Options
             allowUnsafeFallback = true;
             return std::nullopt;
         }
-        if (const std::optional<QString> folder = optionValue(outputFolderOption, arguments, index)) {
+        if (const std::optional<QString> folder =
+                CardCommand::optionValue(outputFolderOption, arguments, index)) {
             if (outputFolder)
                 return QStringLiteral("--output-folder given more than once");
             if (folder->isEmpty())
@@ -79,7 +67,7 @@ struct Options
             outputFolder = QFileInfo(*folder).absoluteFilePath();
             return std::nullopt;
         }
-        if (const std::optional<QString> name = optionValue(profileOption, arguments, index)) {
+        if (const std::optional<QString> name = CardCommand::optionValue(profileOption, arguments, index)) {
             if (profile)
                 return QStringLiteral("--profile given more than once");
             if (name->isEmpty())

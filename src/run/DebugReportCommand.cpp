@@ -29,16 +29,13 @@ struct OutputOption
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
-        const QString& argument = arguments.at(index);
-        if (argument != outputOption && !argument.startsWith(outputOption + QLatin1Char('=')))
-            return QStringLiteral("unknown option “%1”").arg(argument);
+        const std::optional<QString> value = CardCommand::optionValue(outputOption, arguments, index);
+        if (!value)
+            return QStringLiteral("unknown option “%1”").arg(arguments.at(index));
         if (given)
             return QStringLiteral("--output given more than once");
         given = true;
-        if (argument == outputOption)
-            file = index + 1 < arguments.size() ? arguments.at(++index) : QString();
-        else
-            file = argument.mid(outputOption.size() + 1);
+        file = *value;
         if (file.isEmpty())
             return QStringLiteral("--output needs a file");
         return std::nullopt;

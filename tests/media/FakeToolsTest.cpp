@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QTest>
 #include <thread>
+#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -544,6 +545,22 @@ private slots:
             ProcessRunner::query(work_->filePath("no such tool"), {}, ProcessRunner::Stream::standardOutput));
         QCOMPARE(unstarted.ending, ProcessResult::Ending::failedToStart);
         QVERIFY(!unstarted.errorString.isEmpty());
+    }
+
+    void toolRunsInItsOwnProcessGroup()
+    {
+        // Fields 4 and 5 of /proc/PID/stat are the parent and the process
+        // group; the shell's own name holds no space.
+        const ProcessResult stat = QCoro::waitFor(ProcessRunner::query(
+            QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("cat /proc/$$/stat")},
+            ProcessRunner::Stream::standardOutput));
+        QVERIFY(stat.succeeded());
+        const QList<QByteArray> fields = stat.standardOutput.split(' ');
+        QVERIFY(fields.size() > 5);
+        QCOMPARE(fields.at(3).toLongLong(), qint64(QCoreApplication::applicationPid()));
+        // A group of its own, led by itself: a Ctrl-C at the terminal does not reach it.
+        QCOMPARE(fields.at(4), fields.at(0));
+        QVERIFY(fields.at(4).toLongLong() != qint64(getpgrp()));
     }
 };
 

@@ -105,12 +105,6 @@ bool isStopped(pid_t pid)
     return end >= 0 && stat.mid(end + 2, 1) == "T";
 }
 
-// Quotes `text` for a POSIX shell.
-QString shellQuoted(QString text)
-{
-    return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QLatin1String("'\\''")) + QLatin1Char('\'');
-}
-
 } // namespace
 
 class CliConvertTest : public QObject

@@ -1,3 +1,4 @@
+#include "DriverSession.h"
 #include "media/FFmpegService.h"
 #include "run/ConversionViewModel.h"
 #include "run/LogWriter.h"
@@ -188,11 +189,12 @@ class ConversionRunTest : public QObject
     // One verified clip with audio, under a folder name that trips up naive quoting.
     QString smallCard_;
 
-    std::shared_ptr<ScriptedDesktop> desktop_;
-    std::unique_ptr<SettingsStore> settings_;
-    std::unique_ptr<RecentFoldersStore> recent_;
-    std::unique_ptr<ConversionHistoryStore> history_;
-    std::unique_ptr<ConversionViewModel> driver_;
+    DriverSession session_;
+    std::shared_ptr<ScriptedDesktop>& desktop_ = session_.desktop;
+    std::unique_ptr<SettingsStore>& settings_ = session_.settings;
+    std::unique_ptr<RecentFoldersStore>& recent_ = session_.recent;
+    std::unique_ptr<ConversionHistoryStore>& history_ = session_.history;
+    std::unique_ptr<ConversionViewModel>& driver_ = session_.driver;
 
     SyntheticCard::WrittenCard writeCard(const QString& name, std::vector<SyntheticCard::ClipSpec> clips)
     {
@@ -230,15 +232,6 @@ class ConversionRunTest : public QObject
         return started && waitUntilRunWritten(debugTick);
     }
 
-    // Lets every worker and the event loop run until nothing is left to deliver.
-    static void drainBackgroundWork()
-    {
-        for (int round = 0; round < 3; ++round) {
-            QThreadPool::globalInstance()->waitForDone();
-            QCoreApplication::processEvents();
-        }
-    }
-
 private slots:
     void initTestCase()
     {
@@ -259,28 +252,16 @@ private slots:
     void init()
     {
         FFmpegService::setToolDirectoriesForTesting({tools_->path()});
-        desktop_ = std::make_shared<ScriptedDesktop>();
-        settings_ = std::make_unique<SettingsStore>(std::make_shared<MemoryKeyValueStore>(), desktop_);
+        session_.open();
         settings_->setOutputFolderPath(
             work_->filePath(QStringLiteral("out-") + QString::fromLatin1(QTest::currentTestFunction())));
         settings_->setProResProfile(ProResProfile::proxy);
         settings_->setOpenOutputFolderWhenFinished(false);
         settings_->setSkipExistingFiles(true);
         settings_->setPrefixExportsWithOrderNumber(true);
-        recent_ = std::make_unique<RecentFoldersStore>(std::make_shared<MemoryKeyValueStore>());
-        history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
-        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
     }
 
-    void cleanup()
-    {
-        driver_.reset();
-        drainBackgroundWork();
-        history_.reset();
-        recent_.reset();
-        settings_.reset();
-        desktop_.reset();
-    }
+    void cleanup() { session_.close(); }
 
     // --- Progress, estimate and summary rules ---
 

@@ -1,6 +1,7 @@
 #include "run/ConversionViewModel.h"
 
 #include "card/PairingReport.h"
+#include "DriverSession.h"
 #include "media/FFmpegService.h"
 #include "ScriptedDesktop.h"
 #include "store/ConversionHistoryStore.h"
@@ -69,11 +70,12 @@ class ConversionViewModelTest : public QObject
     QString mixedCard_;
     QString emptyFolder_;
 
-    std::shared_ptr<ScriptedDesktop> desktop_;
-    std::unique_ptr<SettingsStore> settings_;
-    std::unique_ptr<RecentFoldersStore> recent_;
-    std::unique_ptr<ConversionHistoryStore> history_;
-    std::unique_ptr<ConversionViewModel> driver_;
+    DriverSession session_;
+    std::shared_ptr<ScriptedDesktop>& desktop_ = session_.desktop;
+    std::unique_ptr<SettingsStore>& settings_ = session_.settings;
+    std::unique_ptr<RecentFoldersStore>& recent_ = session_.recent;
+    std::unique_ptr<ConversionHistoryStore>& history_ = session_.history;
+    std::unique_ptr<ConversionViewModel>& driver_ = session_.driver;
 
     QString writeCard(const QString& name, std::vector<SyntheticCard::ClipSpec> clips)
     {
@@ -94,15 +96,6 @@ class ConversionViewModelTest : public QObject
         return waitUntilScanned();
     }
 
-    // Lets every worker and the event loop run until nothing is left to deliver.
-    static void drainBackgroundWork()
-    {
-        for (int round = 0; round < 3; ++round) {
-            QThreadPool::globalInstance()->waitForDone();
-            QCoreApplication::processEvents();
-        }
-    }
-
 private slots:
     void initTestCase()
     {
@@ -120,24 +113,9 @@ private slots:
 
     void cleanupTestCase() { tools_.reset(); }
 
-    void init()
-    {
-        desktop_ = std::make_shared<ScriptedDesktop>();
-        settings_ = std::make_unique<SettingsStore>(std::make_shared<MemoryKeyValueStore>(), desktop_);
-        recent_ = std::make_unique<RecentFoldersStore>(std::make_shared<MemoryKeyValueStore>());
-        history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
-        driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
-    }
+    void init() { session_.open(); }
 
-    void cleanup()
-    {
-        driver_.reset();
-        drainBackgroundWork();
-        history_.reset();
-        recent_.reset();
-        settings_.reset();
-        desktop_.reset();
-    }
+    void cleanup() { session_.close(); }
 
     void startsIdleAndReady()
     {

@@ -1,1 +1,1 @@
-tolvane_add_test(tst_run_conversion ConversionRunTest.cpp)
+tolvane_add_test(tst_run_conversion ConversionRunTest.cpp DriverSession.cpp)

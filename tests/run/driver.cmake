@@ -1,1 +1,1 @@
-tolvane_add_test(tst_run_driver ConversionViewModelTest.cpp)
+tolvane_add_test(tst_run_driver ConversionViewModelTest.cpp DriverSession.cpp)

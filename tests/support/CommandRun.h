@@ -17,3 +17,6 @@ struct CommandRun
 CommandRun runCommand(const QString& program, const QStringList& arguments,
                       const QString& workingDirectory = QString(),
                       const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+
+// `text` as one word for /bin/sh: inside single quotes everything is literal.
+QString shellQuoted(const QString& text);
