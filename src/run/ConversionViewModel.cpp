@@ -245,7 +245,7 @@ void ConversionViewModel::start()
         return;
     setFFmpegAvailable(FFmpegService::recheckAvailability());
     if (!m_ffmpegAvailable) {
-        setStatusMessage(QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+        setStatusMessage(ffmpegMissingMessage());
         return;
     }
 
@@ -438,6 +438,11 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
     summary.excludedByPairing = excludedByPairing;
     summary.outputFolder = outputFolder;
     return summary;
+}
+
+QString ConversionViewModel::ffmpegMissingMessage()
+{
+    return QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg");
 }
 
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)

@@ -145,6 +145,8 @@ public:
     // chooses; a request while one is being built is ignored.
     Q_INVOKABLE void exportDebugReportOnly();
 
+    // The status line when a run cannot start because ffmpeg is missing.
+    static QString ffmpegMissingMessage();
     // The status sentence that ends a run.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,

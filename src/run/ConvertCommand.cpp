@@ -1,6 +1,5 @@
 #include "run/ConvertCommand.h"
 
-#include "media/FFmpegError.h"
 #include "media/ProResProfile.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
@@ -302,7 +301,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
         co_return Outcome{usageOrCannotRun, QString(), *noVideo + QLatin1Char('\n')};
     if (!driver.ffmpegAvailable())
         co_return Outcome{usageOrCannotRun, QString(),
-                          FFmpegError::binaryNotFound().description() + QLatin1Char('\n')};
+                          ConversionViewModel::ffmpegMissingMessage() + QLatin1Char('\n')};
     if (driver.clips().isEmpty())
         co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
     console.printLine(driver.statusMessage());
