@@ -439,10 +439,7 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, message);
-        const CommandRun run = runCli(arguments);
-        QCOMPARE(run.exitStatus, 2);
-        QCOMPARE(run.standardOutput, QString());
-        QCOMPARE(run.standardError, message);
+        QCOMPARE(runCli(arguments), (CommandRun{2, QString(), message}));
     }
 
     void helpNamesTheCommand()

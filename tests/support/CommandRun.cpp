@@ -21,3 +21,12 @@ QString shellQuoted(const QString& text)
     quoted.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
     return QLatin1Char('\'') + quoted + QLatin1Char('\'');
 }
+
+char* toString(const CommandRun& run)
+{
+    return qstrdup(QStringLiteral("exit %1, standard output “%2”, standard error “%3”")
+                       .arg(run.exitStatus)
+                       .arg(run.standardOutput, run.standardError)
+                       .toUtf8()
+                       .constData());
+}

@@ -11,7 +11,12 @@ struct CommandRun
     int exitStatus = -1;
     QString standardOutput;
     QString standardError;
+
+    bool operator==(const CommandRun&) const = default;
 };
+
+// How a run is shown when a test's comparison of two runs fails.
+char* toString(const CommandRun& run);
 
 // Runs `program` to its end, as a user would from a terminal.
 CommandRun runCommand(const QString& program, const QStringList& arguments,
