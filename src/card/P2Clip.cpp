@@ -3,6 +3,7 @@
 #include "run/ExportFilename.h"
 
 #include <array>
+#include <QFileInfo>
 
 namespace {
 
@@ -15,6 +16,11 @@ constexpr std::array allPairingMethods{
 };
 
 } // namespace
+
+QString P2Clip::videoName() const
+{
+    return QFileInfo(videoURL).completeBaseName();
+}
 
 QString P2Clip::outputFilename(bool prefixWithOrderNumber) const
 {

@@ -38,6 +38,9 @@ struct P2Clip
     // 1-based position in shooting order.
     std::optional<int> exportOrderNumber;
 
+    // The video file's name without its extension: how every report and log
+    // names the clip.
+    QString videoName() const;
     // The movie's file name: the ordered name when asked for and known,
     // otherwise the video file's name with ".mov" in place of its extension.
     QString outputFilename(bool prefixWithOrderNumber) const;

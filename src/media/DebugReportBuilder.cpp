@@ -203,7 +203,7 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
 {
     const QString unknown = QStringLiteral("unknown");
     const QString outputFilename = clip.outputFilename(prefixExportsWithOrderNumber);
-    QStringList lines{dashRule, QStringLiteral("CLIP: ") + QFileInfo(clip.videoURL).completeBaseName()};
+    QStringList lines{dashRule, QStringLiteral("CLIP: ") + clip.videoName()};
     if (clip.exportOrderNumber)
         lines.append(QStringLiteral("Final export order number: ") +
                      QString::asprintf("%03d", *clip.exportOrderNumber));

@@ -1,7 +1,5 @@
 #include "run/ConversionJob.h"
 
-#include <QFileInfo>
-
 ConversionJob::ConversionJob(P2Clip clip, QString outputURL)
     : clip_(std::move(clip)), outputURL_(std::move(outputURL))
 {
@@ -9,7 +7,7 @@ ConversionJob::ConversionJob(P2Clip clip, QString outputURL)
 
 QString ConversionJob::clipName() const
 {
-    return QFileInfo(clip_.videoURL).completeBaseName();
+    return clip_.videoName();
 }
 
 void ConversionJob::setStatus(ClipStatus status)

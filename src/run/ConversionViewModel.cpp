@@ -61,11 +61,6 @@ constexpr int elapsedIntervalMs = 250;
 // Below this share of the run the time estimate would swing wildly.
 constexpr double estimateThreshold = 0.01;
 
-QString clipDisplayName(const P2Clip& clip)
-{
-    return QFileInfo(clip.videoURL).completeBaseName();
-}
-
 // A failure reason on one line, as the status line shows it.
 QString oneLine(QString text)
 {
@@ -354,7 +349,7 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
 {
     update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
     recomputeOverallProgress();
-    const QString clipName = clipDisplayName(outcome.clip);
+    const QString clipName = outcome.clip.videoName();
     switch (outcome.status.kind) {
     case ClipStatus::Kind::failed:
         m_conversionReportLines.append(LogWriter::failedReportLine(clipName, outcome.status.message));

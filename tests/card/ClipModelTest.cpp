@@ -179,6 +179,27 @@ private slots:
         QCOMPARE(clip.outputFilename(prefix), expected);
     }
 
+    void videoName_data()
+    {
+        QTest::addColumn<QString>("videoURL");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("camera name") << "/c/VIDEO/0001AB.MXF"
+                                     << "0001AB";
+        QTest::newRow("only the last extension goes") << "/c/VIDEO/take.one.MXF"
+                                                      << "take.one";
+        QTest::newRow("no extension") << "/c/VIDEO/0001AB"
+                                      << "0001AB";
+    }
+
+    void videoName()
+    {
+        QFETCH(QString, videoURL);
+        QFETCH(QString, expected);
+        P2Clip clip;
+        clip.videoURL = videoURL;
+        QCOMPARE(clip.videoName(), expected);
+    }
+
     void orderedBasename_data()
     {
         QTest::addColumn<int>("orderNumber");
