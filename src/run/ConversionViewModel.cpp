@@ -501,7 +501,7 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
                      &ConversionViewModel::debugReportGenerationTickChanged);
 }
 
-void ConversionViewModel::revealOutputFolderInFinder()
+void ConversionViewModel::revealOutputFolder()
 {
     if (m_outputFolderURL)
         m_desktop->revealInFileManager({*m_outputFolderURL});

@@ -135,7 +135,7 @@ public:
     // its summary, logs and history entry. Only while converting.
     Q_INVOKABLE void cancel();
     // Shows the last run's output folder in the file manager.
-    Q_INVOKABLE void revealOutputFolderInFinder();
+    Q_INVOKABLE void revealOutputFolder();
     // Shows the folder that holds the newest logs: this session's run folder,
     // otherwise the one of the latest run in the history.
     Q_INVOKABLE void revealMostRecentLogsFolder();

@@ -1,4 +1,4 @@
-#include "run/AppInfo.h"
+#include "base/AppInfo.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/ScanCommand.h"

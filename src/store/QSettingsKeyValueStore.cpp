@@ -1,6 +1,6 @@
 #include "store/QSettingsKeyValueStore.h"
 
-#include "run/AppInfo.h"
+#include "base/AppInfo.h"
 
 #include <QDir>
 #include <QFileInfo>

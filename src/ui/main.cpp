@@ -1,4 +1,4 @@
-#include "run/AppInfo.h"
+#include "base/AppInfo.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>

@@ -551,7 +551,7 @@ private slots:
 
     void revealMostRecentLogsFolderWithoutAnyRun()
     {
-        driver_->revealOutputFolderInFinder();
+        driver_->revealOutputFolder();
         QVERIFY(desktop_->revealed.isEmpty());
         driver_->revealMostRecentLogsFolder();
         QVERIFY(desktop_->revealed.isEmpty());
@@ -563,7 +563,7 @@ private slots:
         history_->record(QStringLiteral("CARD"), earlier, 1, 0, 0, 0);
         driver_->revealMostRecentLogsFolder();
         QCOMPARE(desktop_->revealed, QList<QStringList>({{earlier}}));
-        driver_->revealOutputFolderInFinder();
+        driver_->revealOutputFolder();
         QCOMPARE(desktop_->revealed.size(), 1);
     }
 
@@ -815,7 +815,7 @@ private slots:
 
         // The folder opens only when asked for.
         QVERIFY(desktop_->revealed.isEmpty());
-        driver_->revealOutputFolderInFinder();
+        driver_->revealOutputFolder();
         driver_->revealMostRecentLogsFolder();
         QCOMPARE(desktop_->revealed, QList<QStringList>({{folder}, {folder}}));
     }
