@@ -15,10 +15,17 @@ extern const QSet<QString> audioExtensions;
 extern const QSet<QString> xmlExtensions;
 
 // Accepts a card root or its CONTENTS folder alike. Never fails: a folder that
-// cannot be read or holds no card gives absent folders and empty lists.
+// holds no card gives absent folders and empty lists, and what could not be
+// read is listed in `unreadable`.
 P2CardStructure scan(const QString& rootURL);
 
 // What the user is told when a scan found no video essence to convert.
 QString noVideoMessage();
+// The same for `structure`: when part of it could not be read, that is said
+// instead, naming each folder or file with the system's reason.
+QString noVideoMessage(const P2CardStructure& structure);
+
+// "“PATH” cannot be read: REASON."
+QString unreadableSentence(const FileSystemUtilities::Unreadable& entry);
 
 } // namespace P2Scanner

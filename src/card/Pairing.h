@@ -31,6 +31,8 @@ QString normalizedUMID(const QString& umid);
 // `concurrency` (1 to 8) ffprobe processes at once. Files without one are
 // absent from the map.
 QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency);
+// The same, adding to `timedOut` each file whose probe ran out of time.
+QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, QStringList& timedOut);
 
 // Pairs each video with its audio only where the clip's CLIP XML and the UMIDs
 // of the essence files agree. Unverifiable videos are excluded, or, when
