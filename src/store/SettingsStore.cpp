@@ -1,5 +1,6 @@
 #include "store/SettingsStore.h"
 
+#include <cmath>
 #include <limits>
 #include <QPointer>
 
@@ -146,7 +147,22 @@ void SettingsStore::setFlag(bool& field, bool value, void (SettingsStore::*chang
 
 double SettingsStore::effectiveAudioOffsetSeconds() const
 {
-    return m_audioSyncMode == AudioSyncMode::manual ? m_audioOffsetSeconds : 0.0;
+    if (m_audioSyncMode != AudioSyncMode::manual || audioOffsetWarning())
+        return 0.0;
+    return m_audioOffsetSeconds;
+}
+
+std::optional<QString> SettingsStore::audioOffsetWarning() const
+{
+    // A hand-edited or damaged preferences file must not shift every clip's
+    // audio by minutes, or hand ffmpeg "nan".
+    if (m_audioSyncMode != AudioSyncMode::manual ||
+        (std::isfinite(m_audioOffsetSeconds) && std::abs(m_audioOffsetSeconds) <= maximumAudioOffsetSeconds))
+        return std::nullopt;
+    return QStringLiteral(
+               "The stored audio offset (%1 s) is not a number within ±%2 s, so no offset is used.")
+        .arg(m_audioOffsetSeconds)
+        .arg(maximumAudioOffsetSeconds);
 }
 
 void SettingsStore::resetToDefaults()

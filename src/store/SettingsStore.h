@@ -6,6 +6,7 @@
 #include "store/KeyValueStore.h"
 
 #include <memory>
+#include <optional>
 #include <QCoro/QCoroTask>
 #include <QObject>
 #include <QString>
@@ -64,8 +65,13 @@ public:
     void setSkipExistingFiles(bool skip);
 
     // The audio shift a conversion receives: the user's offset in manual mode,
-    // exactly 0 in auto mode whatever the stored offset.
+    // exactly 0 in auto mode whatever the stored offset, and 0 when the stored
+    // offset is not finite or lies beyond ±maximumAudioOffsetSeconds.
     double effectiveAudioOffsetSeconds() const;
+    static constexpr double maximumAudioOffsetSeconds = 60;
+    // In manual mode with a stored offset that is not used for that reason,
+    // the sentence that says so.
+    std::optional<QString> audioOffsetWarning() const;
 
     // Every property back to its default, through the setters. History, recent
     // folders and the migration mark are left alone.
