@@ -55,6 +55,16 @@ QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
         .arg(withAudio);
 }
 
+// What of the card could not be read, after the card summary: nothing that
+// could not be read may pass for a card without it.
+QString unreadableStatus(const P2CardStructure& structure)
+{
+    QString status;
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        status += QLatin1Char(' ') + P2Scanner::unreadableSentence(entry);
+    return status;
+}
+
 // The elapsed time is refreshed this often while a run is under way.
 constexpr int elapsedIntervalMs = 250;
 
@@ -193,7 +203,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
 
     if (structure.videoFiles.isEmpty()) {
-        update(m_scanErrorMessage, std::optional(P2Scanner::noVideoMessage()),
+        update(m_scanErrorMessage, std::optional(P2Scanner::noVideoMessage(structure)),
                &ConversionViewModel::scanErrorMessageChanged);
         setPhase(Phase::idle);
         setStatusMessage(readyMessage);
@@ -205,7 +215,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     setPhase(Phase::scanned);
-    setStatusMessage(scannedStatus(m_clips, m_excludedClipCount));
+    setStatusMessage(scannedStatus(m_clips, m_excludedClipCount) + unreadableStatus(structure));
 }
 
 void ConversionViewModel::verifyCurrentCard()
@@ -250,19 +260,29 @@ void ConversionViewModel::start()
             OutputFolderNamer::availableURL(QDir::cleanPath(m_settings.outputFolderPath()), name);
     }
     const QString folder = *m_currentRunOutputFolder;
+    // A card is only ever read: movies and reports written into it could
+    // fill it or be taken for its own files by the camera.
+    if (m_cardStructure && FileSystemUtilities::isWithin(folder, m_cardStructure->rootURL)) {
+        setStatusMessage(outputInsideCardMessage(folder));
+        m_currentRunOutputFolder.reset();
+        return;
+    }
     if (const std::optional<QString> failure = FileSystemUtilities::createDirectories(folder)) {
         setStatusMessage(QStringLiteral("Could not create output folder: %1").arg(oneLine(*failure)));
         return;
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
+    // An interrupted run of this folder may have left gigabytes of half a movie.
+    FFmpegService::removeStaleTemporaries(folder);
 
     const bool prefixWithOrderNumber = m_settings.prefixExportsWithOrderNumber();
+    QStringList baseNames;
+    for (const P2Clip& clip : std::as_const(m_clips))
+        baseNames.append(clip.outputFilename(prefixWithOrderNumber));
+    const QStringList outputs = ExportFilename::uniqueOutputURLs(baseNames, folder);
     QList<std::shared_ptr<ConversionJob>> jobs;
-    for (const P2Clip& clip : std::as_const(m_clips)) {
-        const QString output =
-            ExportFilename::uniqueOutputURL(clip.outputFilename(prefixWithOrderNumber), folder);
-        jobs.append(std::make_shared<ConversionJob>(clip, output));
-    }
+    for (qsizetype i = 0; i < m_clips.size(); ++i)
+        jobs.append(std::make_shared<ConversionJob>(m_clips.at(i), outputs.at(i)));
     update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
@@ -270,9 +290,12 @@ void ConversionViewModel::start()
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
     m_ffmpegErrorLines.clear();
+    m_reportWriteFailures.clear();
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setPhase(Phase::converting);
-    setStatusMessage(QStringLiteral("Converting…"));
+    const std::optional<QString> offsetWarning = m_settings.audioOffsetWarning();
+    setStatusMessage(QStringLiteral("Converting…") +
+                     (offsetWarning ? QLatin1Char(' ') + *offsetWarning : QString()));
 
     m_startClock.emplace();
     m_startClock->start();
@@ -440,6 +463,13 @@ QString ConversionViewModel::ffmpegMissingMessage()
     return QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg");
 }
 
+QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
+{
+    return QStringLiteral("The output folder “%1” is inside the card. Choose a folder outside the card: "
+                          "nothing is ever written to a card.")
+        .arg(folder);
+}
+
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
 {
     if (summary.failed >= 1)
@@ -467,7 +497,8 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
 
-    LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder);
+    addReportWriteFailures(
+        LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
@@ -494,11 +525,24 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
     // would destroy the lambda's captured texts twice.
-    QFuture<void> written = QtConcurrent::run([report, path] { LogWriter::writeText(report, path); });
-    co_await written;
+    QFuture<std::optional<QString>> written =
+        QtConcurrent::run([report, path] { return LogWriter::writeText(report, path); });
+    const std::optional<QString> failure = co_await written;
+    // A later run has a status line of its own.
+    if (self && failure && self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
+        self->addReportWriteFailures({LogWriter::writeFailure(LogWriter::debugReportFilename, *failure)});
     if (self)
         self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
                      &ConversionViewModel::debugReportGenerationTickChanged);
+}
+
+void ConversionViewModel::addReportWriteFailures(const QStringList& failures)
+{
+    if (failures.isEmpty() || !m_summary)
+        return;
+    m_reportWriteFailures.append(failures);
+    setStatusMessage(LogWriter::writeFailuresSentence(m_reportWriteFailures) + QLatin1Char(' ') +
+                     summarySentence(*m_summary));
 }
 
 void ConversionViewModel::revealOutputFolder()

@@ -48,13 +48,17 @@ QCoro::Task<Outcome> run(QStringList arguments)
 
     const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
-        co_return Outcome{usageOrNoVideo, QString(), P2Scanner::noVideoMessage() + QLatin1Char('\n')};
+        co_return Outcome{usageOrNoVideo, QString(),
+                          P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};
 
     const P2MetadataParser::PairingResult pairing =
         co_await P2MetadataParser::pairClips(structure, allowUnsafeFallback);
+    QString unreadable;
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        unreadable += P2Scanner::unreadableSentence(entry) + QLatin1Char('\n');
     co_return Outcome{pairing.clips.isEmpty() ? noClipWouldConvert : someClipsWouldConvert,
                       PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n'),
-                      QString()};
+                      unreadable};
 }
 
 } // namespace ScanCommand

@@ -16,7 +16,7 @@ namespace {
 
 const QString umidText = QStringLiteral("0x060A2B340101010501010D4313000000");
 const QString outputCommandHq = QStringLiteral(
-    "/usr/local/bin/ffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF -itsoffset 0.5 -i "
+    "/usr/local/bin/ffmpeg -hide_banner -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF -itsoffset 0.5 -i "
     "/card/CONTENTS/AUDIO/0001AB00.MXF -itsoffset 0.5 -i /card/CONTENTS/AUDIO/0001AB01.MXF -map "
     "0:v:0 -map 1:a:0 -map 2:a:0 -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 "
     "-c:a pcm_s24le -timecode 01:00:00:00 -progress pipe:1 -nostats -f mov "
@@ -313,11 +313,11 @@ private slots:
         QVERIFY(lines.contains(QStringLiteral("Recording date/time: unknown")));
         QVERIFY(lines.contains(QStringLiteral("Start timecode: unknown")));
         QVERIFY(lines.contains(QStringLiteral("Sort key used: not resolved")));
-        QCOMPARE(
-            commandOf(block),
-            QStringLiteral("/usr/local/bin/ffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0002AB.MXF -map 0:v:0 "
-                           "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 -timecode "
-                           "00:00:00:00 -progress pipe:1 -nostats -f mov <OUTPUT_FOLDER>/0002AB.mov"));
+        QCOMPARE(commandOf(block),
+                 QStringLiteral("/usr/local/bin/ffmpeg -hide_banner -y -nostdin -i "
+                                "/card/CONTENTS/VIDEO/0002AB.MXF -map 0:v:0 "
+                                "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 -timecode "
+                                "00:00:00:00 -progress pipe:1 -nostats -f mov <OUTPUT_FOLDER>/0002AB.mov"));
         QVERIFY(!commandOf(block).contains(QStringLiteral("-c:a")));
         QVERIFY(!commandOf(block).contains(QStringLiteral(":a:0")));
     }
@@ -327,7 +327,7 @@ private slots:
         Facts facts = handMadeFacts();
         facts.ffmpegPath.reset();
         const QString command = commandOf(blockFromFacts(verifiedClip(), facts));
-        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -y -nostdin -i ")));
+        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -hide_banner -y -nostdin -i ")));
         QCOMPARE(command, QString(outputCommandHq)
                               .replace(QStringLiteral("/usr/local/bin/ffmpeg"), QStringLiteral("ffmpeg")));
     }
@@ -358,7 +358,8 @@ private slots:
         clip.videoURL = QStringLiteral("/my card/VIDEO/0002AB.MXF");
         Facts facts;
         const QString command = commandOf(blockFromFacts(clip, facts));
-        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -y -nostdin -i \"/my card/VIDEO/0002AB.MXF\" ")));
+        QVERIFY(command.startsWith(
+            QStringLiteral("ffmpeg -hide_banner -y -nostdin -i '/my card/VIDEO/0002AB.MXF' ")));
     }
 
     void renderedReport()
@@ -467,7 +468,8 @@ private slots:
         }
         QCOMPARE(lines.count(QStringLiteral("  Streams:")), 3);
         QVERIFY(!report.contains(QStringLiteral("\n    #")));
-        QVERIFY(report.contains(QStringLiteral("\nffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF ")));
+        QVERIFY(report.contains(
+            QStringLiteral("\nffmpeg -hide_banner -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF ")));
         QVERIFY(report.contains(QStringLiteral(" -timecode 00:00:00:00 ")));
     }
 
@@ -481,7 +483,7 @@ private slots:
                                                "  UMID (material_package_umid): unknown\n"
                                                "  Streams:\n  Format metadata:\n")));
         QVERIFY(report.contains(u'\n' + tools.toolPath(QStringLiteral("ffmpeg")) +
-                                QStringLiteral(" -y -nostdin ")));
+                                QStringLiteral(" -hide_banner -y -nostdin ")));
     }
 
     void realToolsOnASyntheticCard()
