@@ -40,7 +40,9 @@ namespace {
 // Suspends a coroutine until `process` changes state. QProcess declares
 // stateChanged with a private tag argument that qCoro's signal awaiter would
 // bind a reference to although Qt never passes one; this awaiter takes no
-// argument of the signal at all.
+// argument of the signal at all. The coroutine resumes from the event loop,
+// not inside the signal: a failed start emits errorOccurred after the state
+// change, and a coroutine resumed at once could free the process first.
 class StateChange
 {
 public:
@@ -51,10 +53,9 @@ public:
     void await_suspend(std::coroutine_handle<> waiting)
     {
         connection_ = QObject::connect(&process_, &QProcess::stateChanged, &process_,
-                                       [connection = &connection_, waiting] {
-                                           const std::coroutine_handle<> resumed = waiting;
+                                       [connection = &connection_, process = &process_, waiting] {
                                            QObject::disconnect(*connection);
-                                           resumed.resume();
+                                           QTimer::singleShot(0, process, [waiting] { waiting.resume(); });
                                        });
     }
 

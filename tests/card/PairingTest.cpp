@@ -596,7 +596,7 @@ private slots:
         QVERIFY(QFile::setPermissions(probe, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         ToolFolder tools(probe);
         QVERIFY(tools.ready());
-        for (const QString name : {QStringLiteral("VIDEO/0001AB.MXF"), QStringLiteral("VIDEO/0002AB.MXF"),
+        for (const QString& name : {QStringLiteral("VIDEO/0001AB.MXF"), QStringLiteral("VIDEO/0002AB.MXF"),
                                    QStringLiteral("AUDIO/0002AB00.MXF")})
             QVERIFY(writeFile(root + QStringLiteral("/CARD/") + name, {}));
 

@@ -548,7 +548,7 @@ private slots:
         const QStringList audio = audioFiles(1);
         QCOMPARE(
             FFmpegService::buildArguments(video, audio, offset, ProResProfile::standard, std::nullopt, output)
-                .mid(4, offsetArguments.size() + 2),
+                .mid(5, offsetArguments.size() + 2),
             (offsetArguments + QStringList{"-i", audio[0]}));
     }
 
