@@ -279,8 +279,12 @@ private slots:
         // The two probes run side by side, so they may be recorded in either order.
         QList<QStringList> probes = tools_->runs("ffprobe");
         std::sort(probes.begin(), probes.end());
+        // Then the movie's frames are counted against the source's duration.
         QList<QStringList> expectedProbes{singleValueArguments("format=duration", video_),
-                                          singleValueArguments("format_tags=timecode", video_)};
+                                          singleValueArguments("format_tags=timecode", video_),
+                                          {"-hide_banner", "-v", "error", "-select_streams", "v:0",
+                                           "-show_entries", "stream=nb_frames,avg_frame_rate", "-of",
+                                           "default=noprint_wrappers=1", output_}};
         std::sort(expectedProbes.begin(), expectedProbes.end());
         QCOMPARE(probes, expectedProbes);
         QCOMPARE(readFile(output_), QByteArray("movie"));
@@ -407,9 +411,8 @@ private slots:
         const qint64 grown = peakResidentKB() - before;
         QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
         const QString tail = FFmpegError::processFailed(1, {}).description();
-        QCOMPARE(outcome.message.size(), tail.size() + 8000);
-        QVERIFY(outcome.message.endsWith(QStringLiteral("\nthe last words\n")));
-        QVERIFY(outcome.message.contains(QStringLiteral("bitrate=N/A speed=0x flood\n")));
+        // The statistics lines say nothing of the cause; the last words do.
+        QCOMPARE(outcome.message, tail + QStringLiteral("the last words"));
         QVERIFY2(grown < 40 * 1024, qPrintable(QStringLiteral("peak memory grew by %1 kB").arg(grown)));
     }
 

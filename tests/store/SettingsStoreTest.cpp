@@ -4,7 +4,6 @@
 #include "store/QSettingsKeyValueStore.h"
 #include "StoreTestSupport.h"
 
-#include <limits>
 #include <memory>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -200,14 +199,6 @@ private slots:
         QTest::addColumn<double>("stored");
         QTest::addColumn<double>("effective");
         QTest::addColumn<QString>("warning");
-        QTest::newRow("not a number")
-            << std::numeric_limits<double>::quiet_NaN() << 0.0
-            << "The stored audio offset (nan s) is not a number within ±60 s, so no offset "
-               "is used.";
-        QTest::newRow("infinite")
-            << std::numeric_limits<double>::infinity() << 0.0
-            << "The stored audio offset (inf s) is not a number within ±60 s, so no offset is "
-               "used.";
         QTest::newRow("beyond a minute")
             << -61.5 << 0.0
             << "The stored audio offset (-61.5 s) is not a number within ±60 s, so no "
