@@ -76,8 +76,13 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     const QString temporary = temporaryPath(outputPath);
     QFile::remove(temporary);
 
+    // Absolute, so that no file name can pass for an option or a protocol.
+    QStringList absoluteAudioPaths;
+    for (const QString& audioPath : audioPaths)
+        absoluteAudioPaths.append(ToolText::toolPath(audioPath));
     const QStringList arguments =
-        buildArguments(videoPath, audioPaths, audioOffsetSeconds, profile, timecode, temporary);
+        buildArguments(ToolText::toolPath(videoPath), absoluteAudioPaths, audioOffsetSeconds, profile,
+                       timecode, ToolText::toolPath(temporary));
     if (commandHandler)
         commandHandler(commandLineString(*ffmpeg, arguments));
 
@@ -176,7 +181,7 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
 {
     // No banner: a failure's tail is ffmpeg's account of it, not its build configuration.
     QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin"),
-                          QStringLiteral("-i"), ToolText::toolPath(videoPath)};
+                          QStringLiteral("-i"), videoPath};
 
     // A positive offset delays the audio; a negative one seeks into it, so no
     // input ever gets negative timestamps. Each audio input gets its own copy.
@@ -186,7 +191,7 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
     else if (audioOffsetSeconds < 0)
         offset = {QStringLiteral("-ss"), ToolText::shortestDecimal(-audioOffsetSeconds)};
     for (const QString& audioPath : audioPaths)
-        arguments << offset << QStringLiteral("-i") << ToolText::toolPath(audioPath);
+        arguments << offset << QStringLiteral("-i") << audioPath;
 
     arguments << QStringLiteral("-map") << QStringLiteral("0:v:0");
     // Every audio file stays its own mono track, in input order.
@@ -202,6 +207,6 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
               << QStringLiteral("-progress") << QStringLiteral("pipe:1")
               << QStringLiteral("-nostats")
               // Named explicitly because the temporary name does not end in .mov.
-              << QStringLiteral("-f") << QStringLiteral("mov") << ToolText::toolPath(outputPath);
+              << QStringLiteral("-f") << QStringLiteral("mov") << outputPath;
     return arguments;
 }

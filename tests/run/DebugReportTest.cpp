@@ -20,7 +20,7 @@ const QString outputCommandHq = QStringLiteral(
     "/card/CONTENTS/AUDIO/0001AB00.MXF -itsoffset 0.5 -i /card/CONTENTS/AUDIO/0001AB01.MXF -map "
     "0:v:0 -map 1:a:0 -map 2:a:0 -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 "
     "-c:a pcm_s24le -timecode 01:00:00:00 -progress pipe:1 -nostats -f mov "
-    "<OUTPUT_FOLDER>/003.mov");
+    "'<OUTPUT_FOLDER>/003.mov'");
 
 const QStringList noiseNote = {
     QStringLiteral("    Note: measured near the noise floor — likely an unused/unconnected"),
@@ -317,7 +317,7 @@ private slots:
                  QStringLiteral("/usr/local/bin/ffmpeg -hide_banner -y -nostdin -i "
                                 "/card/CONTENTS/VIDEO/0002AB.MXF -map 0:v:0 "
                                 "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 -timecode "
-                                "00:00:00:00 -progress pipe:1 -nostats -f mov <OUTPUT_FOLDER>/0002AB.mov"));
+                                "00:00:00:00 -progress pipe:1 -nostats -f mov '<OUTPUT_FOLDER>/0002AB.mov'"));
         QVERIFY(!commandOf(block).contains(QStringLiteral("-c:a")));
         QVERIFY(!commandOf(block).contains(QStringLiteral(":a:0")));
     }
@@ -347,7 +347,7 @@ private slots:
         const QString block = blockFromFacts(verifiedClip(), handMadeFacts(), prefix);
         QVERIFY(block.split(u'\n').contains(QStringLiteral("Output filename: ") + name));
         const QString command = commandOf(block);
-        QVERIFY(command.endsWith(QStringLiteral(" -f mov <OUTPUT_FOLDER>/") + name));
+        QVERIFY(command.endsWith(QStringLiteral(" -f mov '<OUTPUT_FOLDER>/") + name + QLatin1Char('\'')));
         QVERIFY(!command.contains(QStringLiteral(".partial")));
         QVERIFY(!command.contains(QStringLiteral("/.0")));
     }
@@ -435,7 +435,7 @@ private slots:
                                       QDateTime::currentDateTimeUtc());
         QVERIFY(!report.contains(QStringLiteral("EXCLUDED CLIPS")));
         QVERIFY(report.contains(QStringLiteral("\nAudio offset: 0.0s   ProRes profile: ProRes 422\n")));
-        QVERIFY(report.endsWith(QStringLiteral("<OUTPUT_FOLDER>/0002AB.mov\n")));
+        QVERIFY(report.endsWith(QStringLiteral("'<OUTPUT_FOLDER>/0002AB.mov'\n")));
     }
 
     void excludedSectionWithoutClips()
