@@ -2,6 +2,8 @@
 
 #include "base/DisplayText.h"
 
+#include <cerrno>
+#include <cstring>
 #include <QDir>
 #include <QLocale>
 #include <QSaveFile>
@@ -53,8 +55,10 @@ std::optional<QString> writeText(const QString& text, const QString& path)
     const QByteArray bytes = text.toUtf8();
     // Buffered bytes reach the disk only on flush; QSaveFile would commit even
     // after the flush inside its close failed, so a full disk is caught here.
+    errno = 0;
     if (file.write(bytes) != bytes.size() || !file.flush() || file.error() != QFileDevice::NoError) {
-        const QString reason = file.errorString();
+        // Qt words a failed flush "Unknown error"; the system says what it was.
+        const QString reason = errno != 0 ? QString::fromLocal8Bit(std::strerror(errno)) : file.errorString();
         file.cancelWriting();
         return reason;
     }
