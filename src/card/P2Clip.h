@@ -1,6 +1,7 @@
 #pragma once
 
 #include "card/ClipSortKey.h"
+#include "card/ShotRelation.h"
 
 #include <optional>
 #include <QDateTime>
@@ -37,6 +38,16 @@ struct P2Clip
     std::optional<ClipSortKey> sortKey;
     // 1-based position in shooting order.
     std::optional<int> exportOrderNumber;
+
+    // What the verifying CLIP XML says of the clip as a piece of a longer
+    // shot; all absent for fallback pairings.
+    std::optional<QString> xmlClipName;
+    // Normalised, as compared with the essence's UMID.
+    std::optional<QString> globalClipID;
+    std::optional<qint64> durationFrames;
+    std::optional<QString> videoCodec;
+    std::optional<int> declaredAudioCount;
+    std::optional<ShotRelation> relation;
 
     // The video file's name without its extension: how every report and log
     // names the clip.

@@ -84,6 +84,8 @@ ConversionViewModel::ConversionViewModel(SettingsStore& settings, RecentFoldersS
     m_canExportDebugReport = canExportDebugReport();
     connect(&m_settings, &SettingsStore::allowUnsafeFallbackPairingChanged, this,
             &ConversionViewModel::repairCurrentStructureIfNeeded);
+    connect(&m_settings, &SettingsStore::joinSpannedRecordingsChanged, this,
+            &ConversionViewModel::repairCurrentStructureIfNeeded);
     m_elapsedTimer.setInterval(elapsedIntervalMs);
     connect(&m_elapsedTimer, &QTimer::timeout, this, &ConversionViewModel::updateElapsed);
 }
@@ -153,18 +155,19 @@ void ConversionViewModel::scan(const QString& rootURL)
     m_currentRunOutputFolder.reset();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
-    m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback);
+    m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback, m_settings.joinSpannedRecordings());
 }
 
 void ConversionViewModel::repairCurrentStructureIfNeeded()
 {
     if (!m_lastScannedStructure || (m_phase != Phase::scanned && m_phase != Phase::finished))
         return;
-    m_work = scanAndPair(std::nullopt, *m_lastScannedStructure, m_settings.allowUnsafeFallbackPairing());
+    m_work = scanAndPair(std::nullopt, *m_lastScannedStructure, m_settings.allowUnsafeFallbackPairing(),
+                         m_settings.joinSpannedRecordings());
 }
 
 QCoro::Task<> ConversionViewModel::scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
-                                               bool allowUnsafeFallback)
+                                               bool allowUnsafeFallback, bool joinSpanned)
 {
     // After the first suspension only `self` may reach the driver: it may be gone.
     const QPointer<ConversionViewModel> self(this);
@@ -175,8 +178,10 @@ QCoro::Task<> ConversionViewModel::scanAndPair(std::optional<QString> rootURL, P
         if (dropped())
             co_return;
     }
-    const P2MetadataParser::PairingResult pairing =
+    P2MetadataParser::PairingResult pairing =
         co_await P2MetadataParser::pairClips(structure, allowUnsafeFallback);
+    if (joinSpanned)
+        pairing = P2MetadataParser::withJoinedShots(std::move(pairing));
     if (!dropped())
         self->applyScanResults(structure, pairing);
 }
@@ -188,6 +193,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     m_lastScannedStructure = structure;
     setClips(pairing.clips);
     setPairing(pairing.entries, pairing.summaryLines);
+    update(m_joinedShots, pairing.joinedShots, &ConversionViewModel::joinedShotsChanged);
     const qint64 excluded = std::ranges::count_if(
         pairing.entries, [](const PairingReportEntry& entry) { return !entry.included; });
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
@@ -201,11 +207,17 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     }
 
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
-    update(m_totalCount, static_cast<int>(m_clips.size()), &ConversionViewModel::totalCountChanged);
+    qsizetype movies = m_clips.size();
+    for (const SpannedShot& shot : std::as_const(m_joinedShots))
+        movies -= shot.pieces.size() - 1;
+    update(m_totalCount, static_cast<int>(movies), &ConversionViewModel::totalCountChanged);
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     setPhase(Phase::scanned);
-    setStatusMessage(scannedStatus(m_clips, m_excludedClipCount));
+    QString status = scannedStatus(m_clips, m_excludedClipCount);
+    if (!m_joinedShots.isEmpty())
+        status += QLatin1Char(' ') + joinedShotsSentence(m_joinedShots);
+    setStatusMessage(status);
 }
 
 void ConversionViewModel::verifyCurrentCard()
@@ -228,6 +240,7 @@ void ConversionViewModel::resetToIdle()
     setClips({});
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
     setPairing({}, {});
+    update(m_joinedShots, QList<SpannedShot>(), &ConversionViewModel::joinedShotsChanged);
     update(m_excludedClipCount, qint64(0), &ConversionViewModel::excludedClipCountChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setStatusMessage(readyMessage);
@@ -256,13 +269,8 @@ void ConversionViewModel::start()
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
 
-    const bool prefixWithOrderNumber = m_settings.prefixExportsWithOrderNumber();
-    QList<std::shared_ptr<ConversionJob>> jobs;
-    for (const P2Clip& clip : std::as_const(m_clips)) {
-        const QString output =
-            ExportFilename::uniqueOutputURL(clip.outputFilename(prefixWithOrderNumber), folder);
-        jobs.append(std::make_shared<ConversionJob>(clip, output));
-    }
+    const QList<std::shared_ptr<ConversionJob>> jobs =
+        makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
     update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
@@ -333,6 +341,43 @@ void ConversionViewModel::cancel()
     });
 }
 
+QList<std::shared_ptr<ConversionJob>> ConversionViewModel::makeJobs(const QList<P2Clip>& clips,
+                                                                    const QList<SpannedShot>& joinedShots,
+                                                                    bool prefixWithOrderNumber,
+                                                                    const QString& folder)
+{
+    QHash<QUuid, const SpannedShot*> shotOfPiece;
+    for (const SpannedShot& shot : joinedShots)
+        for (const P2Clip& piece : shot.pieces)
+            shotOfPiece.insert(piece.id, &shot);
+
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    for (const P2Clip& clip : clips) {
+        const SpannedShot* shot = shotOfPiece.value(clip.id);
+        if (shot && shot->top().id != clip.id)
+            continue;
+        const QString output =
+            ExportFilename::uniqueOutputURL(clip.outputFilename(prefixWithOrderNumber), folder);
+        jobs.append(shot ? std::make_shared<ConversionJob>(*shot, output)
+                         : std::make_shared<ConversionJob>(clip, output));
+    }
+    return jobs;
+}
+
+QString ConversionViewModel::joinedShotsSentence(const QList<SpannedShot>& shots)
+{
+    if (shots.isEmpty())
+        return QString();
+    qsizetype pieces = 0;
+    for (const SpannedShot& shot : shots)
+        pieces += shot.pieces.size();
+    return QStringLiteral("%1 spanned shot%2 (%3 pieces) will be joined into %4.")
+        .arg(shots.size())
+        .arg(plural(shots.size()))
+        .arg(pieces)
+        .arg(shots.size() == 1 ? QStringLiteral("one movie") : QStringLiteral("one movie each"));
+}
+
 void ConversionViewModel::handleJobUpdate(ConversionJob& job)
 {
     if (job.status().kind == ClipStatus::Kind::converting)
@@ -349,7 +394,7 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
 {
     update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
     recomputeOverallProgress();
-    const QString clipName = outcome.clip.videoName();
+    const QString& clipName = outcome.clipName;
     switch (outcome.status.kind) {
     case ClipStatus::Kind::failed:
         m_conversionReportLines.append(LogWriter::failedReportLine(clipName, outcome.status.message));
@@ -478,18 +523,21 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
         m_desktop->revealInFileManager({outputFolder});
 
     m_runDebugReport = writeRunDebugReport(
-        m_clips, m_pairingEntries, m_settings.effectiveAudioOffsetSeconds(), m_settings.proResProfile(),
-        m_settings.prefixExportsWithOrderNumber(), outputFolder);
+        m_clips, m_pairingEntries, m_joinedShots, m_settings.effectiveAudioOffsetSeconds(),
+        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder);
 }
 
 QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
+                                                       QList<SpannedShot> joinedShots,
                                                        double audioOffsetSeconds, ProResProfile profile,
                                                        bool prefixExportsWithOrderNumber,
                                                        QString outputFolder)
 {
     const QPointer<ConversionViewModel> self(this);
-    const QString report = co_await DebugReportBuilder::build(
-        std::move(clips), std::move(entries), audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
+    QCoro::Task<QString> building =
+        DebugReportBuilder::build(std::move(clips), std::move(entries), audioOffsetSeconds, profile,
+                                  prefixExportsWithOrderNumber, std::move(joinedShots));
+    const QString report = co_await building;
     // The report belongs to the run's folder whether or not anyone still watches.
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
@@ -571,9 +619,11 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
     self->setGeneratingDebugReport(true);
     self->setStatusMessage(
         QStringLiteral("Generating debug report — probing every video/audio file, this may take a moment…"));
-    const QString report = co_await DebugReportBuilder::build(
+    QCoro::Task<QString> building = DebugReportBuilder::build(
         self->m_clips, self->m_pairingEntries, self->m_settings.effectiveAudioOffsetSeconds(),
-        self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber());
+        self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber(),
+        self->m_joinedShots);
+    const QString report = co_await building;
     if (!self)
         co_return;
     self->setGeneratingDebugReport(false);

@@ -29,6 +29,7 @@ const QString commandName = QStringLiteral("convert");
 const QString outputFolderOption = QStringLiteral("--output-folder");
 const QString profileOption = QStringLiteral("--profile");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
+const QString joinSpannedOption = QStringLiteral("--join-spanned");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -50,11 +51,16 @@ struct Options
     std::optional<QString> outputFolder;
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
+    bool joinSpanned = false;
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
         if (arguments.at(index) == allowUnsafeFallbackOption) {
             allowUnsafeFallback = true;
+            return std::nullopt;
+        }
+        if (arguments.at(index) == joinSpannedOption) {
+            joinSpanned = true;
             return std::nullopt;
         }
         if (const std::optional<QString> folder =
@@ -88,6 +94,8 @@ struct Options
             settings.setProResProfile(*profile);
         if (allowUnsafeFallback)
             settings.setAllowUnsafeFallbackPairing(true);
+        if (joinSpanned)
+            settings.setJoinSpannedRecordings(true);
         // The command prints the folder itself when the run ends.
         settings.setOpenOutputFolderWhenFinished(false);
     }
@@ -251,7 +259,7 @@ private:
 QString helpText()
 {
     return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback]\n"
+                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
                           "               Scan and pair the card folder CARD as scan does, then convert\n"
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
@@ -259,6 +267,9 @@ QString helpText()
                           "               failed, FFMPEG_ERRORS.txt. The stored settings apply; the\n"
                           "               options override them for this run only and are never saved.\n"
                           "               The run enters the history and the recent folders.\n"
+                          "               --join-spanned makes each shot the camera split across\n"
+                          "               several clips one movie, where every piece is on the card,\n"
+                          "               verified and consistent; the scan line says how many.\n"
                           "               Prints a line per clip as it ends (on a terminal also a live\n"
                           "               progress line), then the closing status sentence and, last,\n"
                           "               the output folder. Ctrl-C cancels like the Cancel button: the\n"

@@ -32,6 +32,9 @@ class SettingsStore : public QObject
                    setOpenOutputFolderWhenFinished NOTIFY openOutputFolderWhenFinishedChanged)
     Q_PROPERTY(bool skipExistingFiles READ skipExistingFiles WRITE setSkipExistingFiles NOTIFY
                    skipExistingFilesChanged)
+    // Off by default: a shot the camera split across clips stays one movie per clip.
+    Q_PROPERTY(bool joinSpannedRecordings READ joinSpannedRecordings WRITE setJoinSpannedRecordings NOTIFY
+                   joinSpannedRecordingsChanged)
     Q_PROPERTY(double effectiveAudioOffsetSeconds READ effectiveAudioOffsetSeconds NOTIFY
                    effectiveAudioOffsetSecondsChanged)
 
@@ -53,6 +56,7 @@ public:
     bool prefixExportsWithOrderNumber() const { return m_prefixExportsWithOrderNumber; }
     bool openOutputFolderWhenFinished() const { return m_openOutputFolderWhenFinished; }
     bool skipExistingFiles() const { return m_skipExistingFiles; }
+    bool joinSpannedRecordings() const { return m_joinSpannedRecordings; }
 
     void setAudioOffsetSeconds(double seconds);
     void setAudioSyncMode(AudioSyncMode mode);
@@ -62,6 +66,7 @@ public:
     void setPrefixExportsWithOrderNumber(bool prefix);
     void setOpenOutputFolderWhenFinished(bool open);
     void setSkipExistingFiles(bool skip);
+    void setJoinSpannedRecordings(bool join);
 
     // The audio shift a conversion receives: the user's offset in manual mode,
     // exactly 0 in auto mode whatever the stored offset.
@@ -83,6 +88,7 @@ signals:
     void prefixExportsWithOrderNumberChanged();
     void openOutputFolderWhenFinishedChanged();
     void skipExistingFilesChanged();
+    void joinSpannedRecordingsChanged();
     void effectiveAudioOffsetSecondsChanged();
 
 private:
@@ -101,4 +107,5 @@ private:
     bool m_prefixExportsWithOrderNumber;
     bool m_openOutputFolderWhenFinished;
     bool m_skipExistingFiles;
+    bool m_joinSpannedRecordings;
 };

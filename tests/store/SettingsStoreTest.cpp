@@ -34,6 +34,7 @@ void verifyDefaults(const SettingsStore& settings)
     QCOMPARE(settings.prefixExportsWithOrderNumber(), true);
     QCOMPARE(settings.openOutputFolderWhenFinished(), true);
     QCOMPARE(settings.skipExistingFiles(), true);
+    QCOMPARE(settings.joinSpannedRecordings(), false);
 }
 
 void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
@@ -46,6 +47,7 @@ void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
     settings.setPrefixExportsWithOrderNumber(false);
     settings.setOpenOutputFolderWhenFinished(false);
     settings.setSkipExistingFiles(false);
+    settings.setJoinSpannedRecordings(true);
 }
 
 } // namespace
@@ -157,6 +159,10 @@ private slots:
                                          << "prefixExportsWithOrderNumber" << QVariant(false);
         QTest::newRow("open folder false") << "openOutputFolderWhenFinished" << QVariant(false)
                                            << "openOutputFolderWhenFinished" << QVariant(false);
+        QTest::newRow("join spanned true")
+            << "joinSpannedRecordings" << QVariant(true) << "joinSpannedRecordings" << QVariant(true);
+        QTest::newRow("join spanned as string") << "joinSpannedRecordings" << QVariant(QStringLiteral("yes"))
+                                                << "joinSpannedRecordings" << QVariant(false);
         QTest::newRow("unsafe pairing true") << "allowUnsafeFallbackPairing" << QVariant(true)
                                              << "allowUnsafeFallbackPairing" << QVariant(true);
         QTest::newRow("offset 0.35") << "audioOffsetSeconds" << QVariant(0.35) << "audioOffsetSeconds"
@@ -211,6 +217,7 @@ private slots:
             {"prefixExportsWithOrderNumber", QVariant(false)},
             {"openOutputFolderWhenFinished", QVariant(false)},
             {"skipExistingFiles", QVariant(false)},
+            {"joinSpannedRecordings", QVariant(true)},
         };
         QCOMPARE(fixture.defaults->writes, expected);
     }
@@ -272,7 +279,8 @@ private slots:
                                 "allowUnsafeFallbackPairing",
                                 "prefixExportsWithOrderNumber",
                                 "openOutputFolderWhenFinished",
-                                "skipExistingFiles"};
+                                "skipExistingFiles",
+                                "joinSpannedRecordings"};
         QCOMPARE(fixture.defaults->writtenKeys(), order);
         QCOMPARE(fixture.defaults->boolValue(migratedKey), true);
         QCOMPARE(fixture.defaults->bytesValue(QStringLiteral("conversionHistoryV1")), QByteArray("[]"));
