@@ -35,6 +35,7 @@ const QStringList settingKeys{QStringLiteral("audioOffsetSeconds"),
                               QStringLiteral("prefixExportsWithOrderNumber"),
                               QStringLiteral("openOutputFolderWhenFinished"),
                               QStringLiteral("skipExistingFiles"),
+                              QStringLiteral("joinSpannedRecordings"),
                               QStringLiteral("migratedAudioOffsetV2")};
 
 // The card written, or nothing after saying why it could not be.
@@ -265,6 +266,41 @@ private slots:
         QVERIFY(allowed.standardOutput.contains(QStringLiteral("] 0003AB: converted successfully.\n")));
         const QString folder = runFolderIn(output);
         QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+    }
+
+    void joinsSpannedShotsForThisRunOnlyWhenAsked()
+    {
+        const std::optional<SyntheticCard::WrittenCard> card = writeCard(
+            SyntheticCard::spannedShot(20, {QStringLiteral("0201AA"), QStringLiteral("0204CE")}, 3, 2),
+            m_root.filePath(QStringLiteral("spanned card")));
+        QVERIFY(card);
+        const QString output = freshFolder(QStringLiteral("spanned out"));
+
+        const CommandRun joined = runCli({QStringLiteral("convert"), QStringLiteral("--join-spanned"),
+                                          card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(joined.standardError, QString());
+        QCOMPARE(joined.exitStatus, 0);
+        const QStringList lines = joined.standardOutput.split(QLatin1Char('\n'));
+        QCOMPARE(lines.at(0),
+                 QStringLiteral("Found 2 clips — 2 with audio, all verified via CLIP XML. 1 spanned "
+                                "shot (2 pieces) will be joined into one movie."));
+        QVERIFY2(lines.at(1).endsWith(QLatin1String("] 0201AA + 0204CE: converted successfully.")),
+                 qPrintable(lines.at(1)));
+        QCOMPARE(lines.at(2), QStringLiteral("All done. 1 clip converted."));
+        const QString folder = runFolderIn(output);
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("001.mov"), QStringLiteral("CONVERSION_REPORT.txt"),
+                              QStringLiteral("DEBUG_REPORT.txt"), QStringLiteral("PAIRING_REPORT.txt")}));
+        // The option lasted for that run only.
+        const QJsonObject stored = QJsonDocument::fromJson(readFile(preferencesFile())).object();
+        QVERIFY(!stored.contains(QStringLiteral("joinSpannedRecordings")));
+
+        const CommandRun separate =
+            runCli({QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(separate.exitStatus, 0);
+        QVERIFY(separate.standardOutput.startsWith(
+            QStringLiteral("Found 2 clips — 2 with audio, all verified via CLIP XML.\n")));
+        QVERIFY(separate.standardOutput.contains(QStringLiteral("] 0204CE: converted successfully.\n")));
     }
 
     void refusesAFolderWithoutVideo()
