@@ -1,5 +1,5 @@
-#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"

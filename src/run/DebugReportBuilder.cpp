@@ -1,4 +1,4 @@
-#include "media/DebugReportBuilder.h"
+#include "run/DebugReportBuilder.h"
 
 #include "card/ShootOrder.h"
 #include "media/BoundedTasks.h"
