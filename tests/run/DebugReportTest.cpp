@@ -492,8 +492,8 @@ private slots:
     void withoutFFprobeOnly()
     {
         ToolFolder tools;
-        if (!tools.addReal(QStringLiteral("ffmpeg")))
-            QSKIP("ffmpeg is not installed");
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        tools.remove(QStringLiteral("ffprobe"));
         const QString report = QCoro::waitFor(build({videoOnlyClip()}, {}, 0, ProResProfile::hq, true));
         QVERIFY(report.contains(QStringLiteral("\n  Duration: unknown\n  Timecode: unknown\n"
                                                "  UMID (material_package_umid): unknown\n"
@@ -505,8 +505,7 @@ private slots:
     void realToolsOnASyntheticCard()
     {
         ToolFolder tools;
-        if (!tools.addReal(QStringLiteral("ffmpeg")) || !tools.addReal(QStringLiteral("ffprobe")))
-            QSKIP("ffmpeg or ffprobe is not installed");
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
         QTemporaryDir root;
         SyntheticCard::CardSpec plan;
         plan.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0)};
