@@ -1,3 +1,4 @@
+#include "base/Platform.h"
 #include "DriverSession.h"
 #include "media/FFmpegService.h"
 #include "run/ConversionViewModel.h"
@@ -349,6 +350,15 @@ private slots:
         QCOMPARE(ConversionViewModel::summarySentence(summary), expected);
     }
 
+    void ffmpegMissingMessageNamesThePlatformsInstallCommand()
+    {
+        QCOMPARE(ConversionViewModel::ffmpegMissingMessage(Platform::factsFor(Platform::Kind::macOS, {})),
+                 QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+        QCOMPARE(ConversionViewModel::ffmpegMissingMessage(
+                     Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
+                 QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
+    }
+
     void summaryCountsOnlyJobsThatEnded()
     {
         const JobList jobs{jobWith(ClipStatus::completed(), 0),
@@ -412,7 +422,7 @@ private slots:
         driver_->start();
 
         QCOMPARE(driver_->statusMessage(),
-                 QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(driver_->phase(), Phase::scanned);
         QCOMPARE(phases.count(), 0);
         QVERIFY(!driver_->ffmpegAvailable());
@@ -447,6 +457,24 @@ private slots:
         // The chosen location is kept: once the way is clear the next start uses it.
         QVERIFY(QFile::remove(blocker));
         QVERIFY(startAndWait(1));
+        QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
+        QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
+        QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);
+    }
+
+    // A fresh install's output base, Tolvane in the videos folder, may not
+    // exist yet, nor the videos folder itself: the run makes the whole chain.
+    void startCreatesAMissingOutputBaseWithItsParents()
+    {
+        QVERIFY(scanAndWait(smallCard_));
+        const QString home = work_->filePath(awkwardName(QStringLiteral(" home")));
+        const QString base = home + QStringLiteral("/Videos/Tolvane");
+        QVERIFY(!QFileInfo::exists(home));
+        settings_->setOutputFolderPath(base);
+
+        QVERIFY(startAndWait(1));
+
+        const QString runFolder = base + QLatin1Char('/') + todayFolderName();
         QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
         QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
         QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);
