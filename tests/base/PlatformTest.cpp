@@ -3,6 +3,20 @@
 #include <QStandardPaths>
 #include <QTest>
 
+Q_DECLARE_METATYPE(Platform::Kind)
+Q_DECLARE_METATYPE(PlatformFacts)
+
+// Every field, one per line, for a readable failure.
+char* toString(const PlatformFacts& facts)
+{
+    const QStringList lines{facts.toolFolders.join(u','), facts.defaultOutputFolder,
+                            facts.fileManagerName,        facts.revealInFileManagerTitle,
+                            facts.revealOutputTitle,      facts.fileManagerNameSort,
+                            facts.readableByEditors,      facts.packageManagerName,
+                            facts.ffmpegInstallCommand,   facts.terminalName};
+    return qstrdup(lines.join(u'\n').toUtf8().constData());
+}
+
 // Both platforms' facts are checked as data, whichever platform runs the test:
 // on macOS every word and path stays the one its users know.
 class PlatformTest : public QObject
@@ -10,39 +24,52 @@ class PlatformTest : public QObject
     Q_OBJECT
 
 private slots:
-    void linuxFacts()
+    void facts_data()
     {
-        const PlatformFacts facts =
-            Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/ana/Videos"));
-        QCOMPARE(facts.toolFolders, (QStringList{"/usr/local/bin", "/usr/bin"}));
-        QCOMPARE(facts.defaultOutputFolder, QStringLiteral("/home/ana/Videos/Tolvane"));
-        QCOMPARE(facts.fileManagerName, QStringLiteral("File Manager"));
-        QCOMPARE(facts.revealInFileManagerTitle, QStringLiteral("Show in File Manager"));
-        QCOMPARE(facts.revealOutputTitle, QStringLiteral("Show Output in File Manager"));
-        QCOMPARE(facts.fileManagerNameSort, QStringLiteral("the file manager's name sort"));
-        QCOMPARE(facts.readableByEditors, QStringLiteral("ready for any editor"));
-        QCOMPARE(facts.packageManagerName, QStringLiteral("your package manager"));
-        QCOMPARE(facts.ffmpegInstallCommand, QStringLiteral("sudo apt install ffmpeg"));
-        QCOMPARE(facts.terminalName, QStringLiteral("a terminal"));
-        QCOMPARE(Platform::toolFoldersText(facts), QStringLiteral("/usr/local/bin and /usr/bin"));
+        QTest::addColumn<Platform::Kind>("kind");
+        QTest::addColumn<QString>("moviesFolder");
+        QTest::addColumn<PlatformFacts>("expected");
+        QTest::addColumn<QString>("toolFoldersText");
+        QTest::newRow("Linux") << Platform::Kind::linuxDesktop << QStringLiteral("/home/ana/Videos")
+                               << PlatformFacts{
+                                      .toolFolders = {"/usr/local/bin", "/usr/bin"},
+                                      .defaultOutputFolder = "/home/ana/Videos/Tolvane",
+                                      .fileManagerName = "File Manager",
+                                      .revealInFileManagerTitle = "Show in File Manager",
+                                      .revealOutputTitle = "Show Output in File Manager",
+                                      .fileManagerNameSort = "the file manager's name sort",
+                                      .readableByEditors = "ready for any editor",
+                                      .packageManagerName = "your package manager",
+                                      .ffmpegInstallCommand = "sudo apt install ffmpeg",
+                                      .terminalName = "a terminal",
+                                  }
+                               << QStringLiteral("/usr/local/bin and /usr/bin");
+        // The editing drive, whatever the user's movies folder is.
+        QTest::newRow("macOS") << Platform::Kind::macOS << QStringLiteral("/Users/ana/Movies")
+                               << PlatformFacts{
+                                      .toolFolders = {"/opt/homebrew/bin", "/usr/local/bin"},
+                                      .defaultOutputFolder = "/Volumes/EXTDESKTOP",
+                                      .fileManagerName = "Finder",
+                                      .revealInFileManagerTitle = "Reveal in Finder",
+                                      .revealOutputTitle = "Reveal Output in Finder",
+                                      .fileManagerNameSort = "Finder's name sort",
+                                      .readableByEditors = "Finder-readable",
+                                      .packageManagerName = "Homebrew",
+                                      .ffmpegInstallCommand = "brew install ffmpeg",
+                                      .terminalName = "Terminal",
+                                  }
+                               << QStringLiteral("/opt/homebrew/bin and /usr/local/bin");
     }
 
-    void macOSFacts()
+    void facts()
     {
-        const PlatformFacts facts =
-            Platform::factsFor(Platform::Kind::macOS, QStringLiteral("/Users/ana/Movies"));
-        QCOMPARE(facts.toolFolders, (QStringList{"/opt/homebrew/bin", "/usr/local/bin"}));
-        // The editing drive, whatever the user's movies folder is.
-        QCOMPARE(facts.defaultOutputFolder, QStringLiteral("/Volumes/EXTDESKTOP"));
-        QCOMPARE(facts.fileManagerName, QStringLiteral("Finder"));
-        QCOMPARE(facts.revealInFileManagerTitle, QStringLiteral("Reveal in Finder"));
-        QCOMPARE(facts.revealOutputTitle, QStringLiteral("Reveal Output in Finder"));
-        QCOMPARE(facts.fileManagerNameSort, QStringLiteral("Finder's name sort"));
-        QCOMPARE(facts.readableByEditors, QStringLiteral("Finder-readable"));
-        QCOMPARE(facts.packageManagerName, QStringLiteral("Homebrew"));
-        QCOMPARE(facts.ffmpegInstallCommand, QStringLiteral("brew install ffmpeg"));
-        QCOMPARE(facts.terminalName, QStringLiteral("Terminal"));
-        QCOMPARE(Platform::toolFoldersText(facts), QStringLiteral("/opt/homebrew/bin and /usr/local/bin"));
+        QFETCH(Platform::Kind, kind);
+        QFETCH(QString, moviesFolder);
+        QFETCH(PlatformFacts, expected);
+        QFETCH(QString, toolFoldersText);
+        const PlatformFacts facts = Platform::factsFor(kind, moviesFolder);
+        QCOMPARE(facts, expected);
+        QCOMPARE(Platform::toolFoldersText(facts), toolFoldersText);
     }
 
     void videosFolderIsTakenAsItIs()
