@@ -432,9 +432,9 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
     return summary;
 }
 
-QString ConversionViewModel::ffmpegMissingMessage()
+QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
 {
-    return QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg");
+    return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)

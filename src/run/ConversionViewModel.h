@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Platform.h"
 #include "card/P2CardStructure.h"
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
@@ -149,8 +150,9 @@ public:
     // The status line once a card is scanned: how many clips, how many with
     // audio, and whether any was paired without proof.
     static QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount);
-    // The status line when a run cannot start because ffmpeg is missing.
-    static QString ffmpegMissingMessage();
+    // The status line when a run cannot start because ffmpeg is missing, with
+    // the install command of `platform`.
+    static QString ffmpegMissingMessage(const PlatformFacts& platform = Platform::current());
     // The status sentence that ends a run.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,

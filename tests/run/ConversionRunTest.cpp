@@ -296,7 +296,7 @@ private slots:
         driver_->start();
 
         QCOMPARE(driver_->statusMessage(),
-                 QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(driver_->phase(), Phase::scanned);
         QCOMPARE(phases.count(), 0);
         QVERIFY(!driver_->ffmpegAvailable());
@@ -331,6 +331,24 @@ private slots:
         // The chosen location is kept: once the way is clear the next start uses it.
         QVERIFY(QFile::remove(blocker));
         QVERIFY(startAndWait(1));
+        QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
+        QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
+        QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);
+    }
+
+    // A fresh install's output base, Tolvane in the videos folder, may not
+    // exist yet, nor the videos folder itself: the run makes the whole chain.
+    void startCreatesAMissingOutputBaseWithItsParents()
+    {
+        QVERIFY(scanAndWait(smallCard_));
+        const QString home = work_->filePath(awkwardName(QStringLiteral(" home")));
+        const QString base = home + QStringLiteral("/Videos/Tolvane");
+        QVERIFY(!QFileInfo::exists(home));
+        settings_->setOutputFolderPath(base);
+
+        QVERIFY(startAndWait(1));
+
+        const QString runFolder = base + QLatin1Char('/') + todayFolderName();
         QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
         QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
         QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);

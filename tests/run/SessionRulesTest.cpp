@@ -1,3 +1,4 @@
+#include "base/Platform.h"
 #include "run/ConversionViewModel.h"
 
 #include <memory>
@@ -164,6 +165,15 @@ private slots:
         const ConversionSummary summary{
             .converted = converted, .failed = failed, .excludedByPairing = excluded, .outputFolder = {}};
         QCOMPARE(ConversionViewModel::summarySentence(summary), expected);
+    }
+
+    void ffmpegMissingMessageNamesThePlatformsInstallCommand()
+    {
+        QCOMPARE(ConversionViewModel::ffmpegMissingMessage(Platform::factsFor(Platform::Kind::macOS, {})),
+                 QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+        QCOMPARE(ConversionViewModel::ffmpegMissingMessage(
+                     Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
+                 QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
     }
 
     void summaryCountsOnlyJobsThatEnded()
