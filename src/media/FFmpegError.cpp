@@ -31,13 +31,18 @@ QString FFmpegError::description() const
     case Kind::processFailed:
         return QStringLiteral("ffmpeg exited with code %1: ").arg(code_) + output_;
     case Kind::binaryNotFound:
-        return QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg");
+        return binaryNotFoundDescription(Platform::current());
     case Kind::cancelled:
         return QStringLiteral("Cancelled");
     case Kind::outputMissingOrEmpty:
         return QStringLiteral("Output file was not created or is empty");
     }
     Q_UNREACHABLE();
+}
+
+QString FFmpegError::binaryNotFoundDescription(const PlatformFacts& platform)
+{
+    return QStringLiteral("ffmpeg was not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
 PlatformError::PlatformError(QString description)

@@ -26,9 +26,9 @@ struct EssenceInputs
 // The one gateway to the external ffmpeg and ffprobe: finds them, runs them,
 // reads what they say and converts clips with them.
 //
-// The tools are looked for only in two fixed places, never on PATH. Probes and
-// measurements never fail: they give an empty result when they cannot tell.
-// Only `convert` throws, an FFmpegError or a PlatformError.
+// The tools are looked for only in the platform's fixed folders, never on
+// PATH. Probes and measurements never fail: they give an empty result when
+// they cannot tell. Only `convert` throws, an FFmpegError or a PlatformError.
 class FFmpegService
 {
 public:
@@ -46,8 +46,8 @@ public:
     // Searches again for both tools; true if and only if ffmpeg was found.
     static bool recheckAvailability();
     // Tests only: look for the tools in `directories` instead of the fixed
-    // installation prefixes, and forget what was found so far. An empty list
-    // restores the fixed prefixes.
+    // installation folders, and forget what was found so far. An empty list
+    // restores the fixed folders.
     static void setToolDirectoriesForTesting(const QStringList& directories);
 
     // A command for display: arguments holding a space are wrapped in double

@@ -264,8 +264,11 @@ QString helpText()
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
                           "               PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
-                          "               failed, FFMPEG_ERRORS.txt. The stored settings apply; the\n"
-                          "               options override them for this run only and are never saved.\n"
+                          "               failed, FFMPEG_ERRORS.txt. The output folder is the one\n"
+                          "               chosen in the app; until one is chosen it is\n"
+                          "               %1.\n"
+                          "               The stored settings apply; the options override them for\n"
+                          "               this run only and are never saved.\n"
                           "               The run enters the history and the recent folders.\n"
                           "               --join-spanned makes each shot the camera split across\n"
                           "               several clips one movie, where every piece is on the card,\n"
@@ -280,7 +283,8 @@ QString helpText()
                           "               the run was cancelled or no clip could be converted, 2 on a\n"
                           "               usage error, when the folder holds no video MXF file, when\n"
                           "               ffmpeg is missing or the output folder cannot be created,\n"
-                          "               130 after a second Ctrl-C.\n");
+                          "               130 after a second Ctrl-C.\n")
+        .arg(SettingsStore::defaultOutputBase());
 }
 
 QCoro::Task<Outcome> run(QStringList arguments)

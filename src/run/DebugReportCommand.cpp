@@ -2,8 +2,9 @@
 
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
-#include "media/DebugReportBuilder.h"
+#include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "run/LogWriter.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
@@ -78,7 +79,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     // The report names the exact ffmpeg command of each clip, so it needs ffmpeg.
     if (!FFmpegService::resolvedFFmpegPath())
         co_return Outcome{usageOrUnusableCard, QString(),
-                          QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg\n")};
+                          FFmpegError::binaryNotFound().description() + QLatin1Char('\n')};
 
     const SettingsStore settings(
         std::make_shared<OverlayKeyValueStore>(QSettingsKeyValueStore::openApplicationStore()),

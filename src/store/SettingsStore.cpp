@@ -1,5 +1,7 @@
 #include "store/SettingsStore.h"
 
+#include "base/Platform.h"
+
 #include <limits>
 #include <QPointer>
 
@@ -53,7 +55,7 @@ ProResProfile loadProResProfile(const KeyValueStore& defaults)
 
 QString SettingsStore::defaultOutputBase()
 {
-    return QStringLiteral("/Volumes/EXTDESKTOP");
+    return Platform::current().defaultOutputFolder;
 }
 
 SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,

@@ -39,8 +39,9 @@ class SettingsStore : public QObject
                    effectiveAudioOffsetSecondsChanged)
 
 public:
-    // The output folder until the user picks one, and again after a reset. It
-    // is not checked; run folders are created beneath whatever path is set.
+    // The output folder until the user picks one, and again after a reset: the
+    // platform's default, on Linux Tolvane in the user's videos folder. It is
+    // not checked; a run creates it, with any missing parents, when needed.
     static QString defaultOutputBase();
 
     // Loads every property from `defaults`, then runs the one-time migration.

@@ -197,6 +197,15 @@ private slots:
                  QStringLiteral("\"/opt/my tools/ffmpeg\" a\"b tab\there \"say \"hi\"\" $x;y"));
     }
 
+    void binaryNotFoundNamesThePlatformsInstallCommand()
+    {
+        QCOMPARE(FFmpegError::binaryNotFoundDescription(Platform::factsFor(Platform::Kind::macOS, {})),
+                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+        QCOMPARE(FFmpegError::binaryNotFoundDescription(
+                     Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
+                 QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
+    }
+
     void errorDescriptions()
     {
         QCOMPARE(FFmpegError::processFailed(1, QStringLiteral("X")).description(),
@@ -205,7 +214,7 @@ private slots:
         QCOMPARE(FFmpegError::processFailed(-11, QStringLiteral("%1 tail\n")).description(),
                  QStringLiteral("ffmpeg exited with code -11: %1 tail\n"));
         QCOMPARE(FFmpegError::binaryNotFound().description(),
-                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(FFmpegError::cancelled().description(), QStringLiteral("Cancelled"));
         QCOMPARE(FFmpegError::outputMissingOrEmpty().description(),
                  QStringLiteral("Output file was not created or is empty"));

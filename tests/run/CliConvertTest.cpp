@@ -4,6 +4,7 @@
 #include "store/RecentFoldersStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
+#include "ToolFolder.h"
 
 #include <csignal>
 #include <QDirIterator>
@@ -168,12 +169,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
-        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffmpeg")).isExecutable() ||
-            !QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable()) {
-            if (qEnvironmentVariable("CI") == QLatin1String("true"))
-                QFAIL("ffmpeg and ffprobe must be in /usr/local/bin on CI");
-            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
-        }
+        TOLVANE_REQUIRE_INSTALLED_TOOLS();
         m_home = m_root.filePath(QStringLiteral("home"));
         QVERIFY(QDir().mkpath(m_home));
         m_card =
@@ -234,6 +230,40 @@ private slots:
         QCOMPARE(history.entries().first().cardName, cardName);
         const RecentFoldersStore recent(preferences);
         QCOMPARE(recent.folders(), QStringList{m_card->rootPath});
+    }
+
+    // With fresh preferences the movies go to Tolvane in the user's videos
+    // folder, made when missing. The tools come from the fixed folders: a
+    // failing ffmpeg first on PATH is never run.
+    void convertsIntoTheVideosFolderWithFreshPreferences()
+    {
+        const QString home = m_root.filePath(awkwardName(QStringLiteral(" fresh home")));
+        const QString onPath = m_root.filePath(QStringLiteral("tools on PATH"));
+        QVERIFY(QDir().mkpath(home));
+        QVERIFY(QDir().mkpath(onPath));
+        for (const QString& tool : {QStringLiteral("ffmpeg"), QStringLiteral("ffprobe")}) {
+            writeFile(onPath + QLatin1Char('/') + tool, "#!/bin/sh\nexit 1\n");
+            QFile::setPermissions(onPath + QLatin1Char('/') + tool,
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        }
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), home);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+        environment.insert(QStringLiteral("PATH"),
+                           onPath + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
+
+        const CommandRun run =
+            runCommand(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("convert"), m_card->rootPath},
+                       QString(), environment);
+        QCOMPARE(run.standardError, QString());
+        QCOMPARE(run.exitStatus, 0);
+
+        const QString folder = runFolderIn(home + QStringLiteral("/Videos/Tolvane"));
+        QVERIFY2(!folder.isEmpty(), qPrintable(run.standardOutput));
+        QVERIFY(run.standardOutput.endsWith(QStringLiteral("All done. 2 clips converted.\n") + folder +
+                                            QLatin1Char('\n')));
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("002.mov"))).size() > 0);
     }
 
     void convertsAnUnverifiedClipOnlyWhenAllowed()
@@ -484,6 +514,12 @@ private slots:
         QCOMPARE(run.exitStatus, 0);
         QVERIFY(run.standardOutput.contains(
             QStringLiteral("convert CARD [--output-folder DIR] [--profile proxy|standard|hq]")));
+        // Where the movies go until an output folder is chosen, for the user who runs it.
+        QVERIFY2(run.standardOutput.contains(QStringLiteral("The output folder is the one\n"
+                                                            "               chosen in the app; until one is "
+                                                            "chosen it is\n               ") +
+                                             m_home + QStringLiteral("/Videos/Tolvane.\n")),
+                 qPrintable(run.standardOutput));
     }
 };
 

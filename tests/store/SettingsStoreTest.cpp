@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,6 +16,12 @@ namespace {
 
 const QString offsetKey = QStringLiteral("audioOffsetSeconds");
 const QString migratedKey = QStringLiteral("migratedAudioOffsetV2");
+
+// Until the user picks a folder, movies go to Tolvane in the user's videos folder.
+QString videosDefault()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + QStringLiteral("/Tolvane");
+}
 
 struct Fixture
 {
@@ -28,7 +35,7 @@ void verifyDefaults(const SettingsStore& settings)
 {
     QCOMPARE(settings.audioOffsetSeconds(), 0.0);
     QCOMPARE(settings.audioSyncMode(), AudioSyncMode::automatic);
-    QCOMPARE(settings.outputFolderPath(), QStringLiteral("/Volumes/EXTDESKTOP"));
+    QCOMPARE(settings.outputFolderPath(), videosDefault());
     QCOMPARE(ProResProfiles::rawValue(settings.proResProfile()), 3);
     QCOMPARE(settings.allowUnsafeFallbackPairing(), false);
     QCOMPARE(settings.prefixExportsWithOrderNumber(), true);
@@ -77,7 +84,7 @@ private slots:
         Fixture fixture;
         const auto settings = fixture.open();
         verifyDefaults(*settings);
-        QCOMPARE(SettingsStore::defaultOutputBase(), QStringLiteral("/Volumes/EXTDESKTOP"));
+        QCOMPARE(SettingsStore::defaultOutputBase(), videosDefault());
         QCOMPARE(fixture.defaults->boolValue(migratedKey), true);
         QVERIFY(!fixture.defaults->contains(offsetKey));
         // Starting writes the migration mark and nothing else.
@@ -149,8 +156,8 @@ private slots:
             << "proResProfile" << QVariant(qint64(1) << 32) << "proResProfile" << profile(3);
         QTest::newRow("profile 0") << "proResProfile" << QVariant(qint64(0)) << "proResProfile" << profile(0);
         QTest::newRow("profile 2") << "proResProfile" << QVariant(qint64(2)) << "proResProfile" << profile(2);
-        QTest::newRow("empty folder") << "outputFolderPath" << QVariant(QString()) << "outputFolderPath"
-                                      << QVariant(QStringLiteral("/Volumes/EXTDESKTOP"));
+        QTest::newRow("empty folder")
+            << "outputFolderPath" << QVariant(QString()) << "outputFolderPath" << QVariant(videosDefault());
         QTest::newRow("folder") << "outputFolderPath" << QVariant(QStringLiteral("/media/Out é"))
                                 << "outputFolderPath" << QVariant(QStringLiteral("/media/Out é"));
         QTest::newRow("skip existing false")
@@ -317,7 +324,7 @@ private slots:
         QCoro::waitFor(settings->chooseOutputFolderViaPanel());
 
         QCOMPARE(fixture.desktop->folderRequests.size(), 1);
-        QCOMPARE(settings->outputFolderPath(), QStringLiteral("/Volumes/EXTDESKTOP"));
+        QCOMPARE(settings->outputFolderPath(), videosDefault());
         QVERIFY(fixture.defaults->writes.isEmpty());
     }
 

@@ -1,5 +1,7 @@
 #include "SyntheticCard.h"
 
+#include "base/Platform.h"
+
 #include <cmath>
 #include <deque>
 #include <memory>
@@ -70,8 +72,8 @@ QString clipUmid(const ClipSpec& clip)
 
 QString findTool(const QString& name)
 {
-    const QString local = QStandardPaths::findExecutable(name, {QStringLiteral("/usr/local/bin")});
-    return local.isEmpty() ? QStandardPaths::findExecutable(name) : local;
+    const QString installed = QStandardPaths::findExecutable(name, Platform::current().toolFolders);
+    return installed.isEmpty() ? QStandardPaths::findExecutable(name) : installed;
 }
 
 // Everything an essence file's bytes depend on, apart from its UMIDs.
@@ -238,7 +240,7 @@ QHash<QString, TemplatePtr> generateTemplates(const std::vector<Essence>& essenc
 {
     const QString ffmpeg = ffmpegPath();
     if (ffmpeg.isEmpty())
-        throw Error("ffmpeg was not found in /usr/local/bin or on PATH");
+        throw Error("ffmpeg was not found where Tolvane looks for it or on PATH");
     QTemporaryDir folder;
     if (!folder.isValid())
         throw Error("could not create a temporary folder for ffmpeg's output");
@@ -385,7 +387,7 @@ void verifyUmids(const std::vector<EssenceFile>& files)
     std::vector<ToolRun> runs;
     const QString ffprobe = ffprobePath();
     if (ffprobe.isEmpty())
-        throw Error("ffprobe was not found in /usr/local/bin or on PATH");
+        throw Error("ffprobe was not found where Tolvane looks for it or on PATH");
     for (const EssenceFile& file : files) {
         if (!file.verify)
             continue;

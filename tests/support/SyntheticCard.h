@@ -184,7 +184,8 @@ QString umidFor(int n);
 // ffprobe fail or the UMID could not be placed.
 WrittenCard write(const CardSpec& plan, const QString& rootPath);
 
-// The ffmpeg and ffprobe the builder uses: /usr/local/bin, then PATH.
+// The ffmpeg and ffprobe the builder uses: the first found in the folders
+// Tolvane searches, else on PATH.
 QString ffmpegPath();
 QString ffprobePath();
 
