@@ -1,0 +1,8 @@
+#include "ui/MonospaceFont.h"
+
+#include <QFontDatabase>
+
+QFont MonospaceFont::font()
+{
+    return QFontDatabase::systemFont(QFontDatabase::FixedFont);
+}
