@@ -145,6 +145,9 @@ public:
     // chooses; a request while one is being built is ignored.
     Q_INVOKABLE void exportDebugReportOnly();
 
+    // Searches for the tools again and publishes whether ffmpeg was found.
+    bool recheckFFmpegAvailability();
+
     // The status line when a run cannot start because ffmpeg is missing.
     static QString ffmpegMissingMessage();
     // The status sentence that ends a run.

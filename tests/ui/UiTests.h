@@ -1,0 +1,4 @@
+#pragma once
+
+// Entry points of the interface's test classes, all run by tst_ui.
+int runWindowTests(int argc, char* argv[]);

@@ -1,0 +1,14 @@
+#include "UiTests.h"
+#include "UiTestSupport.h"
+
+#include <QGuiApplication>
+
+int main(int argc, char* argv[])
+{
+    prepareUiTestProcess();
+    QGuiApplication app(argc, argv);
+    int failures = 0;
+    for (const auto run : {runWindowTests})
+        failures += run(argc, argv);
+    return failures == 0 ? 0 : 1;
+}
