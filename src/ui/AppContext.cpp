@@ -1,5 +1,8 @@
 #include "ui/AppContext.h"
 
+#include "base/AppInfo.h"
+#include "ui/BuildInfo.h"
+
 #include <QJSEngine>
 
 namespace {
@@ -11,7 +14,12 @@ AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<
     : QObject(parent), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
       m_recentFolders(defaults), m_history(defaults),
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
-      m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop)
+      m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
+      // Sheets:
+      m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
+      m_settingsPresenter(m_settings, Platform::current()),
+      m_help(Platform::current(), QString::fromLatin1(AppInfo::version),
+             QString::fromLatin1(BuildInfo::buildNumber))
 {
 }
 

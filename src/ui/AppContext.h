@@ -7,8 +7,12 @@
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
 #include "ui/AppMaintenance.h"
+#include "ui/HelpPresenter.h"
+#include "ui/HistoryPresenter.h"
+#include "ui/PairingDetailsPresenter.h"
 #include "ui/PlatformTexts.h"
 #include "ui/RecentFoldersModel.h"
+#include "ui/SettingsPresenter.h"
 
 #include <memory>
 #include <QObject>
@@ -35,6 +39,11 @@ class AppContext : public QObject
     Q_PROPERTY(RecentFoldersModel* recentFoldersModel READ recentFoldersModel CONSTANT)
     Q_PROPERTY(PlatformTexts* texts READ texts CONSTANT)
     Q_PROPERTY(AppMaintenance* maintenance READ maintenance CONSTANT)
+    // Sheets:
+    Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
+    Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
+    Q_PROPERTY(SettingsPresenter* settingsPresenter READ settingsPresenter CONSTANT)
+    Q_PROPERTY(HelpPresenter* help READ help CONSTANT)
 
 public:
     AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
@@ -54,6 +63,11 @@ public:
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
     Desktop& desktop() { return *m_desktop; }
+    // Sheets:
+    PairingDetailsPresenter* pairingDetails() { return &m_pairingDetails; }
+    HistoryPresenter* historyPresenter() { return &m_historyPresenter; }
+    SettingsPresenter* settingsPresenter() { return &m_settingsPresenter; }
+    HelpPresenter* help() { return &m_help; }
 
     // Shows the file or folder at `path` selected in the file manager.
     Q_INVOKABLE void revealInFileManager(const QString& path);
@@ -75,4 +89,9 @@ private:
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
     QCoro::Task<> m_outputFolderChooser;
+    // Sheets:
+    PairingDetailsPresenter m_pairingDetails;
+    HistoryPresenter m_historyPresenter;
+    SettingsPresenter m_settingsPresenter;
+    HelpPresenter m_help;
 };

@@ -6,7 +6,6 @@
 #include <QAbstractListModel>
 #include <QLocale>
 #include <QObject>
-#include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
 class Desktop;

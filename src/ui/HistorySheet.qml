@@ -42,6 +42,7 @@ Sheet {
                 opacity: 0.6
             }
             Label {
+                objectName: "emptyText"
                 Layout.alignment: Qt.AlignHCenter
                 Layout.minimumHeight: implicitHeight
                 text: sheet.presenter.emptyText

@@ -51,24 +51,14 @@ QHash<int, QByteArray> PairingEntriesModel::roleNames() const
     };
 }
 
-PairingDetailsPresenter::PairingDetailsPresenter(QObject* parent) : QObject(parent) {}
-
-void PairingDetailsPresenter::setDriver(ConversionViewModel* driver)
+PairingDetailsPresenter::PairingDetailsPresenter(ConversionViewModel& driver, QObject* parent)
+    : QObject(parent), m_driver(driver)
 {
-    if (driver == m_driver)
-        return;
-    if (m_driver)
-        disconnect(m_driver, nullptr, this, nullptr);
-    m_driver = driver;
-    if (m_driver) {
-        connect(m_driver, &ConversionViewModel::pairingEntriesChanged, this,
-                &PairingDetailsPresenter::takeEntries);
-        connect(m_driver, &ConversionViewModel::pairingSummaryLinesChanged, this,
-                &PairingDetailsPresenter::summaryLinesChanged);
-    }
+    connect(&m_driver, &ConversionViewModel::pairingEntriesChanged, this,
+            &PairingDetailsPresenter::takeEntries);
+    connect(&m_driver, &ConversionViewModel::pairingSummaryLinesChanged, this,
+            &PairingDetailsPresenter::summaryLinesChanged);
     takeEntries();
-    emit summaryLinesChanged();
-    emit driverChanged();
 }
 
 QString PairingDetailsPresenter::headerLine() const
@@ -78,7 +68,7 @@ QString PairingDetailsPresenter::headerLine() const
 
 QStringList PairingDetailsPresenter::summaryLines() const
 {
-    return m_driver ? m_driver->pairingSummaryLines() : QStringList();
+    return m_driver.pairingSummaryLines();
 }
 
 QStringList PairingDetailsPresenter::detailLabels() const
@@ -88,6 +78,6 @@ QStringList PairingDetailsPresenter::detailLabels() const
 
 void PairingDetailsPresenter::takeEntries()
 {
-    m_entries.setEntries(m_driver ? m_driver->pairingEntries() : QList<PairingReportEntry>());
+    m_entries.setEntries(m_driver.pairingEntries());
     emit entriesChanged();
 }

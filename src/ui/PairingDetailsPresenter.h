@@ -5,7 +5,6 @@
 #include <QAbstractListModel>
 #include <QList>
 #include <QObject>
-#include <QPointer>
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
 
@@ -48,17 +47,15 @@ class PairingDetailsPresenter : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(ConversionViewModel* driver READ driver WRITE setDriver NOTIFY driverChanged)
+    QML_UNCREATABLE("Made by the application over its session driver.")
     Q_PROPERTY(QString headerLine READ headerLine NOTIFY entriesChanged)
     Q_PROPERTY(QStringList summaryLines READ summaryLines NOTIFY summaryLinesChanged)
     Q_PROPERTY(QStringList detailLabels READ detailLabels CONSTANT)
     Q_PROPERTY(PairingEntriesModel* entries READ entries CONSTANT)
 
 public:
-    explicit PairingDetailsPresenter(QObject* parent = nullptr);
-
-    ConversionViewModel* driver() const { return m_driver; }
-    void setDriver(ConversionViewModel* driver);
+    // `driver` must outlive the presenter.
+    explicit PairingDetailsPresenter(ConversionViewModel& driver, QObject* parent = nullptr);
 
     QString headerLine() const;
     QStringList summaryLines() const;
@@ -66,13 +63,12 @@ public:
     PairingEntriesModel* entries() { return &m_entries; }
 
 signals:
-    void driverChanged();
     void entriesChanged();
     void summaryLinesChanged();
 
 private:
     void takeEntries();
 
-    QPointer<ConversionViewModel> m_driver;
+    ConversionViewModel& m_driver;
     PairingEntriesModel m_entries;
 };

@@ -166,14 +166,6 @@ void SettingsPresenter::resetOffset()
     m_settings.setAudioOffsetSeconds(0.0);
 }
 
-void SettingsPresenter::chooseOutputFolder()
-{
-    // A second click while the chooser is open starts nothing new.
-    if (m_chooser && !m_chooser->isReady())
-        return;
-    m_chooser.emplace(m_settings.chooseOutputFolderViaPanel());
-}
-
 QString SettingsPresenter::offsetText(double seconds)
 {
     return fixed(seconds, 2) + QStringLiteral(" s");

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-#include <QCoroTask>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -78,8 +76,6 @@ public:
     Q_INVOKABLE void applyPreset(int index);
     // Sets the offset back to 0.0.
     Q_INVOKABLE void resetOffset();
-    // Lets the user pick the output folder through the store's chooser.
-    Q_INVOKABLE void chooseOutputFolder();
 
     // "-0.50 s": an offset as the slider's label shows it; never "-0.00".
     static QString offsetText(double seconds);
@@ -97,5 +93,4 @@ signals:
 private:
     SettingsStore& m_settings;
     QString m_numberingCaption;
-    std::optional<QCoro::Task<>> m_chooser;
 };

@@ -55,7 +55,7 @@ Sheet {
                     Button {
                         objectName: "chooseOutputButton"
                         text: "Choose…"
-                        onClicked: sheet.presenter.chooseOutputFolder()
+                        onClicked: App.chooseOutputFolder()
                     }
                 }
             }

@@ -41,7 +41,7 @@ Pane {
             }
         }
         Button {
-            objectName: "doneButton"
+            objectName: header.showsDone ? "doneButton" : ""
             visible: header.showsDone
             text: "Done"
             highlighted: true

@@ -1,9 +1,14 @@
 // The modal sheets over the main window, each opened by one function.
 import QtQuick
-import QtQuick.Controls
+import Tolvane
 
 Item {
     id: host
+
+    objectName: "sheetHost"
+
+    // The application's icon, shown by the about panel.
+    property url iconSource
 
     function openPairingDetails() {
         pairingDetails.open();
@@ -14,8 +19,9 @@ Item {
     function openSettings() {
         settings.open();
     }
+    // The help command opens the how-to guide: it is the product's help.
     function openHelp() {
-        help.open();
+        howTo.open();
     }
     function openHowTo() {
         howTo.open();
@@ -27,53 +33,38 @@ Item {
         about.open();
     }
 
-    component Sheet: Dialog {
-        anchors.centerIn: parent
-        modal: true
-        standardButtons: Dialog.Close
-        width: Math.min(parent.width - 48, 480)
-    }
-
-    Sheet {
+    PairingDetailsSheet {
         id: pairingDetails
 
-        objectName: "pairingDetailsSheet"
-        title: "Pairing Details"
+        presenter: App.pairingDetails
     }
-    Sheet {
+    HistorySheet {
         id: history
 
-        objectName: "historySheet"
-        title: "Recent Conversions"
+        presenter: App.historyPresenter
     }
-    Sheet {
+    SettingsSheet {
         id: settings
 
-        objectName: "settingsSheet"
-        title: "Settings"
+        settings: App.settings
+        presenter: App.settingsPresenter
     }
-    Sheet {
-        id: help
-
-        objectName: "helpSheet"
-        title: "Tolvane Help"
-    }
-    Sheet {
+    InfoSheet {
         id: howTo
 
         objectName: "howToSheet"
-        title: "How to Use Tolvane"
+        guide: App.help.howToUse
     }
-    Sheet {
+    InfoSheet {
         id: troubleshooting
 
         objectName: "troubleshootingSheet"
-        title: "Troubleshooting"
+        guide: App.help.troubleshooting
     }
-    Sheet {
+    AboutSheet {
         id: about
 
-        objectName: "aboutSheet"
-        title: "About Tolvane"
+        help: App.help
+        iconSource: host.iconSource
     }
 }

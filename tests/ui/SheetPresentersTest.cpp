@@ -10,6 +10,7 @@
 #include "ui/PairingDetailsText.h"
 #include "ui/SettingsPresenter.h"
 #include "ui/StatusColors.h"
+#include "UiTests.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -370,15 +371,6 @@ private slots:
                            "name sort matches filming order."));
     }
 
-    void settingsChooserSetsTheOutputFolder()
-    {
-        Settings settings;
-        settings.desktop->folderAnswers = {QStringLiteral("/media/Drive $1")};
-        settings.presenter.chooseOutputFolder();
-        QCOMPARE(settings.store.outputFolderPath(), QStringLiteral("/media/Drive $1"));
-        QCOMPARE(settings.desktop->folderRequests.size(), 1);
-    }
-
     // Help and about
 
     void helpGuidesHoldTheirSectionsInOrder()
@@ -454,5 +446,9 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(SheetPresentersTest)
+int runSheetPresentersTests(int argc, char* argv[])
+{
+    SheetPresentersTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "SheetPresentersTest.moc"

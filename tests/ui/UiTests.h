@@ -2,3 +2,5 @@
 
 // Entry points of the interface's test classes, all run by tst_ui.
 int runWindowTests(int argc, char* argv[]);
+int runSheetPresentersTests(int argc, char* argv[]);
+int runSheetsWindowTests(int argc, char* argv[]);
