@@ -1,13 +1,12 @@
 #pragma once
 
 #include "run/CardCommand.h"
+#include "store/ConversionHistoryStore.h"
 
 #include <memory>
 #include <QLocale>
 #include <QString>
 #include <QStringList>
-
-class KeyValueStore;
 
 // `tolvane-cli history`: the recorded conversion runs as the app's history
 // sheet lists them, the stored document itself, or emptying the history.

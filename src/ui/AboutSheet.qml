@@ -30,13 +30,13 @@ Sheet {
             Layout.alignment: Qt.AlignHCenter
             text: sheet.help.applicationName
             font.bold: true
-            font.pointSize: Qt.application.font.pointSize * 1.6
+            font.pointSize: SheetFonts.titleSize
         }
         Label {
             objectName: "versionLine"
             Layout.alignment: Qt.AlignHCenter
             text: sheet.help.versionLine
-            font.pointSize: Qt.application.font.pointSize * 0.9
+            font.pointSize: SheetFonts.captionSize
             opacity: 0.7
         }
         SelectableText {
@@ -53,7 +53,7 @@ Sheet {
             Layout.preferredWidth: 320
             horizontalAlignment: Text.AlignHCenter
             text: sheet.help.aboutNote
-            font.pointSize: Qt.application.font.pointSize * 0.88
+            font.pointSize: SheetFonts.captionSize
             opacity: 0.7
         }
         Button {

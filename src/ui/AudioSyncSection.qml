@@ -64,13 +64,13 @@ SettingsSection {
                 Label {
                     objectName: "offsetText"
                     text: section.presenter.offsetText
-                    font.family: MonospaceFont.font.family
+                    font.family: SheetFonts.fixedFamily
                     horizontalAlignment: Text.AlignRight
                     Layout.minimumWidth: offsetMetrics.advanceWidth
 
                     TextMetrics {
                         id: offsetMetrics
-                        font.family: MonospaceFont.font.family
+                        font.family: SheetFonts.fixedFamily
                         text: "-0.00 s"
                     }
                 }

@@ -1,11 +1,12 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tolvane
 
 // A secondary explanation under a control.
 Label {
     Layout.fillWidth: true
-    font.pointSize: Qt.application.font.pointSize * 0.88
+    font.pointSize: SheetFonts.captionSize
     opacity: 0.7
     wrapMode: Text.Wrap
 }

@@ -35,7 +35,7 @@ Pane {
             Layout.alignment: Qt.AlignTop
             text: row.statusMark
             color: StatusColors.forRun(row.needsAttention, row.dark)
-            font.pointSize: Qt.application.font.pointSize * 1.3
+            font.pointSize: SheetFonts.headlineSize
         }
         ColumnLayout {
             Layout.fillWidth: true
@@ -49,20 +49,20 @@ Pane {
             }
             Label {
                 text: row.dateText
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
                 opacity: 0.7
             }
             Label {
                 Layout.fillWidth: true
                 text: row.outputFolder
-                font.family: MonospaceFont.font.family
+                font.family: SheetFonts.fixedFamily
                 opacity: 0.7
                 elide: Text.ElideMiddle
             }
             Label {
                 objectName: "statsLine"
                 text: row.statsLine
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
                 opacity: 0.7
             }
         }

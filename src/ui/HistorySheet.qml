@@ -38,7 +38,7 @@ Sheet {
             Label {
                 Layout.alignment: Qt.AlignHCenter
                 text: "↺"
-                font.pointSize: Qt.application.font.pointSize * 3
+                font.pointSize: SheetFonts.symbolSize
                 opacity: 0.6
             }
             Label {
@@ -88,7 +88,7 @@ Sheet {
                 visible: sheet.presenter.revealProblem.length > 0
                 text: sheet.presenter.revealProblem
                 color: StatusColors.warning(sheet.dark)
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
                 wrapMode: Text.Wrap
             }
         }

@@ -34,26 +34,9 @@ Sheet {
         model: sheet.guide.sections
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: ScrollBar {}
-        delegate: ColumnLayout {
-            id: section
-            required property string heading
-            required property string body
+        delegate: InfoSection {
             width: ListView.view.width - 40
             x: 20
-            spacing: 4
-
-            Label {
-                Layout.fillWidth: true
-                text: section.heading
-                font.bold: true
-                wrapMode: Text.Wrap
-            }
-            SelectableText {
-                objectName: "sectionBody"
-                Layout.fillWidth: true
-                text: section.body
-                opacity: 0.8
-            }
         }
     }
 

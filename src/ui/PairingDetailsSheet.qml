@@ -47,7 +47,7 @@ Sheet {
                         required property string modelData
                         Layout.fillWidth: true
                         text: modelData
-                        font.pointSize: Qt.application.font.pointSize * 0.9
+                        font.pointSize: SheetFonts.captionSize
                         opacity: 0.8
                         wrapMode: Text.Wrap
                     }

@@ -48,12 +48,12 @@ Rectangle {
                 text: row.statusText
                 color: row.tone
                 font.bold: true
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
             }
             Label {
                 text: row.statusSymbol
                 color: row.tone
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
             }
         }
         Repeater {
@@ -69,7 +69,7 @@ Rectangle {
                     Layout.preferredWidth: 150
                     Layout.alignment: Qt.AlignTop
                     text: line.modelData
-                    font.family: MonospaceFont.font.family
+                    font.family: SheetFonts.fixedFamily
                     font.bold: true
                     opacity: 0.7
                 }
@@ -77,7 +77,7 @@ Rectangle {
                     objectName: "detailValue"
                     Layout.fillWidth: true
                     text: row.detailValues[line.index]
-                    font.family: MonospaceFont.font.family
+                    font.family: SheetFonts.fixedFamily
                 }
             }
         }
@@ -87,7 +87,7 @@ Rectangle {
             visible: row.hasNote
             text: row.note
             color: StatusColors.forNote(row.status, row.dark, palette.windowText)
-            font.pointSize: Qt.application.font.pointSize * 0.9
+            font.pointSize: SheetFonts.captionSize
             wrapMode: Text.Wrap
         }
     }

@@ -34,7 +34,7 @@ SettingsSection {
         Label {
             Layout.fillWidth: true
             text: section.presenter.fallbackWarning
-            font.pointSize: Qt.application.font.pointSize * 0.88
+            font.pointSize: SheetFonts.captionSize
             wrapMode: Text.Wrap
         }
     }

@@ -26,71 +26,10 @@ Sheet {
         Divider { Layout.fillWidth: true }
     }
 
-    contentItem: ScrollView {
-        id: scroller
-        objectName: "settingsScroller"
-        clip: true
-        contentWidth: availableWidth
-
-        ColumnLayout {
-            width: scroller.availableWidth
-            spacing: 12
-
-            SettingsSection {
-                title: "Output"
-
-                RowLayout {
-                    Layout.fillWidth: true
-                    spacing: 8
-
-                    Label { text: "Output Location" }
-                    Label {
-                        objectName: "outputFolderPath"
-                        Layout.fillWidth: true
-                        text: sheet.settings.outputFolderPath
-                        font.family: MonospaceFont.font.family
-                        elide: Text.ElideMiddle
-                        opacity: 0.8
-                    }
-                    Button {
-                        objectName: "chooseOutputButton"
-                        text: "Choose…"
-                        onClicked: App.chooseOutputFolder()
-                    }
-                }
-            }
-            SettingsSection {
-                title: "Video Quality"
-
-                RowLayout {
-                    Layout.fillWidth: true
-                    spacing: 8
-
-                    Label { text: "ProRes Codec" }
-                    ComboBox {
-                        objectName: "profilePicker"
-                        Layout.fillWidth: true
-                        model: sheet.presenter.profileLabels
-                        currentIndex: sheet.presenter.profileIndex
-                        onActivated: index => sheet.presenter.profileIndex = index
-                    }
-                }
-            }
-            AudioSyncSection {
-                settings: sheet.settings
-                presenter: sheet.presenter
-                dark: sheet.dark
-            }
-            PairingSafetySection {
-                settings: sheet.settings
-                presenter: sheet.presenter
-                dark: sheet.dark
-            }
-            ConversionBehaviorSection {
-                settings: sheet.settings
-                presenter: sheet.presenter
-            }
-        }
+    contentItem: SettingsForm {
+        settings: sheet.settings
+        presenter: sheet.presenter
+        dark: sheet.dark
     }
 
     footer: ColumnLayout {

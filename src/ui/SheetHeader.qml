@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tolvane
 
 // A sheet's top: its title above a secondary line, and optionally "Done" on the right.
 Pane {
@@ -28,14 +29,14 @@ Pane {
                 Layout.fillWidth: true
                 text: header.title
                 font.bold: true
-                font.pointSize: Qt.application.font.pointSize * 1.15
+                font.pointSize: SheetFonts.headlineSize
                 elide: Text.ElideRight
             }
             Label {
                 objectName: "sheetSubtitle"
                 Layout.fillWidth: true
                 text: header.subtitle
-                font.pointSize: Qt.application.font.pointSize * 0.9
+                font.pointSize: SheetFonts.captionSize
                 opacity: 0.7
                 wrapMode: Text.Wrap
             }

@@ -46,7 +46,17 @@ QStringList textsOf(const QList<QQuickItem*>& items)
 void click(QQuickItem* item)
 {
     QVERIFY(item);
-    const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    // A sheet that has just opened may still be placing its rows: click once the item stays put.
+    const auto centreOf = [item] {
+        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    };
+    QPoint centre = centreOf();
+    for (int steady = 0; steady < 3;) {
+        QTest::qWait(20);
+        const QPoint now = centreOf();
+        steady = now == centre ? steady + 1 : 0;
+        centre = now;
+    }
     QTest::mouseClick(item->window(), Qt::LeftButton, Qt::NoModifier, centre);
 }
 
@@ -200,6 +210,82 @@ private slots:
         QCOMPARE(values.at(8 + 3), QStringLiteral("—"));
         QCOMPARE(values.at(8 + 7), QStringLiteral("Excluded — no verified match"));
         closeWithEscape(fixture, sheet);
+    }
+
+    void historyEmptyShowsTheEmptyStateAndZeroBatches()
+    {
+        MainWindowFixture fixture;
+        QObject* const sheet = openHistory(fixture);
+        QVERIFY(sheet);
+        QCOMPARE(subtitleOf(sheet), QStringLiteral("0 batches"));
+        QQuickItem* const empty =
+            itemsNamed(part(sheet, "contentItem"), QStringLiteral("emptyState")).value(0);
+        QVERIFY(empty && empty->isVisible());
+        QCOMPARE(textsOf(itemsNamed(empty, QStringLiteral("emptyText"))),
+                 QStringList{QStringLiteral("No conversions yet")});
+    }
+
+    void historyCleanRunsShowTheirCountsAndAGreenSeal()
+    {
+        MainWindowFixture fixture;
+        ConversionHistoryStore& history = *fixture.session.context->history();
+        history.record(QStringLiteral("ONLY CONVERTED"), QStringLiteral("/out/a"), 5, 0, 0, 0);
+        history.record(QStringLiteral("ONLY SKIPPED"), QStringLiteral("/out/b"), 0, 0, 3, 0);
+        QObject* const sheet = openHistory(fixture);
+        QVERIFY(sheet);
+        QCOMPARE(subtitleOf(sheet), QStringLiteral("2 batches"));
+        QTRY_COMPARE(textsOf(itemsNamed(part(sheet, "contentItem"), QStringLiteral("statsLine"))),
+                     (QStringList{QStringLiteral("0 converted · 3 skipped"), QStringLiteral("5 converted")}));
+        const QList<QQuickItem*> marks = itemsNamed(part(sheet, "contentItem"), QStringLiteral("statusMark"));
+        QCOMPARE(textsOf(marks), (QStringList{QStringLiteral("✔"), QStringLiteral("✔")}));
+        for (const QQuickItem* mark : marks)
+            QCOMPARE(mark->property("color").value<QColor>(), StatusColors::green(false));
+    }
+
+    void historyClearWithTheSheetOpenEmptiesItAtOnce()
+    {
+        MainWindowFixture fixture;
+        ConversionHistoryStore& history = *fixture.session.context->history();
+        history.record(QStringLiteral("A"), QStringLiteral("/out/a"), 1, 0, 0, 0);
+        history.record(QStringLiteral("B"), QStringLiteral("/out/b"), 2, 1, 0, 0);
+        QObject* const sheet = openHistory(fixture);
+        QVERIFY(sheet);
+        QCOMPARE(subtitleOf(sheet), QStringLiteral("2 batches"));
+        click(itemsNamed(part(sheet, "footer"), QStringLiteral("clearHistoryButton")).value(0));
+        QCOMPARE(subtitleOf(sheet), QStringLiteral("0 batches"));
+        QVERIFY(history.entries().isEmpty());
+        QTRY_VERIFY(
+            itemsNamed(part(sheet, "contentItem"), QStringLiteral("emptyState")).value(0)->isVisible());
+        QTRY_COMPARE(itemsNamed(part(sheet, "contentItem"), QStringLiteral("statsLine")).size(), 0);
+        QVERIFY(isOpen(sheet));
+    }
+
+    void historyRevealSaysWhenTheFolderIsGone()
+    {
+        QTemporaryDir kept;
+        MainWindowFixture fixture;
+        ConversionHistoryStore& history = *fixture.session.context->history();
+        history.record(QStringLiteral("KEPT"), kept.path(), 1, 0, 0, 0);
+        history.record(QStringLiteral("GONE"), QStringLiteral("/nonexistent/07-01-2026"), 1, 0, 0, 0);
+        QObject* const sheet = openHistory(fixture);
+        QVERIFY(sheet);
+        QTRY_COMPARE(itemsNamed(part(sheet, "contentItem"), QStringLiteral("revealButton")).size(), 2);
+        QQuickItem* const problem =
+            itemsNamed(part(sheet, "footer"), QStringLiteral("revealProblem")).value(0);
+        QVERIFY(problem && !problem->isVisible());
+
+        click(itemsNamed(part(sheet, "contentItem"), QStringLiteral("revealButton")).at(0));
+        QVERIFY(fixture.session.desktop->revealed.isEmpty());
+        QCOMPARE(fixture.session.context->historyPresenter()->revealProblem().isEmpty(), false);
+        QVERIFY(problem->isVisible());
+        QCOMPARE(problem->property("text").toString(),
+                 QStringLiteral(
+                     "“/nonexistent/07-01-2026” no longer exists. It was moved, renamed or deleted after "
+                     "the run."));
+
+        click(itemsNamed(part(sheet, "contentItem"), QStringLiteral("revealButton")).at(1));
+        QCOMPARE(fixture.session.desktop->revealed, QList<QStringList>{{kept.path()}});
+        QVERIFY(!problem->isVisible());
     }
 
     void historyFollowsTheStoreWhileOpen()

@@ -1,8 +1,0 @@
-#include "ui/MonospaceFont.h"
-
-#include <QFontDatabase>
-
-QFont MonospaceFont::font()
-{
-    return QFontDatabase::systemFont(QFontDatabase::FixedFont);
-}
