@@ -1,10 +1,12 @@
+#include "media/FFmpegService.h"
 #include "SyntheticCard.h"
+#include "ToolFolder.h"
 #include "ui/StatusColors.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
-#include <QFileInfo>
 #include <QQuickItem>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -158,8 +160,10 @@ private slots:
 
     void pairingDetailsShowTheLoadedCard()
     {
-        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable())
-            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
+        ToolFolder tools;
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        FFmpegService::setToolDirectoriesForTesting({tools.path()});
+        const auto restoreTools = qScopeGuard([] { FFmpegService::setToolDirectoriesForTesting({}); });
         QTemporaryDir root;
         SyntheticCard::CardSpec single;
         single.clips = {SyntheticCard::clip(1, 2)};
