@@ -66,7 +66,7 @@ SettingsSection {
                     text: section.presenter.offsetText
                     font.family: SheetFonts.fixedFamily
                     horizontalAlignment: Text.AlignRight
-                    Layout.minimumWidth: offsetMetrics.advanceWidth
+                    Layout.preferredWidth: Math.ceil(offsetMetrics.advanceWidth) + 4
 
                     TextMetrics {
                         id: offsetMetrics
@@ -76,6 +76,7 @@ SettingsSection {
                 }
             }
             RowLayout {
+                Layout.fillWidth: true
                 spacing: 6
 
                 Repeater {
@@ -84,6 +85,9 @@ SettingsSection {
                         required property string modelData
                         required property int index
                         objectName: "preset" + index
+                        // The five share the row equally, however narrow the sheet.
+                        Layout.fillWidth: true
+                        Layout.preferredWidth: 1
                         text: modelData
                         onClicked: section.presenter.applyPreset(index)
                     }

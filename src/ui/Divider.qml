@@ -1,9 +1,12 @@
 import QtQuick
+import QtQuick.Controls
 
-// A one-pixel line across its container.
-Rectangle {
+// A one-pixel line across its container, in the palette's divider colour.
+Control {
+    id: divider
+
     implicitHeight: 1
-    color: systemPalette.mid
-
-    readonly property SystemPalette systemPalette: SystemPalette {}
+    background: Rectangle {
+        color: divider.palette.mid
+    }
 }
