@@ -1,4 +1,5 @@
 #pragma once
 
 // Entry points of the interface's test classes, all run by tst_ui.
+int runPresenterTests(int argc, char* argv[]);
 int runWindowTests(int argc, char* argv[]);
