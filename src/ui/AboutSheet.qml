@@ -30,13 +30,13 @@ Sheet {
             Layout.alignment: Qt.AlignHCenter
             text: sheet.help.applicationName
             font.bold: true
-            font.pointSize: SheetFonts.titleSize
+            font.pixelSize: Theme.titleSize
         }
         Label {
             objectName: "versionLine"
             Layout.alignment: Qt.AlignHCenter
             text: sheet.help.versionLine
-            font.pointSize: SheetFonts.captionSize
+            font.pixelSize: Theme.captionSize
             opacity: 0.7
         }
         SelectableText {
@@ -53,7 +53,7 @@ Sheet {
             Layout.preferredWidth: 320
             horizontalAlignment: Text.AlignHCenter
             text: sheet.help.aboutNote
-            font.pointSize: SheetFonts.captionSize
+            font.pixelSize: Theme.captionSize
             opacity: 0.7
         }
         Button {

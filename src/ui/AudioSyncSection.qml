@@ -64,13 +64,13 @@ SettingsSection {
                 Label {
                     objectName: "offsetText"
                     text: section.presenter.offsetText
-                    font.family: SheetFonts.fixedFamily
+                    font.family: Theme.monospaceFamily
                     horizontalAlignment: Text.AlignRight
                     Layout.preferredWidth: Math.ceil(offsetMetrics.advanceWidth) + 4
 
                     TextMetrics {
                         id: offsetMetrics
-                        font.family: SheetFonts.fixedFamily
+                        font.family: Theme.monospaceFamily
                         text: "-0.00 s"
                     }
                 }

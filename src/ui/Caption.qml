@@ -6,7 +6,7 @@ import Tolvane
 // A secondary explanation under a control.
 Label {
     Layout.fillWidth: true
-    font.pointSize: SheetFonts.captionSize
+    font.pixelSize: Theme.captionSize
     opacity: 0.7
     wrapMode: Text.Wrap
 }

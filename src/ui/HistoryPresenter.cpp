@@ -2,6 +2,7 @@
 
 #include "run/HistoryText.h"
 #include "store/Desktop.h"
+#include "ui/Tone.h"
 
 #include <QFileInfo>
 
@@ -36,6 +37,9 @@ QVariant HistoryModel::data(const QModelIndex& index, int role) const
         return HistoryText::needsAttention(entry);
     case StatusMarkRole:
         return HistoryText::statusMark(entry);
+    case ToneRole:
+        return static_cast<int>(HistoryText::needsAttention(entry) ? Tone::Value::caution
+                                                                   : Tone::Value::positive);
     default:
         return {};
     }
@@ -50,6 +54,7 @@ QHash<int, QByteArray> HistoryModel::roleNames() const
         {StatsLineRole, "statsLine"},
         {NeedsAttentionRole, "needsAttention"},
         {StatusMarkRole, "statusMark"},
+        {ToneRole, "tone"},
     };
 }
 

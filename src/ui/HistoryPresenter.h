@@ -26,6 +26,7 @@ public:
         StatsLineRole,
         NeedsAttentionRole,
         StatusMarkRole,
+        ToneRole, // a Tone.Value: positive for a clean run, caution otherwise
     };
 
     using QAbstractListModel::QAbstractListModel;

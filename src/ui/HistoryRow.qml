@@ -13,7 +13,7 @@ Pane {
     required property string outputFolder
     required property string statsLine
     required property string statusMark
-    required property bool needsAttention
+    required property int tone
     required property bool dark
 
     signal revealRequested()
@@ -34,8 +34,8 @@ Pane {
             objectName: "statusMark"
             Layout.alignment: Qt.AlignTop
             text: row.statusMark
-            color: StatusColors.forRun(row.needsAttention, row.dark)
-            font.pointSize: SheetFonts.headlineSize
+            color: ToneColors.color(row.tone, row.dark)
+            font.pixelSize: Theme.headlineSize
         }
         ColumnLayout {
             Layout.fillWidth: true
@@ -49,20 +49,20 @@ Pane {
             }
             Label {
                 text: row.dateText
-                font.pointSize: SheetFonts.captionSize
+                font.pixelSize: Theme.captionSize
                 opacity: 0.7
             }
             Label {
                 Layout.fillWidth: true
                 text: row.outputFolder
-                font.family: SheetFonts.fixedFamily
+                font.family: Theme.monospaceFamily
                 opacity: 0.7
                 elide: Text.ElideMiddle
             }
             Label {
                 objectName: "statsLine"
                 text: row.statsLine
-                font.pointSize: SheetFonts.captionSize
+                font.pixelSize: Theme.captionSize
                 opacity: 0.7
             }
         }

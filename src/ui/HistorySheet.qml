@@ -38,7 +38,7 @@ Sheet {
             Label {
                 Layout.alignment: Qt.AlignHCenter
                 text: "↺"
-                font.pointSize: SheetFonts.symbolSize
+                font.pixelSize: Theme.titleSize * 2
                 opacity: 0.6
             }
             Label {
@@ -87,8 +87,8 @@ Sheet {
                 Layout.fillWidth: true
                 visible: sheet.presenter.revealProblem.length > 0
                 text: sheet.presenter.revealProblem
-                color: StatusColors.warning(sheet.dark)
-                font.pointSize: SheetFonts.captionSize
+                color: ToneColors.color(Tone.Value.caution, sheet.dark)
+                font.pixelSize: Theme.captionSize
                 wrapMode: Text.Wrap
             }
         }

@@ -3,7 +3,8 @@
 //   App.settings       the SettingsStore
 //   App.recentFolders  the RecentFoldersStore
 //   App.history        the ConversionHistoryStore
-//   App.revealInFileManager(path)
+//   App.texts          the platform's words (PlatformTexts)
+//   App.revealInFileManager(path), App.clearHistory(), App.clearRecentFolders(), App.chooseOutputFolder()
 // App is a C++ singleton of this module (import Tolvane); main.cpp and the tests
 // make its context current before loading. Sheets open through `sheets`
 // (SheetHost.qml); commands are the Actions of `commands` (AppCommands.qml).
@@ -14,10 +15,10 @@ import Tolvane
 ApplicationWindow {
     id: window
 
-    width: 900
-    height: 640
-    minimumWidth: 720
-    minimumHeight: 520
+    width: 860
+    height: 760
+    minimumWidth: 640
+    minimumHeight: 560
     visible: true
     title: "Tolvane"
 
@@ -28,6 +29,13 @@ ApplicationWindow {
     AppCommands {
         id: commands
 
+        objectName: "commands"
+        sheets: sheets
+    }
+
+    ContentView {
+        anchors.fill: parent
+        commands: commands
         sheets: sheets
     }
 

@@ -30,6 +30,10 @@ QVariant PairingEntriesModel::data(const QModelIndex& index, int role) const
         return PairingDetailsText::statusText(status);
     case StatusSymbolRole:
         return PairingDetailsText::statusSymbol(status);
+    case ToneRole:
+        return static_cast<int>(PairingDetailsText::tone(status));
+    case NoteToneRole:
+        return static_cast<int>(PairingDetailsText::noteTone(status));
     case DetailValuesRole:
         return PairingDetailsText::detailValues(entry);
     case NoteRole:
@@ -44,10 +48,9 @@ QVariant PairingEntriesModel::data(const QModelIndex& index, int role) const
 QHash<int, QByteArray> PairingEntriesModel::roleNames() const
 {
     return {
-        {ClipNameRole, "clipName"},         {StatusRole, "status"},
-        {StatusTextRole, "statusText"},     {StatusSymbolRole, "statusSymbol"},
-        {DetailValuesRole, "detailValues"}, {NoteRole, "note"},
-        {HasNoteRole, "hasNote"},
+        {ClipNameRole, "clipName"},         {StatusRole, "status"}, {StatusTextRole, "statusText"},
+        {StatusSymbolRole, "statusSymbol"}, {ToneRole, "tone"},     {NoteToneRole, "noteTone"},
+        {DetailValuesRole, "detailValues"}, {NoteRole, "note"},     {HasNoteRole, "hasNote"},
     };
 }
 

@@ -23,6 +23,8 @@ public:
         StatusRole, // a PairingStatus
         StatusTextRole,
         StatusSymbolRole,
+        ToneRole,     // a Tone.Value
+        NoteToneRole, // a Tone.Value
         DetailValuesRole,
         NoteRole,
         HasNoteRole,

@@ -30,9 +30,9 @@ Sheet {
             Layout.fillWidth: true
             visible: sheet.presenter.summaryLines.length > 0
             implicitHeight: summaryColumn.implicitHeight + 20
-            color: Qt.rgba(summaryTone.r, summaryTone.g, summaryTone.b, 0.12)
+            color: ToneColors.tinted(summaryTone, 0.12)
 
-            readonly property color summaryTone: StatusColors.warning(sheet.dark)
+            readonly property color summaryTone: ToneColors.color(Tone.Value.caution, sheet.dark)
 
             ColumnLayout {
                 id: summaryColumn
@@ -47,7 +47,7 @@ Sheet {
                         required property string modelData
                         Layout.fillWidth: true
                         text: modelData
-                        font.pointSize: SheetFonts.captionSize
+                        font.pixelSize: Theme.captionSize
                         opacity: 0.8
                         wrapMode: Text.Wrap
                     }

@@ -37,6 +37,24 @@ QString statusSymbol(Status status)
     Q_UNREACHABLE();
 }
 
+Tone::Value tone(Status status)
+{
+    switch (status) {
+    case Status::Excluded:
+        return Tone::Value::negative;
+    case Status::Safe:
+        return Tone::Value::positive;
+    case Status::Unsafe:
+        return Tone::Value::caution;
+    }
+    Q_UNREACHABLE();
+}
+
+Tone::Value noteTone(Status status)
+{
+    return status == Status::Safe ? Tone::Value::secondary : tone(status);
+}
+
 QString headerLine(const QList<PairingReportEntry>& entries)
 {
     const auto included = std::count_if(entries.cbegin(), entries.cend(),

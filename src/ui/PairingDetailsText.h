@@ -1,6 +1,7 @@
 #pragma once
 
 #include "card/PairingReportEntry.h"
+#include "ui/Tone.h"
 
 #include <QList>
 #include <QObject>
@@ -24,6 +25,13 @@ QString statusText(Status status);
 
 // The badge's symbol: "✖" for Excluded, "✔" for Safe, "⚠" for Unsafe.
 QString statusSymbol(Status status);
+
+// What the status means: Safe is positive, Unsafe a caution, Excluded negative.
+Tone::Value tone(Status status);
+
+// The tone of an entry's note: its status's, except that a Safe entry's note
+// is only information.
+Tone::Value noteTone(Status status);
 
 // "3 clips will convert · 1 excluded"; the excluded part only when an entry was left out.
 QString headerLine(const QList<PairingReportEntry>& entries);

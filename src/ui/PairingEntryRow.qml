@@ -11,6 +11,8 @@ Rectangle {
 
     required property string clipName
     required property int status
+    required property int tone
+    required property int noteTone
     required property string statusText
     required property string statusSymbol
     required property var detailValues
@@ -19,13 +21,13 @@ Rectangle {
     required property var labels
     required property bool dark
 
-    readonly property color tone: StatusColors.forPairingStatus(status, dark)
+    readonly property color toneColor: ToneColors.color(tone, dark)
 
     implicitHeight: content.implicitHeight + 24
     radius: 8
     border.width: 1
-    border.color: tone
-    color: Qt.rgba(tone.r, tone.g, tone.b, dark ? 0.12 : 0.06)
+    border.color: toneColor
+    color: ToneColors.tinted(toneColor, dark ? 0.12 : 0.06)
 
     ColumnLayout {
         id: content
@@ -46,14 +48,14 @@ Rectangle {
             Label {
                 objectName: "statusBadge"
                 text: row.statusText
-                color: row.tone
+                color: row.toneColor
                 font.bold: true
-                font.pointSize: SheetFonts.captionSize
+                font.pixelSize: Theme.captionSize
             }
             Label {
                 text: row.statusSymbol
-                color: row.tone
-                font.pointSize: SheetFonts.captionSize
+                color: row.toneColor
+                font.pixelSize: Theme.captionSize
             }
         }
         Repeater {
@@ -69,7 +71,7 @@ Rectangle {
                     Layout.preferredWidth: 150
                     Layout.alignment: Qt.AlignTop
                     text: line.modelData
-                    font.family: SheetFonts.fixedFamily
+                    font.family: Theme.monospaceFamily
                     font.bold: true
                     opacity: 0.7
                 }
@@ -77,7 +79,7 @@ Rectangle {
                     objectName: "detailValue"
                     Layout.fillWidth: true
                     text: row.detailValues[line.index]
-                    font.family: SheetFonts.fixedFamily
+                    font.family: Theme.monospaceFamily
                 }
             }
         }
@@ -86,8 +88,8 @@ Rectangle {
             Layout.fillWidth: true
             visible: row.hasNote
             text: row.note
-            color: StatusColors.forNote(row.status, row.dark, palette.windowText)
-            font.pointSize: SheetFonts.captionSize
+            color: ToneColors.color(row.noteTone, row.dark, palette.windowText)
+            font.pixelSize: Theme.captionSize
             wrapMode: Text.Wrap
         }
     }

@@ -29,12 +29,12 @@ SettingsSection {
         Label {
             Layout.alignment: Qt.AlignTop
             text: "⚠"
-            color: StatusColors.warning(section.dark)
+            color: ToneColors.color(Tone.Value.caution, section.dark)
         }
         Label {
             Layout.fillWidth: true
             text: section.presenter.fallbackWarning
-            font.pointSize: SheetFonts.captionSize
+            font.pixelSize: Theme.captionSize
             wrapMode: Text.Wrap
         }
     }

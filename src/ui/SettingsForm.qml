@@ -32,7 +32,7 @@ ScrollView {
                     objectName: "outputFolderPath"
                     Layout.fillWidth: true
                     text: form.settings.outputFolderPath
-                    font.family: SheetFonts.fixedFamily
+                    font.family: Theme.monospaceFamily
                     elide: Text.ElideMiddle
                     opacity: 0.8
                 }

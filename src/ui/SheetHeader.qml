@@ -29,14 +29,14 @@ Pane {
                 Layout.fillWidth: true
                 text: header.title
                 font.bold: true
-                font.pointSize: SheetFonts.headlineSize
+                font.pixelSize: Theme.headlineSize
                 elide: Text.ElideRight
             }
             Label {
                 objectName: "sheetSubtitle"
                 Layout.fillWidth: true
                 text: header.subtitle
-                font.pointSize: SheetFonts.captionSize
+                font.pixelSize: Theme.captionSize
                 opacity: 0.7
                 wrapMode: Text.Wrap
             }

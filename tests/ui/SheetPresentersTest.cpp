@@ -9,7 +9,7 @@
 #include "ui/PairingDetailsPresenter.h"
 #include "ui/PairingDetailsText.h"
 #include "ui/SettingsPresenter.h"
-#include "ui/StatusColors.h"
+#include "ui/Tone.h"
 #include "UiTests.h"
 
 #include <QSignalSpy>
@@ -106,8 +106,10 @@ private slots:
         QCOMPARE(row(model, 0, PairingEntriesModel::StatusRole).toInt(), static_cast<int>(Status::Excluded));
         QCOMPARE(row(model, 0, PairingEntriesModel::StatusTextRole).toString(), QStringLiteral("Excluded"));
         QCOMPARE(row(model, 0, PairingEntriesModel::StatusSymbolRole).toString(), QStringLiteral("✖"));
-        QCOMPARE(StatusColors::forPairingStatus(static_cast<int>(Status::Excluded), false),
-                 StatusColors::red(false));
+        QCOMPARE(row(model, 0, PairingEntriesModel::ToneRole).toInt(),
+                 static_cast<int>(Tone::Value::negative));
+        QCOMPARE(row(model, 0, PairingEntriesModel::NoteToneRole).toInt(),
+                 static_cast<int>(Tone::Value::negative));
         const QStringList values = row(model, 0, PairingEntriesModel::DetailValuesRole).toStringList();
         QCOMPARE(values, (QStringList{QStringLiteral("— not numbered"), QStringLiteral("— none found"),
                                       QStringLiteral("C.MXF"), QStringLiteral("—"), QStringLiteral("unknown"),
@@ -142,8 +144,10 @@ private slots:
                          label(P2Clip::PairingMethod::xmlVerified)}));
         QCOMPARE(row(model, 0, PairingEntriesModel::StatusTextRole).toString(), QStringLiteral("Safe"));
         QCOMPARE(row(model, 0, PairingEntriesModel::StatusSymbolRole).toString(), QStringLiteral("✔"));
-        QCOMPARE(StatusColors::forPairingStatus(static_cast<int>(Status::Safe), true),
-                 StatusColors::green(true));
+        QCOMPARE(row(model, 0, PairingEntriesModel::ToneRole).toInt(),
+                 static_cast<int>(Tone::Value::positive));
+        QCOMPARE(row(model, 0, PairingEntriesModel::NoteToneRole).toInt(),
+                 static_cast<int>(Tone::Value::secondary));
         QCOMPARE(row(model, 0, PairingEntriesModel::NoteRole).toString(), QString());
         QCOMPARE(row(model, 0, PairingEntriesModel::HasNoteRole).toBool(), false);
     }
@@ -155,8 +159,8 @@ private slots:
         QCOMPARE(PairingDetailsText::status(entry), Status::Unsafe);
         QCOMPARE(PairingDetailsText::statusText(Status::Unsafe), QStringLiteral("Unsafe"));
         QCOMPARE(PairingDetailsText::statusSymbol(Status::Unsafe), QStringLiteral("⚠"));
-        QCOMPARE(StatusColors::forPairingStatus(static_cast<int>(Status::Unsafe), false),
-                 StatusColors::orange(false));
+        QCOMPARE(PairingDetailsText::tone(Status::Unsafe), Tone::Value::caution);
+        QCOMPARE(PairingDetailsText::noteTone(Status::Unsafe), Tone::Value::caution);
         QCOMPARE(PairingDetailsText::detailValues(entry).at(0), QStringLiteral("012"));
         QCOMPARE(PairingDetailsText::detailValues(entry).at(7),
                  label(P2Clip::PairingMethod::filenamePrefixUnsafe));
@@ -181,7 +185,7 @@ private slots:
         QCOMPARE(row(model, 0, HistoryModel::StatsLineRole).toString(), QStringLiteral("5 converted"));
         QCOMPARE(row(model, 0, HistoryModel::NeedsAttentionRole).toBool(), false);
         QCOMPARE(row(model, 0, HistoryModel::StatusMarkRole).toString(), QStringLiteral("✔"));
-        QCOMPARE(StatusColors::forRun(false, false), StatusColors::green(false));
+        QCOMPARE(row(model, 0, HistoryModel::ToneRole).toInt(), static_cast<int>(Tone::Value::positive));
         QCOMPARE(history.presenter.batchCountText(), QStringLiteral("1 batch"));
     }
 
@@ -194,7 +198,7 @@ private slots:
                  QStringLiteral("0 converted · 3 skipped"));
         QCOMPARE(row(model, 0, HistoryModel::NeedsAttentionRole).toBool(), false);
         QCOMPARE(row(model, 0, HistoryModel::StatusMarkRole).toString(), QStringLiteral("✔"));
-        QCOMPARE(StatusColors::forRun(false, false), StatusColors::green(false));
+        QCOMPARE(row(model, 0, HistoryModel::ToneRole).toInt(), static_cast<int>(Tone::Value::positive));
     }
 
     void historyClearWithSheetOpenEmptiesAtOnce()
@@ -226,7 +230,7 @@ private slots:
                  QStringLiteral("4 converted · 1 failed · 2 excluded"));
         QCOMPARE(row(model, 0, HistoryModel::NeedsAttentionRole).toBool(), true);
         QCOMPARE(row(model, 0, HistoryModel::StatusMarkRole).toString(), QStringLiteral("⚠"));
-        QCOMPARE(StatusColors::forRun(true, false), StatusColors::orange(false));
+        QCOMPARE(row(model, 0, HistoryModel::ToneRole).toInt(), static_cast<int>(Tone::Value::caution));
         QCOMPARE(row(model, 0, HistoryModel::DateTextRole).toString(),
                  HistoryText::dateText(history.store.entries().first().date,
                                        QLocale(QLocale::English, QLocale::UnitedStates)));

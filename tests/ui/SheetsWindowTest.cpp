@@ -1,7 +1,7 @@
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "ToolFolder.h"
-#include "ui/StatusColors.h"
+#include "ui/Tone.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
@@ -207,7 +207,8 @@ private slots:
                      (QStringList{QStringLiteral("Safe"), QStringLiteral("Excluded")}));
         QQuickItem* const excludedBadge =
             itemsNamed(part(sheet, "contentItem"), QStringLiteral("statusBadge")).at(1);
-        QCOMPARE(excludedBadge->property("color").value<QColor>(), StatusColors::red(false));
+        QCOMPARE(excludedBadge->property("color").value<QColor>(),
+                 ToneColors::color(Tone::Value::negative, false));
         const QStringList values =
             textsOf(itemsNamed(part(sheet, "contentItem"), QStringLiteral("detailValue")));
         QCOMPARE(values.size(), 16);
@@ -243,7 +244,8 @@ private slots:
         const QList<QQuickItem*> marks = itemsNamed(part(sheet, "contentItem"), QStringLiteral("statusMark"));
         QCOMPARE(textsOf(marks), (QStringList{QStringLiteral("✔"), QStringLiteral("✔")}));
         for (const QQuickItem* mark : marks)
-            QCOMPARE(mark->property("color").value<QColor>(), StatusColors::green(false));
+            QCOMPARE(mark->property("color").value<QColor>(),
+                     ToneColors::color(Tone::Value::positive, false));
     }
 
     void historyClearWithTheSheetOpenEmptiesItAtOnce()

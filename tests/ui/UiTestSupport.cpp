@@ -1,10 +1,9 @@
 #include "UiTestSupport.h"
 
 #include "store/MemoryKeyValueStore.h"
+#include "ui/AppStyle.h"
 
 #include <QCoreApplication>
-#include <QIcon>
-#include <QQuickStyle>
 #include <QThreadPool>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -12,8 +11,7 @@ Q_IMPORT_QML_PLUGIN(TolvanePlugin)
 
 void prepareUiTestProcess()
 {
-    QIcon::setFallbackThemeName(QStringLiteral("breeze"));
-    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    applyAppStyle();
 }
 
 UiSession::UiSession()
@@ -50,6 +48,24 @@ QQuickWindow* MainWindowFixture::window() const
                                           : qobject_cast<QQuickWindow*>(engine.rootObjects().first());
 }
 
+namespace {
+
+// Items made by a Repeater or a Loader have a visual parent but no QObject
+// parent, so the search follows both.
+QObject* findUnder(QQuickItem* item, const QString& name)
+{
+    if (item->objectName() == name)
+        return item;
+    if (QObject* found = item->findChild<QObject*>(name, Qt::FindDirectChildrenOnly))
+        return found;
+    for (QQuickItem* child : item->childItems())
+        if (QObject* found = findUnder(child, name))
+            return found;
+    return nullptr;
+}
+
+} // namespace
+
 QObject* MainWindowFixture::find(const QString& name) const
 {
     QQuickWindow* const root = window();
@@ -57,5 +73,5 @@ QObject* MainWindowFixture::find(const QString& name) const
         return nullptr;
     if (QObject* found = root->findChild<QObject*>(name))
         return found;
-    return root->contentItem()->findChild<QObject*>(name);
+    return findUnder(root->contentItem(), name);
 }

@@ -8,7 +8,7 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     QGuiApplication app(argc, argv);
     int failures = 0;
-    for (const auto run : {runWindowTests, runSheetPresentersTests, runSheetsWindowTests})
+    for (const auto run : {runPresenterTests, runWindowTests, runSheetPresentersTests, runSheetsWindowTests})
         failures += run(argc, argv);
     return failures == 0 ? 0 : 1;
 }
