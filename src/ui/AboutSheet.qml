@@ -8,7 +8,6 @@ Sheet {
     id: sheet
 
     required property HelpPresenter help
-    required property url iconSource
 
     objectName: "aboutSheet"
     width: 380
@@ -24,7 +23,7 @@ Sheet {
             Layout.preferredHeight: 96
             sourceSize.width: 96
             sourceSize.height: 96
-            source: sheet.iconSource
+            source: "qrc:/Tolvane/icons/tolvane.svg"
         }
         Label {
             Layout.alignment: Qt.AlignHCenter

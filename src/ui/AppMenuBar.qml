@@ -113,6 +113,18 @@ MenuBar {
             action: bar.commands.troubleshooting
         }
         MenuSeparator {}
+        // The project's own places: its issue tracker for problems, its home page.
+        MenuItem {
+            objectName: "reportProblemItem"
+            text: "Report a Problem…"
+            onTriggered: Qt.openUrlExternally(App.help.contactUrl)
+        }
+        MenuItem {
+            objectName: "websiteItem"
+            text: "Tolvane Website"
+            onTriggered: Qt.openUrlExternally(App.help.websiteUrl)
+        }
+        MenuSeparator {}
         MenuItem {
             action: bar.commands.about
         }

@@ -7,9 +7,6 @@ Item {
 
     objectName: "sheetHost"
 
-    // The application's icon, shown by the about panel.
-    property url iconSource
-
     function openPairingDetails() {
         pairingDetails.open();
     }
@@ -65,6 +62,5 @@ Item {
         id: about
 
         help: App.help
-        iconSource: host.iconSource
     }
 }

@@ -138,6 +138,23 @@ int main(int argc, char* argv[])
              return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 2;
          });
     ok = ok && shooter.shoot(QStringLiteral("6-finished-clean"));
+
+    // The sheets, over the card with an exclusion and the two runs above in the history.
+    driver->scan(excluded);
+    ok = ok && waitFor(phaseIs(Phase::scanned));
+    SettingsStore& settings = *fixture.session.context->settings();
+    settings.setAudioSyncMode(AudioSyncMode::manual);
+    settings.setAudioOffsetSeconds(-0.5);
+    QObject* const sheets = fixture.find(QStringLiteral("sheetHost"));
+    for (const auto& [open, name] : {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
+                                     std::pair{"openHistory", "9-sheet-history"},
+                                     std::pair{"openSettings", "10-sheet-settings"},
+                                     std::pair{"openHowTo", "11-sheet-how-to"},
+                                     std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
+                                     std::pair{"openAbout", "13-sheet-about"}}) {
+        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) && shooter.shoot(QString::fromLatin1(name));
+        QTest::keyClick(fixture.window(), Qt::Key_Escape);
+    }
     FFmpegService::setToolDirectoriesForTesting({});
     return ok ? 0 : 1;
 }

@@ -204,6 +204,9 @@ private slots:
             QStringLiteral("How to Use Tolvane"),
             QStringLiteral("Troubleshooting"),
             QStringLiteral("-"),
+            QStringLiteral("Report a Problem…"),
+            QStringLiteral("Tolvane Website"),
+            QStringLiteral("-"),
             QStringLiteral("About Tolvane"),
         };
         QCOMPARE(menuOutline(menuBar), expected);

@@ -68,4 +68,10 @@ TestCase {
         mouseClick(done);
         tryCompare(sheet, "visible", false);
     }
+
+    function test_aboutShowsTheIconAndTheBuildsVersion() {
+        const sheet = openSheet({ open: "openAbout", sheet: "aboutSheet" });
+        tryCompare(findChild(sheet.contentItem, "appIcon"), "status", Image.Ready);
+        verify(/^Version \d+\.\d+\.\d+ \(\d+\)$/.test(findChild(sheet.contentItem, "versionLine").text));
+    }
 }
