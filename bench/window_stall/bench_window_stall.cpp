@@ -75,8 +75,8 @@ void report(const char* stretch, const StallMeter& meter, qint64 durationMs)
 
 int main(int argc, char* argv[])
 {
-    prepareUiTestProcess();
     QGuiApplication app(argc, argv);
+    prepareUiTestProcess();
     ToolFolder tools;
     if (!tools.addReal(QStringLiteral("ffmpeg")) || !tools.addReal(QStringLiteral("ffprobe"))) {
         std::fprintf(stderr, "ffmpeg and ffprobe are needed\n");

@@ -62,3 +62,13 @@ std::optional<P2Clip::PairingMethod> pairingMethodFromLabel(QStringView text);
 
 // True only for the methods proven by the clip's XML and UMID.
 bool isVerified(P2Clip::PairingMethod method);
+
+// The clip's movie name is decided here, with the clip; where in a folder the
+// movie goes is the run's business (run/ExportFilename.h).
+namespace ExportFilename {
+
+// The movie name that stands for a clip's place in shooting order: 001.mov to
+// 999.mov, then 1000.mov and on. Nothing of the camera's clip name remains.
+QString orderedBasename(int orderNumber);
+
+} // namespace ExportFilename

@@ -3,8 +3,8 @@
 #include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
-#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "run/ExportFilename.h"
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
@@ -26,33 +26,6 @@ const QString readyMessage = QStringLiteral("Ready.");
 QString plural(qsizetype count)
 {
     return count == 1 ? QString() : QStringLiteral("s");
-}
-
-// The one-line account of a pairing under the main controls.
-QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
-{
-    const qsizetype total = clips.size();
-    const qsizetype withAudio =
-        std::ranges::count_if(clips, [](const P2Clip& clip) { return !clip.audioURLs.isEmpty(); });
-    const qsizetype verified = std::ranges::count_if(clips, [](const P2Clip& clip) {
-        return clip.pairingMethod == P2Clip::PairingMethod::xmlVerified ||
-               clip.pairingMethod == P2Clip::PairingMethod::xmlNoAudioInClip;
-    });
-    if (total == 0 && excludedCount >= 1)
-        return QStringLiteral("0 clips ready to convert — %1 clip(s) had no verified XML/UMID match. "
-                              "See \"View Pairing Details\", or enable unsafe fallback pairing in Settings.")
-            .arg(excludedCount);
-    if (verified < total)
-        return QStringLiteral("Found %1 clip%2 — %3 with audio. %4 used UNSAFE fallback pairing — "
-                              "check \"View Pairing Details\".")
-            .arg(total)
-            .arg(plural(total))
-            .arg(withAudio)
-            .arg(total - verified);
-    return QStringLiteral("Found %1 clip%2 — %3 with audio, all verified via CLIP XML.")
-        .arg(total)
-        .arg(plural(total))
-        .arg(withAudio);
 }
 
 // The elapsed time is refreshed this often while a run is under way.
@@ -206,6 +179,30 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     setPhase(Phase::scanned);
     setStatusMessage(scannedStatus(m_clips, m_excludedClipCount));
+}
+
+QString ConversionViewModel::scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
+{
+    const qsizetype total = clips.size();
+    const qsizetype withAudio =
+        std::ranges::count_if(clips, [](const P2Clip& clip) { return !clip.audioURLs.isEmpty(); });
+    const qsizetype verified =
+        std::ranges::count_if(clips, [](const P2Clip& clip) { return isVerified(clip.pairingMethod); });
+    if (total == 0 && excludedCount >= 1)
+        return QStringLiteral("0 clips ready to convert — %1 clip(s) had no verified XML/UMID match. "
+                              "See \"View Pairing Details\", or enable unsafe fallback pairing in Settings.")
+            .arg(excludedCount);
+    if (verified < total)
+        return QStringLiteral("Found %1 clip%2 — %3 with audio. %4 used UNSAFE fallback pairing — "
+                              "check \"View Pairing Details\".")
+            .arg(total)
+            .arg(plural(total))
+            .arg(withAudio)
+            .arg(total - verified);
+    return QStringLiteral("Found %1 clip%2 — %3 with audio, all verified via CLIP XML.")
+        .arg(total)
+        .arg(plural(total))
+        .arg(withAudio);
 }
 
 void ConversionViewModel::verifyCurrentCard()

@@ -31,9 +31,10 @@ class SettingsStore;
 //
 // Lives on the GUI thread and is written only there. Scanning and pairing run
 // as owned coroutines whose disk work goes to worker threads; they hold the
-// driver weakly and drop their result when it is gone or when a newer scan or
-// re-pairing has started meanwhile, so a slow stale scan never overwrites the
-// card the user chose last.
+// driver weakly and drop their result when it is gone or when a run has
+// started meanwhile. Nothing cancels an earlier scan: scans or re-pairings
+// started in quick succession each apply their result as they finish, so the
+// card shown is the one whose scan finished last.
 class ConversionViewModel : public QObject
 {
     Q_OBJECT
@@ -148,6 +149,9 @@ public:
     // Searches for the tools again and publishes whether ffmpeg was found.
     bool recheckFFmpegAvailability();
 
+    // The status line once a card is scanned: how many clips, how many with
+    // audio, and whether any was paired without proof.
+    static QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount);
     // The status line when a run cannot start because ffmpeg is missing.
     static QString ffmpegMissingMessage();
     // The status sentence that ends a run.

@@ -2,8 +2,8 @@
 
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
-#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "run/LogWriter.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"

@@ -33,7 +33,6 @@ Page {
 
             ColumnLayout {
                 spacing: 2
-                Layout.fillWidth: true
 
                 Label {
                     text: "Tolvane"
@@ -45,6 +44,9 @@ Page {
                     font.pixelSize: Theme.subheadlineSize
                     color: palette.placeholderText
                 }
+            }
+            Item {
+                Layout.fillWidth: true
             }
             ToolButton {
                 objectName: "settingsButton"

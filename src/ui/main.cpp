@@ -42,8 +42,8 @@ std::optional<QString> cardArgument(const QStringList& arguments)
 
 int main(int argc, char* argv[])
 {
-    applyAppStyle();
     QGuiApplication app(argc, argv);
+    applyAppStyle();
     QGuiApplication::setOrganizationName(QString::fromLatin1(AppInfo::organizationName));
     QGuiApplication::setApplicationName(QString::fromLatin1(AppInfo::applicationName));
     QGuiApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));

@@ -73,8 +73,8 @@ bool waitFor(const std::function<bool()>& condition)
 
 int main(int argc, char* argv[])
 {
-    prepareUiTestProcess();
     QGuiApplication app(argc, argv);
+    prepareUiTestProcess();
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
         QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark]\n";

@@ -8,7 +8,7 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 
-// Before the application object: the fixed style and the icon theme the app uses.
+// Once the application object exists: the style and the icons the app uses.
 void prepareUiTestProcess();
 
 // The application's state as a test owns it: stores kept in memory and a

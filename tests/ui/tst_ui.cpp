@@ -5,8 +5,8 @@
 
 int main(int argc, char* argv[])
 {
-    prepareUiTestProcess();
     QGuiApplication app(argc, argv);
+    prepareUiTestProcess();
     int failures = 0;
     for (const auto run : {runPresenterTests, runWindowTests, runSheetPresentersTests, runSheetsWindowTests})
         failures += run(argc, argv);

@@ -20,7 +20,9 @@
 // audio file is and the exact ffmpeg command that converts it.
 //
 // Gathering runs the tools and collects plain facts; rendering is pure, so the
-// text can be checked from hand-made facts without any tool.
+// text can be checked from hand-made facts without any tool. It reads the
+// card's clips and pairing entries as well as the tools' answers, so it belongs
+// with the run, beside the other files a run writes.
 namespace DebugReportBuilder {
 
 // No more tool processes than this run at once within one gathering group.

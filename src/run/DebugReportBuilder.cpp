@@ -1,4 +1,4 @@
-#include "media/DebugReportBuilder.h"
+#include "run/DebugReportBuilder.h"
 
 #include "card/ShootOrder.h"
 #include "media/BoundedTasks.h"
@@ -159,13 +159,11 @@ QCoro::Task<std::optional<QString>> timecode(QString path)
     co_return co_await FFmpegService::sourceTimecode(std::move(path));
 }
 
-// A measurement that found neither figure counts as not measured.
+// The measurement never fails, so every audio file gets a level; one that
+// found nothing (no ffmpeg, or digital silence read as -inf) says "unmeasured".
 QCoro::Task<std::optional<AudioLevel>> level(QString path)
 {
-    const AudioLevel measured = co_await FFmpegService::audioSignalLevel(std::move(path));
-    if (!measured.meanDB && !measured.maxDB)
-        co_return std::nullopt;
-    co_return measured;
+    co_return co_await FFmpegService::audioSignalLevel(std::move(path));
 }
 
 } // namespace
