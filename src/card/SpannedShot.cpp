@@ -40,10 +40,10 @@ struct Group
     QList<qsizetype> members;
 };
 
-class ShotFinder
+class ShotChainReader
 {
 public:
-    explicit ShotFinder(const QList<P2Clip>& clips) : clips_(clips) {}
+    explicit ShotChainReader(const QList<P2Clip>& clips) : clips_(clips) {}
 
     SpannedShots::Grouping run();
 
@@ -64,7 +64,7 @@ private:
     const QList<P2Clip>& clips_;
 };
 
-std::optional<qsizetype> ShotFinder::resolve(const ShotConnection& connection) const
+std::optional<qsizetype> ShotChainReader::resolve(const ShotConnection& connection) const
 {
     if (connection.globalClipID) {
         const QString umid = P2MetadataParser::normalizedUMID(*connection.globalClipID);
@@ -84,7 +84,7 @@ std::optional<qsizetype> ShotFinder::resolve(const ShotConnection& connection) c
     return std::nullopt;
 }
 
-std::optional<qsizetype> ShotFinder::topOf(qsizetype index) const
+std::optional<qsizetype> ShotChainReader::topOf(qsizetype index) const
 {
     const ShotRelation& relation = *clips_[index].relation;
     if (relation.top)
@@ -103,7 +103,7 @@ std::optional<qsizetype> ShotFinder::topOf(qsizetype index) const
     return std::nullopt;
 }
 
-std::variant<QList<qsizetype>, QString> ShotFinder::chain(const Group& group) const
+std::variant<QList<qsizetype>, QString> ShotChainReader::chain(const Group& group) const
 {
     if (!group.top)
         return QStringLiteral("its first piece %1 is missing").arg(group.topLabel);
@@ -146,7 +146,7 @@ std::variant<QList<qsizetype>, QString> ShotFinder::chain(const Group& group) co
     return pieces;
 }
 
-std::optional<QString> ShotFinder::problemWithPieces(const QList<qsizetype>& chain) const
+std::optional<QString> ShotChainReader::problemWithPieces(const QList<qsizetype>& chain) const
 {
     for (const qsizetype index : chain) {
         const P2Clip& clip = clips_[index];
@@ -162,7 +162,7 @@ std::optional<QString> ShotFinder::problemWithPieces(const QList<qsizetype>& cha
     return std::nullopt;
 }
 
-std::optional<QString> ShotFinder::problemWithOffsets(const QList<qsizetype>& chain) const
+std::optional<QString> ShotChainReader::problemWithOffsets(const QList<qsizetype>& chain) const
 {
     std::optional<qint64> end = 0;
     for (const qsizetype index : chain) {
@@ -183,8 +183,8 @@ std::optional<QString> ShotFinder::problemWithOffsets(const QList<qsizetype>& ch
 }
 
 template <typename T, typename Field>
-std::optional<QString> ShotFinder::disagreement(const QList<qsizetype>& chain, const QString& what,
-                                                Field field) const
+std::optional<QString> ShotChainReader::disagreement(const QList<qsizetype>& chain, const QString& what,
+                                                     Field field) const
 {
     const T first = field(clips_[chain.first()]);
     bool differ = false;
@@ -199,7 +199,7 @@ std::optional<QString> ShotFinder::disagreement(const QList<qsizetype>& chain, c
     return QStringLiteral("the pieces differ in %1 (%2)").arg(what, values.join(QStringLiteral(", ")));
 }
 
-SpannedShots::Grouping ShotFinder::run()
+SpannedShots::Grouping ShotChainReader::run()
 {
     QList<Group> groups;
     QSet<qsizetype> grouped;
@@ -285,7 +285,7 @@ namespace SpannedShots {
 
 Grouping group(const QList<P2Clip>& clips)
 {
-    return ShotFinder(clips).run();
+    return ShotChainReader(clips).run();
 }
 
 } // namespace SpannedShots

@@ -120,7 +120,7 @@ void ConversionViewModel::scan(const QString& rootURL)
     // A run keeps its card until it ends; the screens offer no scan meanwhile.
     if (isConverting())
         return;
-    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    recheckFFmpegAvailability();
     setPhase(Phase::scanning);
     update(m_scanErrorMessage, std::optional<QString>(), &ConversionViewModel::scanErrorMessageChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -248,7 +248,7 @@ void ConversionViewModel::start()
 {
     if (!canConvert())
         return;
-    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    recheckFFmpegAvailability();
     if (!m_ffmpegAvailable) {
         setStatusMessage(ffmpegMissingMessage());
         return;
@@ -660,6 +660,12 @@ void ConversionViewModel::setPairing(QList<PairingReportEntry> entries, QStringL
         update(m_pairingSummaryLines, summaryLines, &ConversionViewModel::pairingSummaryLinesChanged);
     if (entriesChanged || linesChanged)
         emit pairingReportTextChanged();
+}
+
+bool ConversionViewModel::recheckFFmpegAvailability()
+{
+    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    return m_ffmpegAvailable;
 }
 
 void ConversionViewModel::setFFmpegAvailable(bool available)

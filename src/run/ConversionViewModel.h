@@ -163,6 +163,8 @@ public:
     static QList<std::shared_ptr<ConversionJob>> makeJobs(const QList<P2Clip>& clips,
                                                           const QList<SpannedShot>& joinedShots,
                                                           bool prefixWithOrderNumber, const QString& folder);
+    // Searches for the tools again and publishes whether ffmpeg was found.
+    bool recheckFFmpegAvailability();
 
     // The status line once a card is scanned: how many clips, how many with
     // audio, and whether any was paired without proof.
