@@ -8,6 +8,7 @@
 //
 // Usage: bench_cli_convert [rounds] [seconds per clip]   (defaults 1 and 10)
 
+#include "base/Platform.h"
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
 #include "CommandRun.h"
@@ -112,7 +113,8 @@ int run(int rounds, int secondsPerClip)
 {
     const std::optional<QString> ffmpeg = FFmpegService::resolvedFFmpegPath();
     if (!ffmpeg || !FFmpegService::resolvedFFprobePath()) {
-        out << "ffmpeg and ffprobe must be installed in /opt/homebrew/bin or /usr/local/bin\n";
+        out << "ffmpeg and ffprobe must be installed in "
+            << Platform::current().toolFolders.join(QStringLiteral(" or ")) << '\n';
         return 1;
     }
 

@@ -4,6 +4,7 @@
 //
 // Usage: bench_media_convert [rounds]   (default 3)
 
+#include "base/Platform.h"
 #include "CommandRun.h"
 #include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
@@ -76,7 +77,8 @@ int run(int rounds)
 {
     const std::optional<QString> ffmpeg = FFmpegService::resolvedFFmpegPath();
     if (!ffmpeg || !FFmpegService::resolvedFFprobePath()) {
-        out << "ffmpeg and ffprobe must be installed in /opt/homebrew/bin or /usr/local/bin\n";
+        out << "ffmpeg and ffprobe must be installed in "
+            << Platform::current().toolFolders.join(QStringLiteral(" or ")) << '\n';
         return 1;
     }
 

@@ -20,14 +20,17 @@ struct PlatformFacts
     // not chosen one.
     QString defaultOutputFolder;
 
-    QString fileManagerName;            // "Finder"
-    QString revealInFileManagerTitle;   // "Reveal in Finder"
-    QString revealOutputTitle;          // "Reveal Output in Finder"
-    QString fileManagerNameSort;        // "Finder's name sort"
-    QString readableByEditors;          // "Finder-readable"
-    QString packageManagerName;         // "Homebrew", as in "Install it with Homebrew"
-    QString ffmpegInstallCommand;       // "brew install ffmpeg"
-    QString terminalName;               // "Terminal", as in "Open Terminal and run:"
+    // Linux's words as examples; macOS keeps the words its users know.
+    QString fileManagerName;          // "File Manager"
+    QString revealInFileManagerTitle; // "Show in File Manager"
+    QString revealOutputTitle;        // "Show Output in File Manager"
+    QString fileManagerNameSort;      // "the file manager's name sort"
+    QString readableByEditors;        // "ready for any editor"
+    QString packageManagerName;       // "your package manager", as in "Install it with your package manager"
+    QString ffmpegInstallCommand;     // "sudo apt install ffmpeg"
+    QString terminalName;             // "a terminal", as in "Open a terminal and run:"
+
+    bool operator==(const PlatformFacts&) const = default;
 };
 
 namespace Platform {

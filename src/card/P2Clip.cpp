@@ -1,7 +1,5 @@
 #include "card/P2Clip.h"
 
-#include "run/ExportFilename.h"
-
 #include <array>
 #include <QFileInfo>
 
@@ -61,4 +59,11 @@ std::optional<P2Clip::PairingMethod> pairingMethodFromLabel(QStringView text)
 bool isVerified(P2Clip::PairingMethod method)
 {
     return method == P2Clip::PairingMethod::xmlVerified || method == P2Clip::PairingMethod::xmlNoAudioInClip;
+}
+
+QString ExportFilename::orderedBasename(int orderNumber)
+{
+    if (orderNumber <= 999)
+        return QString::asprintf("%03d.mov", orderNumber);
+    return QString::number(orderNumber) + QStringLiteral(".mov");
 }

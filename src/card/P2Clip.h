@@ -1,6 +1,7 @@
 #pragma once
 
 #include "card/ClipSortKey.h"
+#include "card/ShotRelation.h"
 
 #include <optional>
 #include <QDateTime>
@@ -38,6 +39,16 @@ struct P2Clip
     // 1-based position in shooting order.
     std::optional<int> exportOrderNumber;
 
+    // What the verifying CLIP XML says of the clip as a piece of a longer
+    // shot; all absent for fallback pairings.
+    std::optional<QString> xmlClipName;
+    // Normalised, as compared with the essence's UMID.
+    std::optional<QString> globalClipID;
+    std::optional<qint64> durationFrames;
+    std::optional<QString> videoCodec;
+    std::optional<int> declaredAudioCount;
+    std::optional<ShotRelation> relation;
+
     // The video file's name without its extension: how every report and log
     // names the clip.
     QString videoName() const;
@@ -62,3 +73,13 @@ std::optional<P2Clip::PairingMethod> pairingMethodFromLabel(QStringView text);
 
 // True only for the methods proven by the clip's XML and UMID.
 bool isVerified(P2Clip::PairingMethod method);
+
+// The clip's movie name is decided here, with the clip; where in a folder the
+// movie goes is the run's business (run/ExportFilename.h).
+namespace ExportFilename {
+
+// The movie name that stands for a clip's place in shooting order: 001.mov to
+// 999.mov, then 1000.mov and on. Nothing of the camera's clip name remains.
+QString orderedBasename(int orderNumber);
+
+} // namespace ExportFilename

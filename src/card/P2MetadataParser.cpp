@@ -109,6 +109,9 @@ ClipMetadata parseContents(const QString& xmlURL, const QByteArray& contents)
     metadata.startTimecode = delegate.startTimecode;
     metadata.audioChannelCount = std::max(0, delegate.audioElementCount);
     metadata.recordingDateTimeRaw = delegate.recordingDateTimeRaw;
+    metadata.durationFrames = delegate.durationFrames;
+    metadata.videoCodec = delegate.videoCodec;
+    metadata.relation = delegate.relation;
 
     if (!metadata.clipName && !metadata.globalClipID)
         metadata.parseWarnings.append(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "card/ShotRelation.h"
+
 #include <optional>
 #include <QByteArray>
 #include <QString>
@@ -24,6 +26,12 @@ struct ClipMetadata
     // Audio essence entries the clip declares; 0 when none, absent only when the file could not be read.
     std::optional<int> audioChannelCount;
     std::optional<QString> recordingDateTimeRaw;
+    // Length in frames of the clip's edit unit.
+    std::optional<qint64> durationFrames;
+    // The video codec as written, for example DV100_1080/59.94i.
+    std::optional<QString> videoCodec;
+    // Present when the XML has a Relation block.
+    std::optional<ShotRelation> relation;
     // Problems met while reading; the fields above keep whatever was read before them.
     QStringList parseWarnings;
 

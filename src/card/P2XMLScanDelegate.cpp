@@ -5,6 +5,13 @@
 namespace {
 
 const QString essenceListName = QStringLiteral("essencelist");
+const QString relationName = QStringLiteral("relation");
+
+// The element's name without its namespace prefix, lower-cased.
+QString localName(const QString& name)
+{
+    return name.sliced(name.lastIndexOf(QLatin1Char(':')) + 1).toLower();
+}
 
 } // namespace
 
@@ -12,6 +19,23 @@ void P2XMLScanDelegate::startElement(const QString& name, const QXmlStreamAttrib
 {
     currentText.clear();
     const QString lowered = name.toLower();
+    const QString local = localName(name);
+    if (local == relationName) {
+        inRelation = true;
+        if (!relation)
+            relation.emplace();
+    }
+    if (inRelation) {
+        if (local == QLatin1String("top"))
+            connection = &relation->top;
+        else if (local == QLatin1String("previous"))
+            connection = &relation->previous;
+        else if (local == QLatin1String("next"))
+            connection = &relation->next;
+        if (connection && !*connection)
+            connection->emplace();
+        return;
+    }
     if (lowered == essenceListName)
         sawEssenceList = true;
     if (sawEssenceList && lowered == QLatin1String("audio"))
@@ -28,6 +52,18 @@ void P2XMLScanDelegate::foundCharacters(QStringView text)
 void P2XMLScanDelegate::endElement(const QString& name)
 {
     const QString trimmed = currentText.trimmed();
+    if (inRelation) {
+        const QString local = localName(name);
+        if (!trimmed.isEmpty())
+            applyRelationValue(local, trimmed);
+        if (local == QLatin1String("top") || local == QLatin1String("previous") ||
+            local == QLatin1String("next"))
+            connection = nullptr;
+        else if (local == relationName)
+            inRelation = false;
+        currentText.clear();
+        return;
+    }
     if (!trimmed.isEmpty())
         applyKeyValue(name, trimmed);
     if (name.toLower() == essenceListName)
@@ -39,6 +75,19 @@ void P2XMLScanDelegate::applyKeyValue(const QString& key, const QString& value)
 {
     const QString lowered = key.toLower();
     const auto has = [&](QLatin1String part) { return lowered.contains(part); };
+    const QString local = localName(key);
+    if (local == QLatin1String("duration")) {
+        bool ok = false;
+        const qint64 frames = value.toLongLong(&ok);
+        if (!durationFrames && ok && frames >= 0)
+            durationFrames = frames;
+        return;
+    }
+    if (local == QLatin1String("codec") && sawEssenceList) {
+        if (!videoCodec)
+            videoCodec = value;
+        return;
+    }
 
     if (has(QLatin1String("globalclipid"))) {
         if (!globalClipID)
@@ -63,5 +112,24 @@ void P2XMLScanDelegate::applyKeyValue(const QString& key, const QString& value)
     } else if (!recordingDateTimeRaw &&
                (has(QLatin1String("creationdate")) || has(QLatin1String("startdate")))) {
         recordingDateTimeRaw = value;
+    }
+}
+
+void P2XMLScanDelegate::applyRelationValue(const QString& localName, const QString& value)
+{
+    if (connection) {
+        if (localName == QLatin1String("clipname") && !(*connection)->clipName)
+            (*connection)->clipName = value;
+        else if (localName == QLatin1String("globalclipid") && !(*connection)->globalClipID)
+            (*connection)->globalClipID = value;
+        return;
+    }
+    bool ok = false;
+    if (localName == QLatin1String("offsetinshot") && !relation->offsetInShot) {
+        const qint64 frames = value.toLongLong(&ok);
+        if (ok && frames >= 0)
+            relation->offsetInShot = frames;
+    } else if (localName == QLatin1String("globalshotid") && !relation->globalShotID) {
+        relation->globalShotID = value;
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "card/ShotRelation.h"
+
 #include <optional>
 #include <QString>
 #include <QStringView>
@@ -21,9 +23,15 @@ struct P2XMLScanDelegate
     // Audio elements seen inside an essence list.
     int audioElementCount = 0;
     std::optional<QString> recordingDateTimeRaw;
+    std::optional<qint64> durationFrames;
+    std::optional<QString> videoCodec;
+    std::optional<ShotRelation> relation;
     // Character data of the element being read.
     QString currentText;
     bool sawEssenceList = false;
+    // Inside Relation, and inside one of its Top, Previous or Next elements.
+    bool inRelation = false;
+    std::optional<ShotConnection>* connection = nullptr;
 
     // Element names and attribute names arrive as written, prefix included.
     void startElement(const QString& name, const QXmlStreamAttributes& attributes);
@@ -32,4 +40,9 @@ struct P2XMLScanDelegate
 
     // Applies one name/value pair: an element with its trimmed text, or an attribute.
     void applyKeyValue(const QString& key, const QString& value);
+
+private:
+    // Values inside Relation describe the neighbouring clips, never this one,
+    // so they go here and not to applyKeyValue.
+    void applyRelationValue(const QString& localName, const QString& value);
 };

@@ -243,6 +243,12 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     clip.width = metadata.width;
     clip.height = metadata.height;
     clip.recordingDateTime = recordingDateTime(metadata);
+    clip.xmlClipName = metadata.clipName;
+    clip.globalClipID = umid;
+    clip.durationFrames = metadata.durationFrames;
+    clip.videoCodec = metadata.videoCodec;
+    clip.declaredAudioCount = declared;
+    clip.relation = metadata.relation;
     addClip(std::move(clip), std::move(entry));
 }
 
@@ -444,6 +450,14 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     applyShootOrder(result.clips, keys);
     copyShootOrder(result.clips, result.entries);
     co_return result;
+}
+
+PairingResult withJoinedShots(PairingResult pairing)
+{
+    SpannedShots::Grouping grouping = SpannedShots::group(pairing.clips);
+    pairing.summaryLines.append(grouping.summaryLines);
+    pairing.joinedShots = std::move(grouping.joined);
+    return pairing;
 }
 
 } // namespace P2MetadataParser

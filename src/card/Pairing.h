@@ -3,6 +3,7 @@
 #include "card/P2CardStructure.h"
 #include "card/P2Clip.h"
 #include "card/PairingReportEntry.h"
+#include "card/SpannedShot.h"
 
 #include <QCoroTask>
 #include <QHash>
@@ -21,7 +22,13 @@ struct PairingResult
     QList<PairingReportEntry> entries;
     // Card-level findings for the pairing details and the report.
     QStringList summaryLines;
+    // Shots joined into one movie each; only when joining was asked for.
+    QList<SpannedShot> joinedShots;
 };
+
+// `pairing` with its spanned shots joined where they can be, and one summary
+// line per spanned shot saying whether it was joined and, if not, why.
+PairingResult withJoinedShots(PairingResult pairing);
 
 // Upper case without a leading "0X": the form in which a CLIP XML's clip ID and
 // a probed UMID are compared.

@@ -16,6 +16,7 @@
 #include <QScopeGuard>
 #include <QTimer>
 #include <system_error>
+#include <vector>
 
 namespace {
 
@@ -29,6 +30,15 @@ fs::path nativePath(const QString& path)
 QString fileSystemMessage(const QString& what, const QString& path, const std::error_code& error)
 {
     return QStringLiteral("%1 “%2”: %3").arg(what, path, QString::fromLocal8Bit(error.message()));
+}
+
+// Absolute, so that no file name can pass for an option or a protocol.
+EssenceInputs absoluteInputs(const EssenceInputs& inputs)
+{
+    EssenceInputs absolute{ToolText::toolPath(inputs.videoPath), {}};
+    for (const QString& audioPath : inputs.audioPaths)
+        absolute.audioPaths.append(ToolText::toolPath(audioPath));
+    return absolute;
 }
 
 } // namespace
@@ -65,6 +75,48 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     const std::optional<double> duration = co_await durationQuery;
     const std::optional<QString> timecode = co_await timecodeQuery;
 
+    const QString temporary = prepareOutput(outputPath);
+    const EssenceInputs inputs = absoluteInputs({videoPath, audioPaths});
+    const QStringList arguments = buildArguments(inputs.videoPath, inputs.audioPaths, audioOffsetSeconds,
+                                                 profile, timecode, ToolText::toolPath(temporary));
+    QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
+                                    std::move(commandHandler), std::move(progressHandler));
+    co_await run;
+}
+
+QCoro::Task<> FFmpegService::convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds,
+                                           ProResProfile profile, QString outputPath,
+                                           CommandHandler commandHandler, ProgressHandler progressHandler)
+{
+    const std::optional<QString> ffmpeg = resolvedFFmpegPath();
+    if (!ffmpeg)
+        throw FFmpegError::binaryNotFound();
+
+    // All probes start at once; the shot's length is known only when every piece's is.
+    std::vector<QCoro::Task<std::optional<double>>> durationQueries;
+    for (const EssenceInputs& piece : std::as_const(pieces))
+        durationQueries.push_back(probeDurationSeconds(piece.videoPath));
+    QCoro::Task<std::optional<QString>> timecodeQuery = sourceTimecode(pieces.first().videoPath);
+    std::optional<double> duration = 0.0;
+    for (QCoro::Task<std::optional<double>>& query : durationQueries) {
+        const std::optional<double> piece = co_await query;
+        duration = duration && piece ? std::optional(*duration + *piece) : std::nullopt;
+    }
+    const std::optional<QString> timecode = co_await timecodeQuery;
+
+    const QString temporary = prepareOutput(outputPath);
+    QList<EssenceInputs> absolutePieces;
+    for (const EssenceInputs& piece : std::as_const(pieces))
+        absolutePieces.append(absoluteInputs(piece));
+    const QStringList arguments = buildJoinArguments(absolutePieces, audioOffsetSeconds, profile, timecode,
+                                                     ToolText::toolPath(temporary));
+    QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
+                                    std::move(commandHandler), std::move(progressHandler));
+    co_await run;
+}
+
+QString FFmpegService::prepareOutput(const QString& outputPath)
+{
     const QString folder = QFileInfo(outputPath).path();
     std::error_code error;
     fs::create_directories(nativePath(folder), error);
@@ -75,18 +127,17 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     // from an interrupted attempt goes first.
     const QString temporary = temporaryPath(outputPath);
     QFile::remove(temporary);
+    return temporary;
+}
 
-    // Absolute, so that no file name can pass for an option or a protocol.
-    QStringList absoluteAudioPaths;
-    for (const QString& audioPath : audioPaths)
-        absoluteAudioPaths.append(ToolText::toolPath(audioPath));
-    const QStringList arguments =
-        buildArguments(ToolText::toolPath(videoPath), absoluteAudioPaths, audioOffsetSeconds, profile,
-                       timecode, ToolText::toolPath(temporary));
+QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList arguments, QString temporary,
+                                         QString outputPath, std::optional<double> duration,
+                                         CommandHandler commandHandler, ProgressHandler progressHandler)
+{
     if (commandHandler)
-        commandHandler(commandLineString(*ffmpeg, arguments));
+        commandHandler(commandLineString(ffmpegPath, arguments));
 
-    ProcessRunner runner(*ffmpeg, arguments);
+    ProcessRunner runner(ffmpegPath, arguments);
     OutputTailCollector diagnostics;
     runner.setLinesHandler(ProcessRunner::Stream::standardError,
                            [&diagnostics](const QList<QByteArray>& lines) {
@@ -147,6 +198,7 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     }
     // A rename replaces the previous file in one step, so the final name
     // holds either the old movie or the new one, never nothing.
+    std::error_code error;
     fs::rename(nativePath(temporary), nativePath(outputPath), error);
     if (error)
         throw PlatformError(
@@ -198,15 +250,71 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
     for (qsizetype i = 1; i <= audioPaths.size(); ++i)
         arguments << QStringLiteral("-map") << QStringLiteral("%1:a:0").arg(i);
 
+    appendOutputArguments(arguments, profile, !audioPaths.isEmpty(), sourceTimecode, outputPath);
+    return arguments;
+}
+
+QStringList FFmpegService::buildJoinArguments(const QList<EssenceInputs>& pieces, double audioOffsetSeconds,
+                                              ProResProfile profile,
+                                              const std::optional<QString>& sourceTimecode,
+                                              const QString& outputPath)
+{
+    QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin")};
+    const qsizetype tracks = pieces.isEmpty() ? 0 : pieces.first().audioPaths.size();
+
+    // The concat filter takes each piece as one segment of a video stream
+    // followed by its audio streams, and pads a segment's shorter streams to
+    // its longest, so every piece's audio starts with its own first frame.
+    QString graph;
+    qsizetype input = 0;
+    for (const EssenceInputs& piece : pieces) {
+        arguments << QStringLiteral("-i") << piece.videoPath;
+        graph += QStringLiteral("[%1:v:0]").arg(input++);
+        for (const QString& audioPath : piece.audioPaths) {
+            arguments << QStringLiteral("-i") << audioPath;
+            graph += QStringLiteral("[%1:a:0]").arg(input++);
+        }
+    }
+    graph += QStringLiteral("concat=n=%1:v=1:a=%2[v]").arg(pieces.size()).arg(tracks);
+    for (qsizetype track = 1; track <= tracks; ++track)
+        graph += QStringLiteral("[a%1]").arg(track);
+
+    // The offset shifts the joined tracks once, as it shifts a single clip's:
+    // a positive one delays the audio, a negative one cuts into its start.
+    QString shift;
+    if (audioOffsetSeconds > 0)
+        shift = QStringLiteral("adelay=delays=%1:all=1")
+                    .arg(ToolText::shortestDecimal(audioOffsetSeconds * 1000));
+    else if (audioOffsetSeconds < 0)
+        shift = QStringLiteral("atrim=start=%1,asetpts=PTS-STARTPTS")
+                    .arg(ToolText::shortestDecimal(-audioOffsetSeconds));
+    QStringList maps{QStringLiteral("-map"), QStringLiteral("[v]")};
+    for (qsizetype track = 1; track <= tracks; ++track) {
+        QString label = QStringLiteral("[a%1]").arg(track);
+        if (!shift.isEmpty()) {
+            const QString shifted = QStringLiteral("[s%1]").arg(track);
+            graph += QLatin1Char(';') + label + shift + shifted;
+            label = shifted;
+        }
+        maps << QStringLiteral("-map") << label;
+    }
+    arguments << QStringLiteral("-filter_complex") << graph << maps;
+    appendOutputArguments(arguments, profile, tracks > 0, sourceTimecode, outputPath);
+    return arguments;
+}
+
+void FFmpegService::appendOutputArguments(QStringList& arguments, ProResProfile profile, bool hasAudio,
+                                          const std::optional<QString>& sourceTimecode,
+                                          const QString& outputPath)
+{
     arguments << QStringLiteral("-c:v") << QStringLiteral("prores_ks") << QStringLiteral("-profile:v")
               << QString::number(ProResProfiles::rawValue(profile)) << QStringLiteral("-pix_fmt")
               << QStringLiteral("yuv422p10le") << QStringLiteral("-vendor") << QStringLiteral("apl0");
-    if (!audioPaths.isEmpty())
+    if (hasAudio)
         arguments << QStringLiteral("-c:a") << QStringLiteral("pcm_s24le");
     arguments << QStringLiteral("-timecode") << sourceTimecode.value_or(QStringLiteral("00:00:00:00"))
               << QStringLiteral("-progress") << QStringLiteral("pipe:1")
               << QStringLiteral("-nostats")
               // Named explicitly because the temporary name does not end in .mov.
               << QStringLiteral("-f") << QStringLiteral("mov") << outputPath;
-    return arguments;
 }

@@ -45,7 +45,7 @@ QString FFmpegError::description() const
     case Kind::processFailed:
         return QStringLiteral("ffmpeg exited with code %1: ").arg(code_) + output_;
     case Kind::binaryNotFound:
-        return QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg");
+        return binaryNotFoundDescription(Platform::current());
     case Kind::cancelled:
         return QStringLiteral("Cancelled");
     case Kind::outputMissingOrEmpty:
@@ -60,6 +60,11 @@ QString FFmpegError::description() const
             .arg(expected_);
     }
     Q_UNREACHABLE();
+}
+
+QString FFmpegError::binaryNotFoundDescription(const PlatformFacts& platform)
+{
+    return QStringLiteral("ffmpeg was not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
 PlatformError::PlatformError(QString description)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Platform.h"
+
 #include <exception>
 #include <QString>
 
@@ -26,6 +28,8 @@ public:
     const QString& output() const { return output_; }
 
     QString description() const;
+    // The description of binaryNotFound, with the install command of `platform`.
+    static QString binaryNotFoundDescription(const PlatformFacts& platform);
     const char* what() const noexcept override { return utf8Description_.constData(); }
 
 private:

@@ -1,6 +1,7 @@
 #include "media/FFmpegService.h"
 
 #include "base/DisplayText.h"
+#include "base/Platform.h"
 #include "media/ProcessRunner.h"
 
 #include <algorithm>
@@ -8,10 +9,6 @@
 #include <QMutexLocker>
 
 namespace {
-
-// The package manager's prefix on Apple-silicon machines first, the
-// traditional prefix second. Nothing else is searched, not even PATH.
-const QStringList installationPrefixes{QStringLiteral("/opt/homebrew/bin"), QStringLiteral("/usr/local/bin")};
 
 struct ToolPaths
 {
@@ -22,7 +19,9 @@ struct ToolPaths
 struct ToolDiscovery
 {
     QMutex mutex;
-    QStringList directories = installationPrefixes;
+    // The platform's fixed tool folders, in order. Nothing else is searched,
+    // not even PATH.
+    QStringList directories = Platform::current().toolFolders;
     // Empty until the first use searches.
     std::optional<ToolPaths> paths;
 };
@@ -102,7 +101,7 @@ void FFmpegService::setToolDirectoriesForTesting(const QStringList& directories)
 {
     ToolDiscovery& tools = discovery();
     const QMutexLocker locker(&tools.mutex);
-    tools.directories = directories.isEmpty() ? installationPrefixes : directories;
+    tools.directories = directories.isEmpty() ? Platform::current().toolFolders : directories;
     tools.paths.reset();
 }
 

@@ -14,12 +14,21 @@
 
 class ProcessRunner;
 
+// The essence files of one clip as a conversion reads them.
+struct EssenceInputs
+{
+    QString videoPath;
+    QStringList audioPaths;
+
+    bool operator==(const EssenceInputs&) const = default;
+};
+
 // The one gateway to the external ffmpeg and ffprobe: finds them, runs them,
 // reads what they say and converts clips with them.
 //
-// The tools are looked for only in two fixed places, never on PATH. Probes and
-// measurements never fail: they give an empty result when they cannot tell.
-// Only `convert` throws, an FFmpegError or a PlatformError.
+// The tools are looked for only in the platform's fixed folders, never on
+// PATH. Probes and measurements never fail: they give an empty result when
+// they cannot tell. Only `convert` throws, an FFmpegError or a PlatformError.
 class FFmpegService
 {
 public:
@@ -37,8 +46,8 @@ public:
     // Searches again for both tools; true if and only if ffmpeg was found.
     static bool recheckAvailability();
     // Tests only: look for the tools in `directories` instead of the fixed
-    // installation prefixes, and forget what was found so far. An empty list
-    // restores the fixed prefixes.
+    // installation folders, and forget what was found so far. An empty list
+    // restores the fixed folders.
     static void setToolDirectoriesForTesting(const QStringList& directories);
 
     // A command for display that, pasted into a POSIX shell, runs exactly this
@@ -100,6 +109,22 @@ public:
                                       const std::optional<QString>& sourceTimecode,
                                       const QString& outputPath);
 
+    // Converts the pieces of one shot, in order, into one movie laid out as
+    // a single clip's: every frame of every piece, and per audio track every
+    // sample of that track in every piece, each piece's audio starting with
+    // its own first frame. Starts at the first piece's timecode; progress is
+    // measured against the pieces' total duration. Otherwise as `convert`.
+    QCoro::Task<> convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds, ProResProfile profile,
+                                QString outputPath, CommandHandler commandHandler,
+                                ProgressHandler progressHandler);
+
+    // One input per essence file, joined by ffmpeg's concat filter, so no
+    // list file is ever written. The audio offset applies once, to the joined
+    // tracks. All pieces carry as many audio files as the first.
+    static QStringList buildJoinArguments(const QList<EssenceInputs>& pieces, double audioOffsetSeconds,
+                                          ProResProfile profile, const std::optional<QString>& sourceTimecode,
+                                          const QString& outputPath);
+
     // The hidden file a conversion to `outputPath` writes first.
     static QString temporaryPath(const QString& outputPath);
     // Removes what interrupted conversions left in `folder`: hidden files named
@@ -122,6 +147,16 @@ public:
     bool cancelRequested() const;
 
 private:
+    // The codec, timecode, progress and container arguments every conversion ends with.
+    static void appendOutputArguments(QStringList& arguments, ProResProfile profile, bool hasAudio,
+                                      const std::optional<QString>& sourceTimecode,
+                                      const QString& outputPath);
+    // Creates the output's folder and clears a stale temporary; gives the temporary's path.
+    static QString prepareOutput(const QString& outputPath);
+    // Runs ffmpeg writing to `temporary` and moves a complete result to `outputPath`.
+    QCoro::Task<> runToOutput(QString ffmpegPath, QStringList arguments, QString temporary,
+                              QString outputPath, std::optional<double> durationSeconds,
+                              CommandHandler commandHandler, ProgressHandler progressHandler);
     void registerProcess(ProcessRunner* process);
     // Clears the slot and tells whether a cancel was requested for the run.
     bool unregisterProcess();

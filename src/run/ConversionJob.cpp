@@ -5,9 +5,14 @@ ConversionJob::ConversionJob(P2Clip clip, QString outputURL)
 {
 }
 
+ConversionJob::ConversionJob(SpannedShot shot, QString outputURL)
+    : clip_(shot.top()), shot_(std::move(shot)), outputURL_(std::move(outputURL))
+{
+}
+
 QString ConversionJob::clipName() const
 {
-    return clip_.videoName();
+    return shot_ ? shot_->name() : clip_.videoName();
 }
 
 void ConversionJob::setStatus(ClipStatus status)

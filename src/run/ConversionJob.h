@@ -1,8 +1,10 @@
 #pragma once
 
 #include "card/P2Clip.h"
+#include "card/SpannedShot.h"
 #include "run/ClipStatus.h"
 
+#include <optional>
 #include <QObject>
 #include <QString>
 
@@ -22,10 +24,15 @@ class ConversionJob : public QObject
 
 public:
     ConversionJob(P2Clip clip, QString outputURL);
+    // One movie of a whole spanned shot; `clip` is its first piece.
+    ConversionJob(SpannedShot shot, QString outputURL);
 
     const P2Clip& clip() const { return clip_; }
+    // Set when the job joins the pieces of a spanned shot.
+    const std::optional<SpannedShot>& shot() const { return shot_; }
     const QString& outputURL() const { return outputURL_; }
-    // The video file's name without its extension, as every report names the clip.
+    // The video file's name without its extension, as every report names the
+    // clip; for a joined shot the names of its pieces in order (0158Q5 + 0159E2).
     QString clipName() const;
 
     const ClipStatus& status() const { return status_; }
@@ -42,6 +49,7 @@ signals:
 
 private:
     const P2Clip clip_;
+    const std::optional<SpannedShot> shot_;
     const QString outputURL_;
     ClipStatus status_;
     double progress_ = 0;

@@ -32,7 +32,7 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
             job->setStatus(ClipStatus::skippedExisting());
             job->setProgress(1.0);
             onJobUpdate(*job);
-            onJobFinished({job->clip(), job->status()});
+            onJobFinished({job->clip(), job->status(), job->clipName()});
             continue;
         }
 
@@ -48,7 +48,7 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
         if (final.kind == ClipStatus::Kind::completed)
             job->setProgress(1.0);
         onJobUpdate(*job);
-        onJobFinished({job->clip(), final});
+        onJobFinished({job->clip(), final, job->clipName()});
     }
 }
 
@@ -73,9 +73,19 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
             job->setStatus(ClipStatus::converting(fraction));
             onJobUpdate(*job);
         };
-        QCoro::Task<> conversion = ffmpeg_.convert(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile,
-                                                   job->outputURL(), commandHandler, progressHandler);
-        co_await conversion;
+        if (const std::optional<SpannedShot>& shot = job->shot()) {
+            QList<EssenceInputs> pieces;
+            for (const P2Clip& piece : shot->pieces)
+                pieces.append({piece.videoURL, piece.audioURLs});
+            QCoro::Task<> conversion = ffmpeg_.convertJoined(
+                pieces, audioOffsetSeconds, profile, job->outputURL(), commandHandler, progressHandler);
+            co_await conversion;
+        } else {
+            QCoro::Task<> conversion =
+                ffmpeg_.convert(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, job->outputURL(),
+                                commandHandler, progressHandler);
+            co_await conversion;
+        }
     } catch (const FFmpegError& error) {
         // Only a cancel request makes the service give up; the batch ends with this job.
         if (error.kind() == FFmpegError::Kind::cancelled)

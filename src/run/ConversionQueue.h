@@ -27,6 +27,8 @@ public:
     {
         P2Clip clip;
         ClipStatus status;
+        // How the reports name the job (ConversionJob::clipName).
+        QString clipName;
     };
 
     using JobUpdateHandler = std::function<void(ConversionJob& job)>;

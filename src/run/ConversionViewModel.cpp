@@ -3,8 +3,8 @@
 #include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
-#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "run/ExportFilename.h"
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
@@ -26,33 +26,6 @@ const QString readyMessage = QStringLiteral("Ready.");
 QString plural(qsizetype count)
 {
     return count == 1 ? QString() : QStringLiteral("s");
-}
-
-// The one-line account of a pairing under the main controls.
-QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
-{
-    const qsizetype total = clips.size();
-    const qsizetype withAudio =
-        std::ranges::count_if(clips, [](const P2Clip& clip) { return !clip.audioURLs.isEmpty(); });
-    const qsizetype verified = std::ranges::count_if(clips, [](const P2Clip& clip) {
-        return clip.pairingMethod == P2Clip::PairingMethod::xmlVerified ||
-               clip.pairingMethod == P2Clip::PairingMethod::xmlNoAudioInClip;
-    });
-    if (total == 0 && excludedCount >= 1)
-        return QStringLiteral("0 clips ready to convert — %1 clip(s) had no verified XML/UMID match. "
-                              "See \"View Pairing Details\", or enable unsafe fallback pairing in Settings.")
-            .arg(excludedCount);
-    if (verified < total)
-        return QStringLiteral("Found %1 clip%2 — %3 with audio. %4 used UNSAFE fallback pairing — "
-                              "check \"View Pairing Details\".")
-            .arg(total)
-            .arg(plural(total))
-            .arg(withAudio)
-            .arg(total - verified);
-    return QStringLiteral("Found %1 clip%2 — %3 with audio, all verified via CLIP XML.")
-        .arg(total)
-        .arg(plural(total))
-        .arg(withAudio);
 }
 
 // What of the card could not be read, after the card summary: nothing that
@@ -93,6 +66,8 @@ ConversionViewModel::ConversionViewModel(SettingsStore& settings, RecentFoldersS
 {
     m_canExportDebugReport = canExportDebugReport();
     connect(&m_settings, &SettingsStore::allowUnsafeFallbackPairingChanged, this,
+            &ConversionViewModel::repairCurrentStructureIfNeeded);
+    connect(&m_settings, &SettingsStore::joinSpannedRecordingsChanged, this,
             &ConversionViewModel::repairCurrentStructureIfNeeded);
     m_elapsedTimer.setInterval(elapsedIntervalMs);
     connect(&m_elapsedTimer, &QTimer::timeout, this, &ConversionViewModel::updateElapsed);
@@ -155,7 +130,7 @@ void ConversionViewModel::scan(const QString& rootURL)
     // A run keeps its card until it ends; the screens offer no scan meanwhile.
     if (isConverting())
         return;
-    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    recheckFFmpegAvailability();
     setPhase(Phase::scanning);
     update(m_scanErrorMessage, std::optional<QString>(), &ConversionViewModel::scanErrorMessageChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -163,18 +138,19 @@ void ConversionViewModel::scan(const QString& rootURL)
     m_currentRunOutputFolder.reset();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
-    m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback);
+    m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback, m_settings.joinSpannedRecordings());
 }
 
 void ConversionViewModel::repairCurrentStructureIfNeeded()
 {
     if (!m_lastScannedStructure || (m_phase != Phase::scanned && m_phase != Phase::finished))
         return;
-    m_work = scanAndPair(std::nullopt, *m_lastScannedStructure, m_settings.allowUnsafeFallbackPairing());
+    m_work = scanAndPair(std::nullopt, *m_lastScannedStructure, m_settings.allowUnsafeFallbackPairing(),
+                         m_settings.joinSpannedRecordings());
 }
 
 QCoro::Task<> ConversionViewModel::scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
-                                               bool allowUnsafeFallback)
+                                               bool allowUnsafeFallback, bool joinSpanned)
 {
     // After the first suspension only `self` may reach the driver: it may be gone.
     const QPointer<ConversionViewModel> self(this);
@@ -185,8 +161,10 @@ QCoro::Task<> ConversionViewModel::scanAndPair(std::optional<QString> rootURL, P
         if (dropped())
             co_return;
     }
-    const P2MetadataParser::PairingResult pairing =
+    P2MetadataParser::PairingResult pairing =
         co_await P2MetadataParser::pairClips(structure, allowUnsafeFallback);
+    if (joinSpanned)
+        pairing = P2MetadataParser::withJoinedShots(std::move(pairing));
     if (!dropped())
         self->applyScanResults(structure, pairing);
 }
@@ -198,6 +176,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     m_lastScannedStructure = structure;
     setClips(pairing.clips);
     setPairing(pairing.entries, pairing.summaryLines);
+    update(m_joinedShots, pairing.joinedShots, &ConversionViewModel::joinedShotsChanged);
     const qint64 excluded = std::ranges::count_if(
         pairing.entries, [](const PairingReportEntry& entry) { return !entry.included; });
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
@@ -211,11 +190,41 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     }
 
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
-    update(m_totalCount, static_cast<int>(m_clips.size()), &ConversionViewModel::totalCountChanged);
+    qsizetype movies = m_clips.size();
+    for (const SpannedShot& shot : std::as_const(m_joinedShots))
+        movies -= shot.pieces.size() - 1;
+    update(m_totalCount, static_cast<int>(movies), &ConversionViewModel::totalCountChanged);
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     setPhase(Phase::scanned);
-    setStatusMessage(scannedStatus(m_clips, m_excludedClipCount) + unreadableStatus(structure));
+    QString status = scannedStatus(m_clips, m_excludedClipCount);
+    if (!m_joinedShots.isEmpty())
+        status += QLatin1Char(' ') + joinedShotsSentence(m_joinedShots);
+    setStatusMessage(status + unreadableStatus(structure));
+}
+
+QString ConversionViewModel::scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
+{
+    const qsizetype total = clips.size();
+    const qsizetype withAudio =
+        std::ranges::count_if(clips, [](const P2Clip& clip) { return !clip.audioURLs.isEmpty(); });
+    const qsizetype verified =
+        std::ranges::count_if(clips, [](const P2Clip& clip) { return isVerified(clip.pairingMethod); });
+    if (total == 0 && excludedCount >= 1)
+        return QStringLiteral("0 clips ready to convert — %1 clip(s) had no verified XML/UMID match. "
+                              "See \"View Pairing Details\", or enable unsafe fallback pairing in Settings.")
+            .arg(excludedCount);
+    if (verified < total)
+        return QStringLiteral("Found %1 clip%2 — %3 with audio. %4 used UNSAFE fallback pairing — "
+                              "check \"View Pairing Details\".")
+            .arg(total)
+            .arg(plural(total))
+            .arg(withAudio)
+            .arg(total - verified);
+    return QStringLiteral("Found %1 clip%2 — %3 with audio, all verified via CLIP XML.")
+        .arg(total)
+        .arg(plural(total))
+        .arg(withAudio);
 }
 
 void ConversionViewModel::verifyCurrentCard()
@@ -238,6 +247,7 @@ void ConversionViewModel::resetToIdle()
     setClips({});
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
     setPairing({}, {});
+    update(m_joinedShots, QList<SpannedShot>(), &ConversionViewModel::joinedShotsChanged);
     update(m_excludedClipCount, qint64(0), &ConversionViewModel::excludedClipCountChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setStatusMessage(readyMessage);
@@ -248,7 +258,7 @@ void ConversionViewModel::start()
 {
     if (!canConvert())
         return;
-    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    recheckFFmpegAvailability();
     if (!m_ffmpegAvailable) {
         setStatusMessage(ffmpegMissingMessage());
         return;
@@ -275,14 +285,8 @@ void ConversionViewModel::start()
     // An interrupted run of this folder may have left gigabytes of half a movie.
     FFmpegService::removeStaleTemporaries(folder);
 
-    const bool prefixWithOrderNumber = m_settings.prefixExportsWithOrderNumber();
-    QStringList baseNames;
-    for (const P2Clip& clip : std::as_const(m_clips))
-        baseNames.append(clip.outputFilename(prefixWithOrderNumber));
-    const QStringList outputs = ExportFilename::uniqueOutputURLs(baseNames, folder);
-    QList<std::shared_ptr<ConversionJob>> jobs;
-    for (qsizetype i = 0; i < m_clips.size(); ++i)
-        jobs.append(std::make_shared<ConversionJob>(m_clips.at(i), outputs.at(i)));
+    const QList<std::shared_ptr<ConversionJob>> jobs =
+        makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
     update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
@@ -356,6 +360,49 @@ void ConversionViewModel::cancel()
     });
 }
 
+QList<std::shared_ptr<ConversionJob>> ConversionViewModel::makeJobs(const QList<P2Clip>& clips,
+                                                                    const QList<SpannedShot>& joinedShots,
+                                                                    bool prefixWithOrderNumber,
+                                                                    const QString& folder)
+{
+    QHash<QUuid, const SpannedShot*> shotOfPiece;
+    for (const SpannedShot& shot : joinedShots)
+        for (const P2Clip& piece : shot.pieces)
+            shotOfPiece.insert(piece.id, &shot);
+
+    QList<const P2Clip*> heads;
+    QStringList baseNames;
+    for (const P2Clip& clip : clips) {
+        const SpannedShot* shot = shotOfPiece.value(clip.id);
+        if (shot && shot->top().id != clip.id)
+            continue;
+        heads.append(&clip);
+        baseNames.append(clip.outputFilename(prefixWithOrderNumber));
+    }
+    const QStringList outputs = ExportFilename::uniqueOutputURLs(baseNames, folder);
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    for (qsizetype i = 0; i < heads.size(); ++i) {
+        const SpannedShot* shot = shotOfPiece.value(heads.at(i)->id);
+        jobs.append(shot ? std::make_shared<ConversionJob>(*shot, outputs.at(i))
+                         : std::make_shared<ConversionJob>(*heads.at(i), outputs.at(i)));
+    }
+    return jobs;
+}
+
+QString ConversionViewModel::joinedShotsSentence(const QList<SpannedShot>& shots)
+{
+    if (shots.isEmpty())
+        return QString();
+    qsizetype pieces = 0;
+    for (const SpannedShot& shot : shots)
+        pieces += shot.pieces.size();
+    return QStringLiteral("%1 spanned shot%2 (%3 pieces) will be joined into %4.")
+        .arg(shots.size())
+        .arg(plural(shots.size()))
+        .arg(pieces)
+        .arg(shots.size() == 1 ? QStringLiteral("one movie") : QStringLiteral("one movie each"));
+}
+
 void ConversionViewModel::handleJobUpdate(ConversionJob& job)
 {
     if (job.status().kind == ClipStatus::Kind::converting)
@@ -372,7 +419,7 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
 {
     update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
     recomputeOverallProgress();
-    const QString clipName = outcome.clip.videoName();
+    const QString& clipName = outcome.clipName;
     switch (outcome.status.kind) {
     case ClipStatus::Kind::failed:
         m_conversionReportLines.append(LogWriter::failedReportLine(clipName, outcome.status.message));
@@ -458,9 +505,9 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
     return summary;
 }
 
-QString ConversionViewModel::ffmpegMissingMessage()
+QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
 {
-    return QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg");
+    return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
 QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
@@ -509,18 +556,21 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
         m_desktop->revealInFileManager({outputFolder});
 
     m_runDebugReport = writeRunDebugReport(
-        m_clips, m_pairingEntries, m_settings.effectiveAudioOffsetSeconds(), m_settings.proResProfile(),
-        m_settings.prefixExportsWithOrderNumber(), outputFolder);
+        m_clips, m_pairingEntries, m_joinedShots, m_settings.effectiveAudioOffsetSeconds(),
+        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder);
 }
 
 QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
+                                                       QList<SpannedShot> joinedShots,
                                                        double audioOffsetSeconds, ProResProfile profile,
                                                        bool prefixExportsWithOrderNumber,
                                                        QString outputFolder)
 {
     const QPointer<ConversionViewModel> self(this);
-    const QString report = co_await DebugReportBuilder::build(
-        std::move(clips), std::move(entries), audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
+    QCoro::Task<QString> building =
+        DebugReportBuilder::build(std::move(clips), std::move(entries), audioOffsetSeconds, profile,
+                                  prefixExportsWithOrderNumber, std::move(joinedShots));
+    const QString report = co_await building;
     // The report belongs to the run's folder whether or not anyone still watches.
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
@@ -615,9 +665,11 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
     self->setGeneratingDebugReport(true);
     self->setStatusMessage(
         QStringLiteral("Generating debug report — probing every video/audio file, this may take a moment…"));
-    const QString report = co_await DebugReportBuilder::build(
+    QCoro::Task<QString> building = DebugReportBuilder::build(
         self->m_clips, self->m_pairingEntries, self->m_settings.effectiveAudioOffsetSeconds(),
-        self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber());
+        self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber(),
+        self->m_joinedShots);
+    const QString report = co_await building;
     if (!self)
         co_return;
     self->setGeneratingDebugReport(false);
@@ -657,6 +709,12 @@ void ConversionViewModel::setPairing(QList<PairingReportEntry> entries, QStringL
         update(m_pairingSummaryLines, summaryLines, &ConversionViewModel::pairingSummaryLinesChanged);
     if (entriesChanged || linesChanged)
         emit pairingReportTextChanged();
+}
+
+bool ConversionViewModel::recheckFFmpegAvailability()
+{
+    setFFmpegAvailable(FFmpegService::recheckAvailability());
+    return m_ffmpegAvailable;
 }
 
 void ConversionViewModel::setFFmpegAvailable(bool available)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Platform.h"
 #include "card/P2CardStructure.h"
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
@@ -31,9 +32,10 @@ class SettingsStore;
 //
 // Lives on the GUI thread and is written only there. Scanning and pairing run
 // as owned coroutines whose disk work goes to worker threads; they hold the
-// driver weakly and drop their result when it is gone or when a newer scan or
-// re-pairing has started meanwhile, so a slow stale scan never overwrites the
-// card the user chose last.
+// driver weakly and drop their result when it is gone or when a run has
+// started meanwhile. Nothing cancels an earlier scan: scans or re-pairings
+// started in quick succession each apply their result as they finish, so the
+// card shown is the one whose scan finished last.
 class ConversionViewModel : public QObject
 {
     Q_OBJECT
@@ -43,6 +45,10 @@ class ConversionViewModel : public QObject
     Q_PROPERTY(QList<PairingReportEntry> pairingEntries READ pairingEntries NOTIFY pairingEntriesChanged)
     Q_PROPERTY(QStringList pairingSummaryLines READ pairingSummaryLines NOTIFY pairingSummaryLinesChanged)
     Q_PROPERTY(qint64 excludedClipCount READ excludedClipCount NOTIFY excludedClipCountChanged)
+    // Spanned shots that become one movie each; only while joining is on.
+    Q_PROPERTY(int joinedShotCount READ joinedShotCount NOTIFY joinedShotsChanged)
+    // The card summary's line about joined shots; empty when none is joined.
+    Q_PROPERTY(QString joinedShotsText READ joinedShotsText NOTIFY joinedShotsChanged)
     // A null variant when there is no error, otherwise the text.
     Q_PROPERTY(QVariant scanErrorMessage READ scanErrorMessageValue NOTIFY scanErrorMessageChanged)
     Q_PROPERTY(QList<std::shared_ptr<ConversionJob>> jobs READ jobs NOTIFY jobsChanged)
@@ -89,6 +95,9 @@ public:
     const QList<PairingReportEntry>& pairingEntries() const { return m_pairingEntries; }
     const QStringList& pairingSummaryLines() const { return m_pairingSummaryLines; }
     qint64 excludedClipCount() const { return m_excludedClipCount; }
+    const QList<SpannedShot>& joinedShots() const { return m_joinedShots; }
+    int joinedShotCount() const { return static_cast<int>(m_joinedShots.size()); }
+    QString joinedShotsText() const { return joinedShotsSentence(m_joinedShots); }
     const std::optional<QString>& scanErrorMessage() const { return m_scanErrorMessage; }
     const QList<std::shared_ptr<ConversionJob>>& jobs() const { return m_jobs; }
     const QString& currentClipName() const { return m_currentClipName; }
@@ -147,8 +156,24 @@ public:
     // chooses; a request while one is being built is ignored.
     Q_INVOKABLE void exportDebugReportOnly();
 
-    // The status line when a run cannot start because ffmpeg is missing.
-    static QString ffmpegMissingMessage();
+    // How many spanned shots become one movie each, from how many pieces;
+    // empty when there are none.
+    static QString joinedShotsSentence(const QList<SpannedShot>& shots);
+    // The run's jobs: one per clip in order, except that the pieces of a
+    // joined shot make one job, in the place of its first piece, named as
+    // that piece would be.
+    static QList<std::shared_ptr<ConversionJob>> makeJobs(const QList<P2Clip>& clips,
+                                                          const QList<SpannedShot>& joinedShots,
+                                                          bool prefixWithOrderNumber, const QString& folder);
+    // Searches for the tools again and publishes whether ffmpeg was found.
+    bool recheckFFmpegAvailability();
+
+    // The status line once a card is scanned: how many clips, how many with
+    // audio, and whether any was paired without proof.
+    static QString scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount);
+    // The status line when a run cannot start because ffmpeg is missing, with
+    // the install command of `platform`.
+    static QString ffmpegMissingMessage(const PlatformFacts& platform = Platform::current());
     // The status line when a run would write into the card it converts.
     static QString outputInsideCardMessage(const QString& folder);
     // The status sentence that ends a run.
@@ -185,6 +210,7 @@ signals:
     void pairingEntriesChanged();
     void pairingSummaryLinesChanged();
     void excludedClipCountChanged();
+    void joinedShotsChanged();
     void scanErrorMessageChanged();
     void jobsChanged();
     void currentClipNameChanged();
@@ -210,8 +236,9 @@ private:
                            bool skipExistingFiles);
     // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
-                                      double audioOffsetSeconds, ProResProfile profile,
-                                      bool prefixExportsWithOrderNumber, QString outputFolder);
+                                      QList<SpannedShot> joinedShots, double audioOffsetSeconds,
+                                      ProResProfile profile, bool prefixExportsWithOrderNumber,
+                                      QString outputFolder);
     QCoro::Task<> runPairingReportExport();
     QCoro::Task<> runDebugReportExport();
     // Where the save panels of the exports open: the configured output folder.
@@ -220,7 +247,7 @@ private:
     // applies the result unless the driver is gone or a run has started.
     // Scans started in quick succession each apply their result as they finish.
     QCoro::Task<> scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
-                              bool allowUnsafeFallback);
+                              bool allowUnsafeFallback, bool joinSpanned);
 
     // Sets `field` and announces the change; false when it held `value` already.
     template <typename T> bool update(T& field, const T& value, void (ConversionViewModel::*changed)());
@@ -249,6 +276,7 @@ private:
     QList<PairingReportEntry> m_pairingEntries;
     QStringList m_pairingSummaryLines;
     qint64 m_excludedClipCount = 0;
+    QList<SpannedShot> m_joinedShots;
     std::optional<QString> m_scanErrorMessage;
     QList<std::shared_ptr<ConversionJob>> m_jobs;
     QString m_currentClipName;

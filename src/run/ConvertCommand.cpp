@@ -33,6 +33,7 @@ const QString commandName = QStringLiteral("convert");
 const QString outputFolderOption = QStringLiteral("--output-folder");
 const QString profileOption = QStringLiteral("--profile");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
+const QString joinSpannedOption = QStringLiteral("--join-spanned");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -54,11 +55,16 @@ struct Options
     std::optional<QString> outputFolder;
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
+    bool joinSpanned = false;
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
         if (arguments.at(index) == allowUnsafeFallbackOption) {
             allowUnsafeFallback = true;
+            return std::nullopt;
+        }
+        if (arguments.at(index) == joinSpannedOption) {
+            joinSpanned = true;
             return std::nullopt;
         }
         if (const std::optional<QString> folder =
@@ -92,6 +98,8 @@ struct Options
             settings.setProResProfile(*profile);
         if (allowUnsafeFallback)
             settings.setAllowUnsafeFallbackPairing(true);
+        if (joinSpanned)
+            settings.setJoinSpannedRecordings(true);
         // The command prints the folder itself when the run ends.
         settings.setOpenOutputFolderWhenFinished(false);
     }
@@ -287,14 +295,20 @@ QString ffprobeMissingMessage()
 QString helpText()
 {
     return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback]\n"
+                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
                           "               Scan and pair the card folder CARD as scan does, then convert\n"
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
                           "               PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
-                          "               failed, FFMPEG_ERRORS.txt. The stored settings apply; the\n"
-                          "               options override them for this run only and are never saved.\n"
+                          "               failed, FFMPEG_ERRORS.txt. The output folder is the one\n"
+                          "               chosen in the app; until one is chosen it is\n"
+                          "               %1.\n"
+                          "               The stored settings apply; the options override them for\n"
+                          "               this run only and are never saved.\n"
                           "               The run enters the history and the recent folders.\n"
+                          "               --join-spanned makes each shot the camera split across\n"
+                          "               several clips one movie, where every piece is on the card,\n"
+                          "               verified and consistent; the scan line says how many.\n"
                           "               Prints a line per clip as it ends (on a terminal also a live\n"
                           "               progress line), then the closing status sentence and, last,\n"
                           "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
@@ -305,7 +319,8 @@ QString helpText()
                           "               a report could not be written, the run was cancelled or no\n"
                           "               clip could be converted, 2 on a usage error, when the folder\n"
                           "               holds no video MXF file, when ffmpeg is missing or the output\n"
-                          "               folder cannot be created, 130 after a second Ctrl-C.\n");
+                          "               folder cannot be created, 130 after a second Ctrl-C.\n")
+        .arg(SettingsStore::defaultOutputBase());
 }
 
 QCoro::Task<Outcome> run(QStringList arguments)

@@ -2,8 +2,9 @@
 
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
-#include "media/DebugReportBuilder.h"
+#include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "run/LogWriter.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
@@ -51,7 +52,8 @@ QString helpText()
                           "               build its debug report (what ffprobe sees in every file,\n"
                           "               the pairing, the audio levels and the exact ffmpeg\n"
                           "               command of each clip) with the stored settings: audio\n"
-                          "               offset, ProRes profile, numbering, unsafe fallback.\n"
+                          "               offset, ProRes profile, numbering, unsafe fallback,\n"
+                          "               joining of spanned shots.\n"
                           "               Nothing is converted; the card is only read.\n"
                           "               The report is printed, or with --output written to FILE.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
@@ -78,7 +80,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     // The report names the exact ffmpeg command of each clip, so it needs ffmpeg.
     if (!FFmpegService::resolvedFFmpegPath())
         co_return Outcome{usageOrUnusableCard, QString(),
-                          QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg\n")};
+                          FFmpegError::binaryNotFound().description() + QLatin1Char('\n')};
 
     const SettingsStore settings(
         std::make_shared<OverlayKeyValueStore>(QSettingsKeyValueStore::openApplicationStore()),
@@ -87,10 +89,14 @@ QCoro::Task<Outcome> run(QStringList arguments)
     const ProResProfile profile = settings.proResProfile();
     const bool prefixExportsWithOrderNumber = settings.prefixExportsWithOrderNumber();
 
-    const P2MetadataParser::PairingResult pairing =
+    P2MetadataParser::PairingResult pairing =
         co_await P2MetadataParser::pairClips(structure, settings.allowUnsafeFallbackPairing());
-    const QString report = co_await DebugReportBuilder::build(
-        pairing.clips, pairing.entries, audioOffsetSeconds, profile, prefixExportsWithOrderNumber);
+    if (settings.joinSpannedRecordings())
+        pairing = P2MetadataParser::withJoinedShots(std::move(pairing));
+    QCoro::Task<QString> building =
+        DebugReportBuilder::build(pairing.clips, pairing.entries, audioOffsetSeconds, profile,
+                                  prefixExportsWithOrderNumber, pairing.joinedShots);
+    const QString report = co_await building;
 
     if (output.file.isEmpty())
         co_return Outcome{reportProduced, report, QString()};

@@ -9,13 +9,6 @@
 
 namespace ExportFilename {
 
-QString orderedBasename(int orderNumber)
-{
-    if (orderNumber <= 999)
-        return QString::asprintf("%03d.mov", orderNumber);
-    return QString::number(orderNumber) + QStringLiteral(".mov");
-}
-
 QString uniqueOutputURL(const QString& baseFilename, const QString& folder)
 {
     return uniqueOutputURL(baseFilename, folder, locationTaken);

@@ -4,12 +4,10 @@
 #include <QString>
 #include <QStringList>
 
-// Names of the movie files a run writes.
+// Where in its folder a run writes each movie. The movie's own name comes from
+// the clip (P2Clip::outputFilename and ExportFilename::orderedBasename in
+// card/P2Clip.h).
 namespace ExportFilename {
-
-// The movie name that stands for a clip's place in shooting order: 001.mov to
-// 999.mov, then 1000.mov and on. Nothing of the camera's clip name remains.
-QString orderedBasename(int orderNumber);
 
 // Tells whether a movie location holds something a run must not overwrite.
 using LocationTaken = std::function<bool(const QString& path)>;

@@ -3,6 +3,7 @@
 #include "run/CardCommand.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
+#include "run/HistoryCommand.h"
 #include "run/ScanCommand.h"
 
 #include <cstdio>
@@ -34,7 +35,8 @@ void write(FILE* stream, const QString& text)
 QString helpText()
 {
     return QString::fromUtf8(usageText) + ConvertCommand::helpText() + ScanCommand::helpText() +
-           DebugReportCommand::helpText() + QString::fromUtf8(generalCommandsText);
+           DebugReportCommand::helpText() + HistoryCommand::helpText() +
+           QString::fromUtf8(generalCommandsText);
 }
 
 // Prints what a command produced and ends the event loop with its status.
@@ -95,6 +97,12 @@ int main(int argc, char* argv[])
         return execCommand(app, &ScanCommand::run, args.mid(1));
     if (args.first() == QLatin1String("debug-report"))
         return execCommand(app, &DebugReportCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("history")) {
+        const HistoryCommand::Outcome outcome = HistoryCommand::run(args.mid(1));
+        write(stdout, outcome.standardOutput);
+        write(stderr, outcome.standardError);
+        return outcome.exitStatus;
+    }
     write(stderr,
           QStringLiteral("tolvane-cli: unknown command “%1”. Try tolvane-cli --help.\n").arg(args.first()));
     return 2;

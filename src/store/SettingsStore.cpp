@@ -1,5 +1,7 @@
 #include "store/SettingsStore.h"
 
+#include "base/Platform.h"
+
 #include <cmath>
 #include <limits>
 #include <QPointer>
@@ -14,6 +16,7 @@ const QString allowUnsafeFallbackPairingKey = QStringLiteral("allowUnsafeFallbac
 const QString prefixExportsWithOrderNumberKey = QStringLiteral("prefixExportsWithOrderNumber");
 const QString openOutputFolderWhenFinishedKey = QStringLiteral("openOutputFolderWhenFinished");
 const QString skipExistingFilesKey = QStringLiteral("skipExistingFiles");
+const QString joinSpannedRecordingsKey = QStringLiteral("joinSpannedRecordings");
 const QString migratedAudioOffsetKey = QStringLiteral("migratedAudioOffsetV2");
 
 constexpr double defaultAudioOffsetSeconds = 0.0;
@@ -22,6 +25,8 @@ constexpr ProResProfile defaultProResProfile = ProResProfile::hq;
 // The unsafe option must start off; the conveniences start on.
 constexpr bool defaultAllowUnsafeFallbackPairing = false;
 constexpr bool defaultConvenience = true;
+// Joining changes what a card turns into, so it is the user's explicit choice.
+constexpr bool defaultJoinSpannedRecordings = false;
 
 // Earlier versions stored this offset to mean "not set".
 constexpr double legacyUnsetAudioOffset = -1.0;
@@ -51,7 +56,7 @@ ProResProfile loadProResProfile(const KeyValueStore& defaults)
 
 QString SettingsStore::defaultOutputBase()
 {
-    return QStringLiteral("/Volumes/EXTDESKTOP");
+    return Platform::current().defaultOutputFolder;
 }
 
 SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
@@ -67,7 +72,9 @@ SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::share
           m_defaults->boolValue(prefixExportsWithOrderNumberKey).value_or(defaultConvenience)),
       m_openOutputFolderWhenFinished(
           m_defaults->boolValue(openOutputFolderWhenFinishedKey).value_or(defaultConvenience)),
-      m_skipExistingFiles(m_defaults->boolValue(skipExistingFilesKey).value_or(defaultConvenience))
+      m_skipExistingFiles(m_defaults->boolValue(skipExistingFilesKey).value_or(defaultConvenience)),
+      m_joinSpannedRecordings(
+          m_defaults->boolValue(joinSpannedRecordingsKey).value_or(defaultJoinSpannedRecordings))
 {
     migrateAudioOffset();
 }
@@ -130,6 +137,12 @@ void SettingsStore::setSkipExistingFiles(bool skip)
     setFlag(m_skipExistingFiles, skip, &SettingsStore::skipExistingFilesChanged, skipExistingFilesKey);
 }
 
+void SettingsStore::setJoinSpannedRecordings(bool join)
+{
+    setFlag(m_joinSpannedRecordings, join, &SettingsStore::joinSpannedRecordingsChanged,
+            joinSpannedRecordingsKey);
+}
+
 template <typename T> bool SettingsStore::update(T& field, const T& value, void (SettingsStore::*changed)())
 {
     if (field == value)
@@ -175,6 +188,7 @@ void SettingsStore::resetToDefaults()
     setPrefixExportsWithOrderNumber(defaultConvenience);
     setOpenOutputFolderWhenFinished(defaultConvenience);
     setSkipExistingFiles(defaultConvenience);
+    setJoinSpannedRecordings(defaultJoinSpannedRecordings);
 }
 
 QCoro::Task<> SettingsStore::chooseOutputFolderViaPanel()

@@ -33,12 +33,16 @@ class SettingsStore : public QObject
                    setOpenOutputFolderWhenFinished NOTIFY openOutputFolderWhenFinishedChanged)
     Q_PROPERTY(bool skipExistingFiles READ skipExistingFiles WRITE setSkipExistingFiles NOTIFY
                    skipExistingFilesChanged)
+    // Off by default: a shot the camera split across clips stays one movie per clip.
+    Q_PROPERTY(bool joinSpannedRecordings READ joinSpannedRecordings WRITE setJoinSpannedRecordings NOTIFY
+                   joinSpannedRecordingsChanged)
     Q_PROPERTY(double effectiveAudioOffsetSeconds READ effectiveAudioOffsetSeconds NOTIFY
                    effectiveAudioOffsetSecondsChanged)
 
 public:
-    // The output folder until the user picks one, and again after a reset. It
-    // is not checked; run folders are created beneath whatever path is set.
+    // The output folder until the user picks one, and again after a reset: the
+    // platform's default, on Linux Tolvane in the user's videos folder. It is
+    // not checked; a run creates it, with any missing parents, when needed.
     static QString defaultOutputBase();
 
     // Loads every property from `defaults`, then runs the one-time migration.
@@ -54,6 +58,7 @@ public:
     bool prefixExportsWithOrderNumber() const { return m_prefixExportsWithOrderNumber; }
     bool openOutputFolderWhenFinished() const { return m_openOutputFolderWhenFinished; }
     bool skipExistingFiles() const { return m_skipExistingFiles; }
+    bool joinSpannedRecordings() const { return m_joinSpannedRecordings; }
 
     void setAudioOffsetSeconds(double seconds);
     void setAudioSyncMode(AudioSyncMode mode);
@@ -63,6 +68,7 @@ public:
     void setPrefixExportsWithOrderNumber(bool prefix);
     void setOpenOutputFolderWhenFinished(bool open);
     void setSkipExistingFiles(bool skip);
+    void setJoinSpannedRecordings(bool join);
 
     // The audio shift a conversion receives: the user's offset in manual mode,
     // exactly 0 in auto mode whatever the stored offset, and 0 when the stored
@@ -89,6 +95,7 @@ signals:
     void prefixExportsWithOrderNumberChanged();
     void openOutputFolderWhenFinishedChanged();
     void skipExistingFilesChanged();
+    void joinSpannedRecordingsChanged();
     void effectiveAudioOffsetSecondsChanged();
 
 private:
@@ -107,4 +114,5 @@ private:
     bool m_prefixExportsWithOrderNumber;
     bool m_openOutputFolderWhenFinished;
     bool m_skipExistingFiles;
+    bool m_joinSpannedRecordings;
 };

@@ -1,30 +1,47 @@
+// The main window. What every file of the Tolvane module binds to:
+//   App.driver         the one ConversionViewModel (phase, clips, run, summary, operations)
+//   App.settings       the SettingsStore
+//   App.recentFolders  the RecentFoldersStore
+//   App.history        the ConversionHistoryStore
+//   App.texts          the platform's words (PlatformTexts)
+//   App.revealInFileManager(path), App.clearHistory(), App.clearRecentFolders(), App.chooseOutputFolder()
+// App is a C++ singleton of this module (import Tolvane); main.cpp and the tests
+// make its context current before loading. Sheets open through `sheets`
+// (SheetHost.qml); commands are the Actions of `commands` (AppCommands.qml).
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
+import Tolvane
 
 ApplicationWindow {
     id: window
-    width: 900
-    height: 640
-    minimumWidth: 720
-    minimumHeight: 520
+
+    width: 860
+    height: 760
+    minimumWidth: 640
+    minimumHeight: 560
     visible: true
     title: "Tolvane"
 
-    ColumnLayout {
-        anchors.centerIn: parent
-        spacing: 12
+    menuBar: AppMenuBar {
+        commands: commands
+    }
 
-        Label {
-            Layout.alignment: Qt.AlignHCenter
-            text: "Tolvane"
-            font.pixelSize: 28
-            font.bold: true
-        }
-        Label {
-            Layout.alignment: Qt.AlignHCenter
-            text: "P2 card to Apple ProRes"
-            opacity: 0.7
-        }
+    AppCommands {
+        id: commands
+
+        objectName: "commands"
+        sheets: sheets
+    }
+
+    ContentView {
+        anchors.fill: parent
+        commands: commands
+        sheets: sheets
+    }
+
+    SheetHost {
+        id: sheets
+
+        anchors.fill: parent
     }
 }

@@ -6,3 +6,4 @@ int runScannerTests(int argc, char** argv);
 int runClipModelTests(int argc, char** argv);
 int runMetadataParserTests(int argc, char** argv);
 int runSyntheticCardScanTests(int argc, char** argv);
+int runSpannedShotTests(int argc, char** argv);

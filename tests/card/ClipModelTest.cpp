@@ -1,7 +1,6 @@
 #include "card/ClipSortKey.h"
 #include "card/P2Clip.h"
 #include "CardTests.h"
-#include "run/ExportFilename.h"
 
 #include <QTest>
 

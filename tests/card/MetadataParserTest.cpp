@@ -138,6 +138,11 @@ private slots:
         expected.startTimecode = QStringLiteral("01:02:03:04");
         expected.audioChannelCount = 4;
         expected.recordingDateTimeRaw = QStringLiteral("2022-04-19T22:47:20-05:00");
+        expected.durationFrames = 300;
+        expected.videoCodec = QStringLiteral("DV100_1080/59.94i");
+        // The neighbours' names and identifiers never stand in for the clip's own.
+        const ShotConnection neighbour{QStringLiteral("0000AB"), neighbourUmid};
+        expected.relation = ShotRelation{0, neighbourUmid, neighbour, neighbour, std::nullopt};
         QCOMPARE(P2MetadataParser::parse(path), expected);
     }
 

@@ -192,7 +192,10 @@ private slots:
         QTest::newRow("25p, DVCPRO HD") << std::function([](Clip& clip) {
             clip.frameRate = QStringLiteral("25p");
             clip.codec = SyntheticCard::VideoCodec::DVCProHD1080;
-        }) << std::function([](ClipMetadata& m, const Clip&) { m.frameRate = 25.0; });
+        }) << std::function([](ClipMetadata& m, const Clip&) {
+            m.frameRate = 25.0;
+            m.videoCodec = QStringLiteral("DV100_1080/25p");
+        });
         QTest::newRow("drop frame") << std::function([](Clip& clip) {
             clip.dropFrame = true;
             clip.frameRate = QStringLiteral("59.94i");
@@ -215,7 +218,12 @@ private slots:
             clip.previous = clip.top;
             clip.next = SyntheticCard::Connection{QStringLiteral("0003AB"), SyntheticCard::umidFor(3)};
             clip.userClipName = QStringLiteral("Interview & B-roll <2>");
-        }) << std::function([](ClipMetadata&, const Clip&) {});
+        }) << std::function([](ClipMetadata& m, const Clip&) {
+            m.relation = ShotRelation{std::nullopt, std::nullopt,
+                                      ShotConnection{QStringLiteral("0001AB"), SyntheticCard::umidFor(1)},
+                                      ShotConnection{QStringLiteral("0001AB"), SyntheticCard::umidFor(1)},
+                                      ShotConnection{QStringLiteral("0003AB"), SyntheticCard::umidFor(3)}};
+        });
     }
 
     void clipXmlKnobs()
@@ -235,6 +243,8 @@ private slots:
         expected.startTimecode = clip.xmlStartTimecode;
         expected.audioChannelCount = clip.audioCount;
         expected.recordingDateTimeRaw = clip.creationDate;
+        expected.durationFrames = clip.frames;
+        expected.videoCodec = QStringLiteral("DV25_411");
         expect(expected, clip);
         QCOMPARE(parseClipXml(clip, path), expected);
     }

@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QTest>
 
 namespace {
@@ -43,13 +44,57 @@ private slots:
         FFmpegService::setToolDirectoriesForTesting({QStringLiteral("/nonexistent/tolvane-test-tools")});
     }
 
-    void productionLooksOnlyInTheTwoPrefixes()
+    void productionLooksOnlyInThePlatformFolders()
     {
         FFmpegService::setToolDirectoriesForTesting({});
         QCOMPARE(FFmpegService::candidateFFmpegPaths(),
-                 (QStringList{"/opt/homebrew/bin/ffmpeg", "/usr/local/bin/ffmpeg"}));
+                 (QStringList{"/usr/local/bin/ffmpeg", "/usr/bin/ffmpeg"}));
         QCOMPARE(FFmpegService::candidateFFprobePaths(),
-                 (QStringList{"/opt/homebrew/bin/ffprobe", "/usr/local/bin/ffprobe"}));
+                 (QStringList{"/usr/local/bin/ffprobe", "/usr/bin/ffprobe"}));
+    }
+
+    // The distribution's package serves with no extra step when nothing was
+    // installed by hand.
+    void distributionToolsAreFoundWithoutALocalBuild()
+    {
+        if (QFileInfo::exists(QStringLiteral("/usr/local/bin/ffmpeg")))
+            QSKIP("an ffmpeg in /usr/local/bin takes precedence on this machine");
+        if (!QFileInfo(QStringLiteral("/usr/bin/ffmpeg")).isExecutable()) {
+            if (qEnvironmentVariable("CI") == QLatin1String("true"))
+                QFAIL("the distribution's ffmpeg must be installed on CI");
+            QSKIP("the distribution's ffmpeg is not installed");
+        }
+        FFmpegService::setToolDirectoriesForTesting({});
+        QVERIFY(FFmpegService::recheckAvailability());
+        QCOMPARE(FFmpegService::resolvedFFmpegPath(), QStringLiteral("/usr/bin/ffmpeg"));
+    }
+
+    void secondFolderServesWhenTheFirstHasNone()
+    {
+        writeExecutable(second_ + "/ffmpeg", executable);
+        writeExecutable(second_ + "/ffprobe", executable);
+        QCOMPARE(FFmpegService::resolvedFFmpegPath(), second_ + "/ffmpeg");
+        QCOMPARE(FFmpegService::resolvedFFprobePath(), second_ + "/ffprobe");
+    }
+
+    void pathIsNeverConsulted()
+    {
+        const QString onPath = root_.filePath(QStringLiteral("on PATH"));
+        QDir().mkpath(onPath);
+        writeExecutable(onPath + "/ffmpeg", executable);
+        writeExecutable(onPath + "/ffprobe", executable);
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(onPath) + ':' + path);
+        const auto restore = qScopeGuard([&path] { qputenv("PATH", path); });
+
+        QVERIFY(!FFmpegService::recheckAvailability());
+        QCOMPARE(FFmpegService::resolvedFFmpegPath(), std::nullopt);
+        QCOMPARE(FFmpegService::resolvedFFprobePath(), std::nullopt);
+
+        // Found in a searched folder, the tool comes from there, not from PATH's first folder.
+        writeExecutable(second_ + "/ffmpeg", executable);
+        QVERIFY(FFmpegService::recheckAvailability());
+        QCOMPARE(FFmpegService::resolvedFFmpegPath(), second_ + "/ffmpeg");
     }
 
     void firstCandidateWins()
@@ -111,7 +156,7 @@ private slots:
             {root_.filePath("0001AB.MXF"), {}, 0, ProResProfile::standard, outputFolder + "/001.mov"});
         QCOMPARE(outcome.errorKind, FFmpegError::Kind::binaryNotFound);
         QCOMPARE(outcome.message,
-                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
         QVERIFY(outcome.commands.isEmpty());
         QVERIFY(!QFileInfo::exists(outputFolder));
     }

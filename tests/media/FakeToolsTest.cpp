@@ -577,6 +577,80 @@ private slots:
         QVERIFY(service.cancelRequested());
     }
 
+    void aJoinedShotRunsOneCommandWithProgressOverTheWholeShot()
+    {
+        // Every piece lasts 10 s, so 15 s into the shot is half of a shot of three.
+        tools_->addFake("ffprobe", ffprobeAnswers("10", "01:02:03:04"));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie; FAKE_STDOUT='out_time_ms=15000000\n'");
+        const QList<EssenceInputs> pieces{{video_, audio_}, {video_ + "2", audio_}, {video_ + "3", audio_}};
+        FFmpegService service;
+        QStringList commands;
+        QList<double> progress;
+        QCoro::waitFor(service.convertJoined(
+            pieces, 0, ProResProfile::hq, output_,
+            [&commands](const QString& command) { commands.append(command); },
+            [&progress](double fraction) { progress.append(fraction); }));
+
+        const QStringList expected = FFmpegService::buildJoinArguments(
+            pieces, 0, ProResProfile::hq, QStringLiteral("01:02:03:04"), partial());
+        QCOMPARE(tools_->runs("ffmpeg"), QList<QStringList>{expected});
+        QCOMPARE(commands,
+                 QStringList{FFmpegService::commandLineString(tools_->toolPath("ffmpeg"), expected)});
+        QCOMPARE(progress, QList<double>{0.5});
+        // One duration per piece, and the first piece's timecode.
+        QList<QStringList> probes = tools_->runs("ffprobe");
+        std::sort(probes.begin(), probes.end());
+        QList<QStringList> expectedProbes{singleValueArguments("format=duration", video_),
+                                          singleValueArguments("format=duration", video_ + "2"),
+                                          singleValueArguments("format=duration", video_ + "3"),
+                                          singleValueArguments("format_tags=timecode", video_)};
+        std::sort(expectedProbes.begin(), expectedProbes.end());
+        QCOMPARE(probes, expectedProbes);
+        QCOMPARE(readFile(output_), QByteArray("movie"));
+        QVERIFY(!QFileInfo::exists(partial()));
+    }
+
+    void aJoinedShotWithAPieceOfUnknownLengthReportsNoProgress()
+    {
+        tools_->addFake("ffprobe", QStringLiteral("case \"$*\" in *format=duration*2) FAKE_STDOUT='N/A' ;; "
+                                                  "*format=duration*) FAKE_STDOUT='10' ;; esac\n"));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=movie; FAKE_STDOUT='out_time_ms=5000000\n'");
+        FFmpegService service;
+        QList<double> progress;
+        QCoro::waitFor(service.convertJoined({{video_, {}}, {video_ + "2", {}}}, 0, ProResProfile::hq,
+                                             output_, {},
+                                             [&progress](double fraction) { progress.append(fraction); }));
+        QCOMPARE(progress, QList<double>{});
+        QCOMPARE(readFile(output_), QByteArray("movie"));
+    }
+
+    void cancellingAJoinedShotLeavesThePreviousMovie()
+    {
+        tools_->addFake("ffprobe", ffprobeAnswers("10", ""));
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_HANG=1");
+        writeFile(output_, "previous");
+        FFmpegService service;
+        const auto run = [](FFmpegService* service, QList<EssenceInputs> pieces, QString output,
+                            QString partial) -> QCoro::Task<std::optional<FFmpegError::Kind>> {
+            QCoro::Task<> conversion =
+                service->convertJoined(pieces, 0, ProResProfile::standard, output, {}, {});
+            while (!QFileInfo::exists(partial))
+                co_await QCoro::sleepFor(20ms);
+            std::thread([service] { service->cancel(); }).join();
+            try {
+                co_await conversion;
+            } catch (const FFmpegError& error) {
+                co_return error.kind();
+            }
+            co_return std::nullopt;
+        };
+        const std::optional<FFmpegError::Kind> ending =
+            QCoro::waitFor(run(&service, {{video_, audio_}, {video_, audio_}}, output_, partial()));
+        QCOMPARE(ending, std::optional(FFmpegError::Kind::cancelled));
+        QVERIFY(!QFileInfo::exists(partial()));
+        QCOMPARE(readFile(output_), QByteArray("previous"));
+    }
+
     void cancelWhileIdleOnlySetsTheFlag()
     {
         tools_->addFake("ffprobe");

@@ -301,6 +301,15 @@ private slots:
                  QStringLiteral("/Volumes/My Card/0001AB.MXF"));
     }
 
+    void binaryNotFoundNamesThePlatformsInstallCommand()
+    {
+        QCOMPARE(FFmpegError::binaryNotFoundDescription(Platform::factsFor(Platform::Kind::macOS, {})),
+                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+        QCOMPARE(FFmpegError::binaryNotFoundDescription(
+                     Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
+                 QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
+    }
+
     void errorDescriptions()
     {
         QCOMPARE(FFmpegError::processFailed(1, QStringLiteral("X")).description(),
@@ -309,7 +318,7 @@ private slots:
         QCOMPARE(FFmpegError::processFailed(-11, QStringLiteral("%1 tail\n")).description(),
                  QStringLiteral("ffmpeg exited with code -11: %1 tail\n"));
         QCOMPARE(FFmpegError::binaryNotFound().description(),
-                 QStringLiteral("ffmpeg was not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(FFmpegError::cancelled().description(), QStringLiteral("Cancelled"));
         QCOMPARE(FFmpegError::outputMissingOrEmpty().description(),
                  QStringLiteral("Output file was not created or is empty"));
@@ -528,6 +537,77 @@ private slots:
                                          "1:a:0", "-map", "2:a:0"}) +
                                 encoderTail("3", true, "00:00:00:00"));
         QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
+    }
+
+    void joinedPiecesAreOneInputPerFileThroughTheConcatFilter()
+    {
+        const QList<EssenceInputs> pieces{
+            {QStringLiteral("/card/VIDEO/0158Q5.MXF"),
+             {QStringLiteral("/card/AUDIO/0158Q500.MXF"), QStringLiteral("/card/AUDIO/0158Q501.MXF")}},
+            {QStringLiteral("/card/VIDEO/0159E2.MXF"),
+             {QStringLiteral("/card/AUDIO/0159E200.MXF"), QStringLiteral("/card/AUDIO/0159E201.MXF")}}};
+        QCOMPARE(FFmpegService::buildJoinArguments(pieces, 0, ProResProfile::standard,
+                                                   QStringLiteral("01:00:00:00"), output),
+                 QStringList({"-y",
+                              "-nostdin",
+                              "-i",
+                              "/card/VIDEO/0158Q5.MXF",
+                              "-i",
+                              "/card/AUDIO/0158Q500.MXF",
+                              "-i",
+                              "/card/AUDIO/0158Q501.MXF",
+                              "-i",
+                              "/card/VIDEO/0159E2.MXF",
+                              "-i",
+                              "/card/AUDIO/0159E200.MXF",
+                              "-i",
+                              "/card/AUDIO/0159E201.MXF",
+                              "-filter_complex",
+                              "[0:v:0][1:a:0][2:a:0][3:v:0][4:a:0][5:a:0]concat=n=2:v=1:a=2[v][a1][a2]",
+                              "-map",
+                              "[v]",
+                              "-map",
+                              "[a1]",
+                              "-map",
+                              "[a2]"}) +
+                     encoderTail("2", true, "01:00:00:00"));
+    }
+
+    void joinedVideoOnlyPiecesHaveNoAudioAtAll()
+    {
+        const QList<EssenceInputs> pieces{
+            {video, {}}, {video + QStringLiteral("2"), {}}, {video + QStringLiteral("3"), {}}};
+        QCOMPARE(
+            FFmpegService::buildJoinArguments(pieces, 0.5, ProResProfile::hq, std::nullopt, output),
+            QStringList({"-y", "-nostdin", "-i", video, "-i", video + "2", "-i", video + "3",
+                         "-filter_complex", "[0:v:0][1:v:0][2:v:0]concat=n=3:v=1:a=0[v]", "-map", "[v]"}) +
+                encoderTail("3", false, "00:00:00:00"));
+    }
+
+    void aJoinedShotsOffsetShiftsTheJoinedTracksOnce_data()
+    {
+        QTest::addColumn<double>("offset");
+        QTest::addColumn<QString>("graph");
+        QTest::newRow("delay")
+            << 0.25
+            << QStringLiteral("[0:v:0][1:a:0]concat=n=1:v=1:a=1[v][a1];[a1]adelay=delays=250.0:all=1[s1]");
+        QTest::newRow("cut") << -1.0
+                             << QStringLiteral(
+                                    "[0:v:0][1:a:0]concat=n=1:v=1:a=1[v][a1];[a1]atrim=start=1.0,asetpts=PTS-"
+                                    "STARTPTS[s1]");
+    }
+
+    void aJoinedShotsOffsetShiftsTheJoinedTracksOnce()
+    {
+        QFETCH(double, offset);
+        QFETCH(QString, graph);
+        const QStringList arguments = FFmpegService::buildJoinArguments(
+            {{video, audioFiles(1)}}, offset, ProResProfile::proxy, std::nullopt, output);
+        QCOMPARE(arguments.mid(0, 9), QStringList({"-y", "-nostdin", "-i", video, "-i", audioFiles(1)[0],
+                                                   "-filter_complex", graph, "-map"}));
+        QCOMPARE(arguments.mid(9, 3), QStringList({"[v]", "-map", "[s1]"}));
+        QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
+        QVERIFY(!arguments.contains(QStringLiteral("-ss")));
     }
 
     void offsetIsWrittenShortest_data()

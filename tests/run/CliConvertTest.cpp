@@ -4,6 +4,7 @@
 #include "store/RecentFoldersStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
+#include "ToolFolder.h"
 
 #include <csignal>
 #include <QDirIterator>
@@ -35,6 +36,7 @@ const QStringList settingKeys{QStringLiteral("audioOffsetSeconds"),
                               QStringLiteral("prefixExportsWithOrderNumber"),
                               QStringLiteral("openOutputFolderWhenFinished"),
                               QStringLiteral("skipExistingFiles"),
+                              QStringLiteral("joinSpannedRecordings"),
                               QStringLiteral("migratedAudioOffsetV2")};
 
 // The card written, or nothing after saying why it could not be.
@@ -167,12 +169,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
-        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffmpeg")).isExecutable() ||
-            !QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable()) {
-            if (qEnvironmentVariable("CI") == QLatin1String("true"))
-                QFAIL("ffmpeg and ffprobe must be in /usr/local/bin on CI");
-            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
-        }
+        TOLVANE_REQUIRE_INSTALLED_TOOLS();
         m_home = m_root.filePath(QStringLiteral("home"));
         QVERIFY(QDir().mkpath(m_home));
         m_card =
@@ -235,6 +232,40 @@ private slots:
         QCOMPARE(recent.folders(), QStringList{m_card->rootPath});
     }
 
+    // With fresh preferences the movies go to Tolvane in the user's videos
+    // folder, made when missing. The tools come from the fixed folders: a
+    // failing ffmpeg first on PATH is never run.
+    void convertsIntoTheVideosFolderWithFreshPreferences()
+    {
+        const QString home = m_root.filePath(awkwardName(QStringLiteral(" fresh home")));
+        const QString onPath = m_root.filePath(QStringLiteral("tools on PATH"));
+        QVERIFY(QDir().mkpath(home));
+        QVERIFY(QDir().mkpath(onPath));
+        for (const QString& tool : {QStringLiteral("ffmpeg"), QStringLiteral("ffprobe")}) {
+            writeFile(onPath + QLatin1Char('/') + tool, "#!/bin/sh\nexit 1\n");
+            QFile::setPermissions(onPath + QLatin1Char('/') + tool,
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        }
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), home);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+        environment.insert(QStringLiteral("PATH"),
+                           onPath + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
+
+        const CommandRun run =
+            runCommand(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("convert"), m_card->rootPath},
+                       QString(), environment);
+        QCOMPARE(run.standardError, QString());
+        QCOMPARE(run.exitStatus, 0);
+
+        const QString folder = runFolderIn(home + QStringLiteral("/Videos/Tolvane"));
+        QVERIFY2(!folder.isEmpty(), qPrintable(run.standardOutput));
+        QVERIFY(run.standardOutput.endsWith(QStringLiteral("All done. 2 clips converted.\n") + folder +
+                                            QLatin1Char('\n')));
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+        QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("002.mov"))).size() > 0);
+    }
+
     void convertsAnUnverifiedClipOnlyWhenAllowed()
     {
         SyntheticCard::ClipSpec withoutXml = shortClip(3);
@@ -265,6 +296,41 @@ private slots:
         QVERIFY(allowed.standardOutput.contains(QStringLiteral("] 0003AB: converted successfully.\n")));
         const QString folder = runFolderIn(output);
         QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+    }
+
+    void joinsSpannedShotsForThisRunOnlyWhenAsked()
+    {
+        const std::optional<SyntheticCard::WrittenCard> card = writeCard(
+            SyntheticCard::spannedShot(20, {QStringLiteral("0201AA"), QStringLiteral("0204CE")}, 3, 2),
+            m_root.filePath(QStringLiteral("spanned card")));
+        QVERIFY(card);
+        const QString output = freshFolder(QStringLiteral("spanned out"));
+
+        const CommandRun joined = runCli({QStringLiteral("convert"), QStringLiteral("--join-spanned"),
+                                          card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(joined.standardError, QString());
+        QCOMPARE(joined.exitStatus, 0);
+        const QStringList lines = joined.standardOutput.split(QLatin1Char('\n'));
+        QCOMPARE(lines.at(0),
+                 QStringLiteral("Found 2 clips — 2 with audio, all verified via CLIP XML. 1 spanned "
+                                "shot (2 pieces) will be joined into one movie."));
+        QVERIFY2(lines.at(1).endsWith(QLatin1String("] 0201AA + 0204CE: converted successfully.")),
+                 qPrintable(lines.at(1)));
+        QCOMPARE(lines.at(2), QStringLiteral("All done. 1 clip converted."));
+        const QString folder = runFolderIn(output);
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("001.mov"), QStringLiteral("CONVERSION_REPORT.txt"),
+                              QStringLiteral("DEBUG_REPORT.txt"), QStringLiteral("PAIRING_REPORT.txt")}));
+        // The option lasted for that run only.
+        const QJsonObject stored = QJsonDocument::fromJson(readFile(preferencesFile())).object();
+        QVERIFY(!stored.contains(QStringLiteral("joinSpannedRecordings")));
+
+        const CommandRun separate =
+            runCli({QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(separate.exitStatus, 0);
+        QVERIFY(separate.standardOutput.startsWith(
+            QStringLiteral("Found 2 clips — 2 with audio, all verified via CLIP XML.\n")));
+        QVERIFY(separate.standardOutput.contains(QStringLiteral("] 0204CE: converted successfully.\n")));
     }
 
     void refusesAFolderWithoutVideo()
@@ -448,6 +514,12 @@ private slots:
         QCOMPARE(run.exitStatus, 0);
         QVERIFY(run.standardOutput.contains(
             QStringLiteral("convert CARD [--output-folder DIR] [--profile proxy|standard|hq]")));
+        // Where the movies go until an output folder is chosen, for the user who runs it.
+        QVERIFY2(run.standardOutput.contains(QStringLiteral("The output folder is the one\n"
+                                                            "               chosen in the app; until one is "
+                                                            "chosen it is\n               ") +
+                                             m_home + QStringLiteral("/Videos/Tolvane.\n")),
+                 qPrintable(run.standardOutput));
     }
 };
 

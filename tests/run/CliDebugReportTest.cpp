@@ -1,6 +1,7 @@
 #include "CommandRun.h"
 #include "media/ProResProfile.h"
 #include "SyntheticCard.h"
+#include "ToolFolder.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -64,9 +65,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
-        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffmpeg")).isExecutable() ||
-            !QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable())
-            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
+        TOLVANE_REQUIRE_INSTALLED_TOOLS();
         m_home = m_root.filePath(QStringLiteral("home"));
         QVERIFY(QDir().mkpath(m_home));
         SyntheticCard::CardSpec plan;

@@ -314,7 +314,7 @@ private slots:
         QTest::newRow("no output written") << ""
                                            << "Output file was not created or is empty";
         QTest::newRow("ffmpeg missing")
-            << QString() << "ffmpeg was not found. Install it with: brew install ffmpeg";
+            << QString() << "ffmpeg was not found. Install it with: sudo apt install ffmpeg";
     }
 
     void failureMessages()

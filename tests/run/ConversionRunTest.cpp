@@ -167,17 +167,6 @@ QString todayFolderName()
     return QLocale::c().toString(QDate::currentDate(), QStringLiteral("MM-dd-yyyy"));
 }
 
-std::shared_ptr<ConversionJob> jobWith(ClipStatus status, int audioCount)
-{
-    P2Clip clip;
-    clip.videoURL = QStringLiteral("/card/VIDEO/0001AB.MXF");
-    for (int i = 0; i < audioCount; ++i)
-        clip.audioURLs.append(QStringLiteral("/card/AUDIO/0001AB0%1.MXF").arg(i));
-    auto job = std::make_shared<ConversionJob>(clip, QStringLiteral("/out/001.mov"));
-    job->setStatus(std::move(status));
-    return job;
-}
-
 } // namespace
 
 class ConversionRunTest : public QObject
@@ -263,111 +252,6 @@ private slots:
 
     void cleanup() { session_.close(); }
 
-    // --- Progress, estimate and summary rules ---
-
-    void overallProgress_data()
-    {
-        QTest::addColumn<QList<ClipStatus>>("jobs");
-        QTest::addColumn<double>("expected");
-        QTest::newRow("half, two done, one pending")
-            << QList{ClipStatus::converting(0.5), ClipStatus::completed(),
-                     ClipStatus::failed(QStringLiteral("x")), ClipStatus::pending()}
-            << 0.625;
-        QTest::newRow("no jobs") << QList<ClipStatus>() << 0.0;
-        QTest::newRow("all pending") << QList{ClipStatus::pending(), ClipStatus::pending()} << 0.0;
-        QTest::newRow("skipped counts whole")
-            << QList{ClipStatus::skippedExisting(), ClipStatus::converting(0.25)} << 0.625;
-        QTest::newRow("all ended") << QList{ClipStatus::completed(),
-                                            ClipStatus::failed(QStringLiteral("Cancelled")),
-                                            ClipStatus::skippedExisting()}
-                                   << 1.0;
-    }
-
-    void overallProgress()
-    {
-        QFETCH(QList<ClipStatus>, jobs);
-        QFETCH(double, expected);
-        QCOMPARE(ConversionViewModel::overallProgressOf(jobs), expected);
-    }
-
-    void remainingEstimate_data()
-    {
-        QTest::addColumn<double>("elapsed");
-        QTest::addColumn<double>("progress");
-        QTest::addColumn<std::optional<double>>("previous");
-        QTest::addColumn<std::optional<double>>("expected");
-        QTest::newRow("exactly 0.01, none yet")
-            << 10.0 << 0.01 << std::optional<double>() << std::optional<double>();
-        QTest::newRow("exactly 0.01 keeps the last")
-            << 10.0 << 0.01 << std::optional(42.0) << std::optional(42.0);
-        QTest::newRow("zero keeps the last") << 3.0 << 0.0 << std::optional(7.0) << std::optional(7.0);
-        QTest::newRow("0.02 after 10 s") << 10.0 << 0.02 << std::optional<double>() << std::optional(490.0);
-        QTest::newRow("half after 30 s") << 30.0 << 0.5 << std::optional(1.0) << std::optional(30.0);
-        QTest::newRow("done") << 30.0 << 1.0 << std::optional(5.0) << std::optional(0.0);
-    }
-
-    void remainingEstimate()
-    {
-        QFETCH(double, elapsed);
-        QFETCH(double, progress);
-        QFETCH(std::optional<double>, previous);
-        QFETCH(std::optional<double>, expected);
-        const std::optional<double> estimate =
-            ConversionViewModel::remainingEstimate(elapsed, progress, previous);
-        QCOMPARE(estimate.has_value(), expected.has_value());
-        if (expected)
-            QVERIFY(qAbs(*estimate - *expected) < 1e-9);
-    }
-
-    void summarySentence_data()
-    {
-        QTest::addColumn<int>("converted");
-        QTest::addColumn<int>("failed");
-        QTest::addColumn<qint64>("excluded");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("3 clips, 1 failure") << 2 << 1 << qint64(0) << oneErrorStatus;
-        QTest::newRow("errors plural")
-            << 0 << 3 << qint64(2) << QStringLiteral("Done with 3 errors. See logs in the output folder.");
-        QTest::newRow("5 converted, 2 excluded")
-            << 5 << 0 << qint64(2)
-            << QStringLiteral("All done. 5 clips converted — 2 skipped (unverified pairing).");
-        QTest::newRow("1 converted, 1 excluded")
-            << 1 << 0 << qint64(1)
-            << QStringLiteral("All done. 1 clip converted — 1 skipped (unverified pairing).");
-        QTest::newRow("one clip") << 1 << 0 << qint64(0) << QStringLiteral("All done. 1 clip converted.");
-        QTest::newRow("none") << 0 << 0 << qint64(0) << QStringLiteral("All done. 0 clips converted.");
-    }
-
-    void summarySentence()
-    {
-        QFETCH(int, converted);
-        QFETCH(int, failed);
-        QFETCH(qint64, excluded);
-        QFETCH(QString, expected);
-        const ConversionSummary summary{
-            .converted = converted, .failed = failed, .excludedByPairing = excluded, .outputFolder = {}};
-        QCOMPARE(ConversionViewModel::summarySentence(summary), expected);
-    }
-
-    void summaryCountsOnlyJobsThatEnded()
-    {
-        const JobList jobs{jobWith(ClipStatus::completed(), 0),
-                           jobWith(ClipStatus::completed(), 2),
-                           jobWith(ClipStatus::skippedExisting(), 0),
-                           jobWith(ClipStatus::skippedExisting(), 1),
-                           jobWith(ClipStatus::failed(QStringLiteral("Cancelled")), 0),
-                           jobWith(ClipStatus::pending(), 0),
-                           jobWith(ClipStatus::pending(), 1),
-                           jobWith(ClipStatus::converting(0.4), 0)};
-        const ConversionSummary expected{.converted = 2,
-                                         .failed = 1,
-                                         .skipped = 2,
-                                         .missingAudio = 2,
-                                         .excludedByPairing = 3,
-                                         .outputFolder = QStringLiteral("/out")};
-        QCOMPARE(ConversionViewModel::summarize(jobs, 3, QStringLiteral("/out")), expected);
-    }
-
     // --- Ending a run without a card ---
 
     void runEndingWithoutACardIsRecordedAsP2Card()
@@ -412,7 +296,7 @@ private slots:
         driver_->start();
 
         QCOMPARE(driver_->statusMessage(),
-                 QStringLiteral("ffmpeg not found. Install it with: brew install ffmpeg"));
+                 QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(driver_->phase(), Phase::scanned);
         QCOMPARE(phases.count(), 0);
         QVERIFY(!driver_->ffmpegAvailable());
@@ -447,6 +331,24 @@ private slots:
         // The chosen location is kept: once the way is clear the next start uses it.
         QVERIFY(QFile::remove(blocker));
         QVERIFY(startAndWait(1));
+        QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
+        QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
+        QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);
+    }
+
+    // A fresh install's output base, Tolvane in the videos folder, may not
+    // exist yet, nor the videos folder itself: the run makes the whole chain.
+    void startCreatesAMissingOutputBaseWithItsParents()
+    {
+        QVERIFY(scanAndWait(smallCard_));
+        const QString home = work_->filePath(awkwardName(QStringLiteral(" home")));
+        const QString base = home + QStringLiteral("/Videos/Tolvane");
+        QVERIFY(!QFileInfo::exists(home));
+        settings_->setOutputFolderPath(base);
+
+        QVERIFY(startAndWait(1));
+
+        const QString runFolder = base + QLatin1Char('/') + todayFolderName();
         QCOMPARE(driver_->outputFolderURL(), std::optional(runFolder));
         QCOMPARE(driver_->statusMessage(), QStringLiteral("All done. 1 clip converted."));
         QVERIFY(QFileInfo(runFolder + QStringLiteral("/001.mov")).size() > 0);

@@ -1,5 +1,5 @@
-#include "media/DebugReportBuilder.h"
 #include "media/FFmpegService.h"
+#include "run/DebugReportBuilder.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -289,7 +289,21 @@ private slots:
             block.contains(QStringLiteral("(same UMID as the video and its 0 sibling audio file(s)).\n")));
     }
 
-    void unmeasuredLevel()
+    // A level that measured nothing is still a level: its summary stands in the line.
+    void levelThatMeasuredNothing()
+    {
+        Facts facts = handMadeFacts();
+        const P2Clip clip = verifiedClip();
+        facts.audioLevels.insert(clip.audioURLs.at(0), AudioLevel{});
+        facts.audioLevels.insert(clip.audioURLs.at(1), AudioLevel{std::nullopt, -48.0});
+        const QString block = blockFromFacts(clip, facts);
+        QCOMPARE(block.count(QStringLiteral("\n  Measured signal level: unmeasured\n")), 2);
+        QVERIFY(!block.contains(QStringLiteral("not measured")));
+        QVERIFY(!block.contains(QStringLiteral("Note: measured near the noise floor")));
+    }
+
+    // Only facts put together by hand can lack a level altogether.
+    void levelNeverGathered()
     {
         Facts facts = handMadeFacts();
         facts.audioLevels.clear();
@@ -455,13 +469,17 @@ private slots:
         ToolFolder tools;
         const P2Clip clip = verifiedClip();
         const Facts facts = QCoro::waitFor(gather({clip}));
-        QCOMPARE(facts, Facts{});
+        // Every audio file still has its level, one that measured nothing.
+        Facts expected;
+        for (const QString& audio : clip.audioURLs)
+            expected.audioLevels.insert(audio, AudioLevel{});
+        QCOMPARE(facts, expected);
         const QString report = QCoro::waitFor(build({clip}, {}, 0.5, ProResProfile::hq, true));
         const QStringList lines = report.split(u'\n');
         QCOMPARE(lines.count(QStringLiteral("  Duration: unknown")), 3);
         QCOMPARE(lines.count(QStringLiteral("  UMID (material_package_umid): unknown")), 3);
         QVERIFY(lines.contains(QStringLiteral("  Timecode: unknown")));
-        QCOMPARE(lines.count(QStringLiteral("  Measured signal level: not measured")), 2);
+        QCOMPARE(lines.count(QStringLiteral("  Measured signal level: unmeasured")), 2);
         for (qsizetype i = 0; i < lines.size(); ++i) {
             if (lines.at(i) == QStringLiteral("  Streams:"))
                 QCOMPARE(lines.at(i + 1), QStringLiteral("  Format metadata:"));
@@ -476,8 +494,8 @@ private slots:
     void withoutFFprobeOnly()
     {
         ToolFolder tools;
-        if (!tools.addReal(QStringLiteral("ffmpeg")))
-            QSKIP("ffmpeg is not installed");
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        tools.remove(QStringLiteral("ffprobe"));
         const QString report = QCoro::waitFor(build({videoOnlyClip()}, {}, 0, ProResProfile::hq, true));
         QVERIFY(report.contains(QStringLiteral("\n  Duration: unknown\n  Timecode: unknown\n"
                                                "  UMID (material_package_umid): unknown\n"
@@ -489,8 +507,7 @@ private slots:
     void realToolsOnASyntheticCard()
     {
         ToolFolder tools;
-        if (!tools.addReal(QStringLiteral("ffmpeg")) || !tools.addReal(QStringLiteral("ffprobe")))
-            QSKIP("ffmpeg or ffprobe is not installed");
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
         QTemporaryDir root;
         SyntheticCard::CardSpec plan;
         plan.clips = {SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 0)};

@@ -1,4 +1,3 @@
-#include "card/P2Clip.h"
 #include "run/ExportFilename.h"
 #include "run/OutputFolderNamer.h"
 #include "RunNamingTests.h"
@@ -148,19 +147,6 @@ private slots:
         QCOMPARE(asked.size(), 20001);
         QCOMPARE(asked.first(), QStringLiteral("/out/12-31-2026"));
         QCOMPARE(asked.at(1), QStringLiteral("/out/12-31-2026 (2)"));
-    }
-
-    void clipFileNames()
-    {
-        P2Clip clip;
-        clip.videoURL = QStringLiteral("/card/CONTENTS/VIDEO/0001AB.MXF");
-        clip.exportOrderNumber = 7;
-        QCOMPARE(clip.outputFilename(true), QStringLiteral("007.mov"));
-        QCOMPARE(clip.outputFilename(false), QStringLiteral("0001AB.mov"));
-        clip.exportOrderNumber.reset();
-        QCOMPARE(clip.outputFilename(true), QStringLiteral("0001AB.mov"));
-        QCOMPARE(ExportFilename::orderedBasename(42), QStringLiteral("042.mov"));
-        QCOMPARE(ExportFilename::orderedBasename(1000), QStringLiteral("1000.mov"));
     }
 
     void uniqueOutputLocation_data()

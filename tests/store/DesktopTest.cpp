@@ -30,15 +30,14 @@ private slots:
         HeadlessDesktop desktop(&output);
         const int chosen = QCoro::waitFor(desktop.showAlert(
             AlertStyle::warning, QStringLiteral("ffmpeg not found"),
-            QStringLiteral(
-                "Tolvane looks for ffmpeg/ffprobe at /opt/homebrew/bin and /usr/local/bin. Install it "
-                "with Homebrew, then check again:\n\nbrew install ffmpeg"),
+            QStringLiteral("Tolvane looks for ffmpeg/ffprobe at /usr/local/bin and /usr/bin. Install it with "
+                           "your package manager, then check again:\n\nsudo apt install ffmpeg"),
             {QStringLiteral("OK")}));
         QCOMPARE(chosen, 0);
         QCOMPARE(output.data(),
-                 QByteArray("ffmpeg not found\nTolvane looks for ffmpeg/ffprobe at /opt/homebrew/bin "
-                            "and /usr/local/bin. Install it with Homebrew, then check again:\n\n"
-                            "brew install ffmpeg\n"));
+                 QByteArray("ffmpeg not found\nTolvane looks for ffmpeg/ffprobe at /usr/local/bin and "
+                            "/usr/bin. Install it with your package manager, then check again:\n\n"
+                            "sudo apt install ffmpeg\n"));
 
         output.buffer().clear();
         output.seek(0);

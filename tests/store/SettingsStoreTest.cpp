@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,6 +16,12 @@ namespace {
 
 const QString offsetKey = QStringLiteral("audioOffsetSeconds");
 const QString migratedKey = QStringLiteral("migratedAudioOffsetV2");
+
+// Until the user picks a folder, movies go to Tolvane in the user's videos folder.
+QString videosDefault()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + QStringLiteral("/Tolvane");
+}
 
 struct Fixture
 {
@@ -28,12 +35,13 @@ void verifyDefaults(const SettingsStore& settings)
 {
     QCOMPARE(settings.audioOffsetSeconds(), 0.0);
     QCOMPARE(settings.audioSyncMode(), AudioSyncMode::automatic);
-    QCOMPARE(settings.outputFolderPath(), QStringLiteral("/Volumes/EXTDESKTOP"));
+    QCOMPARE(settings.outputFolderPath(), videosDefault());
     QCOMPARE(ProResProfiles::rawValue(settings.proResProfile()), 3);
     QCOMPARE(settings.allowUnsafeFallbackPairing(), false);
     QCOMPARE(settings.prefixExportsWithOrderNumber(), true);
     QCOMPARE(settings.openOutputFolderWhenFinished(), true);
     QCOMPARE(settings.skipExistingFiles(), true);
+    QCOMPARE(settings.joinSpannedRecordings(), false);
 }
 
 void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
@@ -46,6 +54,7 @@ void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
     settings.setPrefixExportsWithOrderNumber(false);
     settings.setOpenOutputFolderWhenFinished(false);
     settings.setSkipExistingFiles(false);
+    settings.setJoinSpannedRecordings(true);
 }
 
 } // namespace
@@ -75,7 +84,7 @@ private slots:
         Fixture fixture;
         const auto settings = fixture.open();
         verifyDefaults(*settings);
-        QCOMPARE(SettingsStore::defaultOutputBase(), QStringLiteral("/Volumes/EXTDESKTOP"));
+        QCOMPARE(SettingsStore::defaultOutputBase(), videosDefault());
         QCOMPARE(fixture.defaults->boolValue(migratedKey), true);
         QVERIFY(!fixture.defaults->contains(offsetKey));
         // Starting writes the migration mark and nothing else.
@@ -147,8 +156,8 @@ private slots:
             << "proResProfile" << QVariant(qint64(1) << 32) << "proResProfile" << profile(3);
         QTest::newRow("profile 0") << "proResProfile" << QVariant(qint64(0)) << "proResProfile" << profile(0);
         QTest::newRow("profile 2") << "proResProfile" << QVariant(qint64(2)) << "proResProfile" << profile(2);
-        QTest::newRow("empty folder") << "outputFolderPath" << QVariant(QString()) << "outputFolderPath"
-                                      << QVariant(QStringLiteral("/Volumes/EXTDESKTOP"));
+        QTest::newRow("empty folder")
+            << "outputFolderPath" << QVariant(QString()) << "outputFolderPath" << QVariant(videosDefault());
         QTest::newRow("folder") << "outputFolderPath" << QVariant(QStringLiteral("/media/Out é"))
                                 << "outputFolderPath" << QVariant(QStringLiteral("/media/Out é"));
         QTest::newRow("skip existing false")
@@ -157,6 +166,10 @@ private slots:
                                          << "prefixExportsWithOrderNumber" << QVariant(false);
         QTest::newRow("open folder false") << "openOutputFolderWhenFinished" << QVariant(false)
                                            << "openOutputFolderWhenFinished" << QVariant(false);
+        QTest::newRow("join spanned true")
+            << "joinSpannedRecordings" << QVariant(true) << "joinSpannedRecordings" << QVariant(true);
+        QTest::newRow("join spanned as string") << "joinSpannedRecordings" << QVariant(QStringLiteral("yes"))
+                                                << "joinSpannedRecordings" << QVariant(false);
         QTest::newRow("unsafe pairing true") << "allowUnsafeFallbackPairing" << QVariant(true)
                                              << "allowUnsafeFallbackPairing" << QVariant(true);
         QTest::newRow("offset 0.35") << "audioOffsetSeconds" << QVariant(0.35) << "audioOffsetSeconds"
@@ -239,6 +252,7 @@ private slots:
             {"prefixExportsWithOrderNumber", QVariant(false)},
             {"openOutputFolderWhenFinished", QVariant(false)},
             {"skipExistingFiles", QVariant(false)},
+            {"joinSpannedRecordings", QVariant(true)},
         };
         QCOMPARE(fixture.defaults->writes, expected);
     }
@@ -300,7 +314,8 @@ private slots:
                                 "allowUnsafeFallbackPairing",
                                 "prefixExportsWithOrderNumber",
                                 "openOutputFolderWhenFinished",
-                                "skipExistingFiles"};
+                                "skipExistingFiles",
+                                "joinSpannedRecordings"};
         QCOMPARE(fixture.defaults->writtenKeys(), order);
         QCOMPARE(fixture.defaults->boolValue(migratedKey), true);
         QCOMPARE(fixture.defaults->bytesValue(QStringLiteral("conversionHistoryV1")), QByteArray("[]"));
@@ -337,7 +352,7 @@ private slots:
         QCoro::waitFor(settings->chooseOutputFolderViaPanel());
 
         QCOMPARE(fixture.desktop->folderRequests.size(), 1);
-        QCOMPARE(settings->outputFolderPath(), QStringLiteral("/Volumes/EXTDESKTOP"));
+        QCOMPARE(settings->outputFolderPath(), videosDefault());
         QVERIFY(fixture.defaults->writes.isEmpty());
     }
 

@@ -1,5 +1,7 @@
 #include "SyntheticCard.h"
 
+#include "base/Platform.h"
+
 #include <cmath>
 #include <deque>
 #include <memory>
@@ -70,8 +72,8 @@ QString clipUmid(const ClipSpec& clip)
 
 QString findTool(const QString& name)
 {
-    const QString local = QStandardPaths::findExecutable(name, {QStringLiteral("/usr/local/bin")});
-    return local.isEmpty() ? QStandardPaths::findExecutable(name) : local;
+    const QString installed = QStandardPaths::findExecutable(name, Platform::current().toolFolders);
+    return installed.isEmpty() ? QStandardPaths::findExecutable(name) : installed;
 }
 
 // Everything an essence file's bytes depend on, apart from its UMIDs.
@@ -84,6 +86,7 @@ struct Essence
     std::optional<QString> creationTime;
     int bitsPerSample = 16;
     int channel = 0;
+    bool silent = false;
 
     QString key() const
     {
@@ -93,7 +96,8 @@ struct Essence
                            timecode,
                            creationTime.value_or(QStringLiteral("-")),
                            QString::number(bitsPerSample),
-                           QString::number(channel)}
+                           QString::number(channel),
+                           silent ? QStringLiteral("silent") : QStringLiteral("tone")}
             .join(QLatin1Char('|'));
     }
 
@@ -105,7 +109,7 @@ struct Essence
                 codec == VideoCodec::DV25 ? QStringLiteral("720x480") : QStringLiteral("1280x1080");
             return QStringLiteral("testsrc=size=%1:rate=30000/1001").arg(size);
         }
-        const double amplitude = std::pow(10.0, -(6.0 + 3.0 * channel) / 20.0);
+        const double amplitude = silent ? 0.0 : std::pow(10.0, -(6.0 + 3.0 * channel) / 20.0);
         return QStringLiteral("aevalsrc=exprs=%1*sin(2*PI*%2*t):s=%3")
             .arg(QString::number(amplitude, 'f', 6))
             .arg(440 * (channel + 1))
@@ -236,7 +240,7 @@ QHash<QString, TemplatePtr> generateTemplates(const std::vector<Essence>& essenc
 {
     const QString ffmpeg = ffmpegPath();
     if (ffmpeg.isEmpty())
-        throw Error("ffmpeg was not found in /usr/local/bin or on PATH");
+        throw Error("ffmpeg was not found where Tolvane looks for it or on PATH");
     QTemporaryDir folder;
     if (!folder.isValid())
         throw Error("could not create a temporary folder for ffmpeg's output");
@@ -383,7 +387,7 @@ void verifyUmids(const std::vector<EssenceFile>& files)
     std::vector<ToolRun> runs;
     const QString ffprobe = ffprobePath();
     if (ffprobe.isEmpty())
-        throw Error("ffprobe was not found in /usr/local/bin or on PATH");
+        throw Error("ffprobe was not found where Tolvane looks for it or on PATH");
     for (const EssenceFile& file : files) {
         if (!file.verify)
             continue;
@@ -452,6 +456,7 @@ Essence audioEssence(const ClipSpec& clip, int channel)
     essence.creationTime = clip.mxfCreationTime;
     essence.bitsPerSample = clip.bitsPerSample;
     essence.channel = channel;
+    essence.silent = clip.silentAudio;
     return essence;
 }
 
@@ -576,6 +581,36 @@ ClipSpec clip(int n, int audioCount)
     return plan;
 }
 
+std::vector<ClipSpec> spannedShot(int firstN, const QStringList& names, int frames, int audioCount)
+{
+    std::vector<ClipSpec> pieces;
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        ClipSpec piece = clip(firstN + static_cast<int>(i), audioCount);
+        piece.clipName = names[i];
+        piece.frames = frames;
+        // 30 timecode frames a second, as the essence's 29.97 non-drop timecode counts.
+        const qint64 start = qint64(firstN - 1) * 10 * 30 + i * frames;
+        piece.startTimecode = QStringLiteral("%1:%2:%3:%4")
+                                  .arg(1 + start / (3600 * 30), 2, 10, QLatin1Char('0'))
+                                  .arg(start / (60 * 30) % 60, 2, 10, QLatin1Char('0'))
+                                  .arg(start / 30 % 60, 2, 10, QLatin1Char('0'))
+                                  .arg(start % 30, 2, 10, QLatin1Char('0'));
+        piece.xmlStartTimecode = piece.startTimecode;
+        piece.offsetInShot = i * frames;
+        piece.globalShotID = hashedUmid("Tolvane synthetic shot " + names.first().toUtf8());
+        pieces.push_back(piece);
+    }
+    const auto connection = [&](size_t i) { return Connection{pieces[i].clipName, pieces[i].umid}; };
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        pieces[i].top = connection(0);
+        if (i > 0)
+            pieces[i].previous = connection(i - 1);
+        if (i + 1 < pieces.size())
+            pieces[i].next = connection(i + 1);
+    }
+    return pieces;
+}
+
 QString ffmpegPath()
 {
     return findTool(QStringLiteral("ffmpeg"));
@@ -600,6 +635,31 @@ QString clipXml(const ClipSpec& clip)
         xml += element(2, QStringLiteral("GlobalClipID"), writtenId(clipUmid(clip), clip.idForm));
     xml += element(2, QStringLiteral("Duration"), QString::number(clip.frames));
     xml += element(2, QStringLiteral("EditUnit"), QStringLiteral("1001/30000"));
+    QString relation;
+    if (clip.top || clip.previous || clip.next || clip.offsetInShot || !clip.globalShotID.isEmpty()) {
+        relation += QStringLiteral("\t\t<Relation>\n");
+        if (clip.offsetInShot)
+            relation += element(3, QStringLiteral("OffsetInShot"), QString::number(*clip.offsetInShot));
+        if (!clip.globalShotID.isEmpty())
+            relation += element(3, QStringLiteral("GlobalShotID"), clip.globalShotID);
+        relation += QStringLiteral("\t\t\t<Connection>\n");
+        const auto connection = [&](const QString& name, const std::optional<Connection>& neighbour) {
+            if (!neighbour)
+                return;
+            relation += QStringLiteral("\t\t\t\t<%1>\n").arg(name);
+            relation += element(5, QStringLiteral("ClipName"), neighbour->clipName);
+            if (!neighbour->globalClipID.isEmpty())
+                relation += element(5, QStringLiteral("GlobalClipID"),
+                                    writtenId(neighbour->globalClipID, clip.idForm));
+            relation += QStringLiteral("\t\t\t\t</%1>\n").arg(name);
+        };
+        connection(QStringLiteral("Top"), clip.top);
+        connection(QStringLiteral("Previous"), clip.previous);
+        connection(QStringLiteral("Next"), clip.next);
+        relation += QStringLiteral("\t\t\t</Connection>\n\t\t</Relation>\n");
+    }
+    if (clip.relationFirst)
+        xml += relation;
     xml += QStringLiteral("\t\t<EssenceList>\n\t\t\t<Video ValidAudioFlag=\"false\">\n");
     xml += element(4, QStringLiteral("VideoFormat"), QStringLiteral("MXF"));
     xml +=
@@ -622,22 +682,8 @@ QString clipXml(const ClipSpec& clip)
         xml += QStringLiteral("\t\t\t</Audio>\n");
     }
     xml += QStringLiteral("\t\t</EssenceList>\n");
-    if (clip.top || clip.previous || clip.next) {
-        xml += QStringLiteral("\t\t<Relation>\n\t\t\t<Connection>\n");
-        const auto connection = [&](const QString& name, const std::optional<Connection>& neighbour) {
-            if (!neighbour)
-                return;
-            xml += QStringLiteral("\t\t\t\t<%1>\n").arg(name);
-            xml += element(5, QStringLiteral("ClipName"), neighbour->clipName);
-            xml +=
-                element(5, QStringLiteral("GlobalClipID"), writtenId(neighbour->globalClipID, clip.idForm));
-            xml += QStringLiteral("\t\t\t\t</%1>\n").arg(name);
-        };
-        connection(QStringLiteral("Top"), clip.top);
-        connection(QStringLiteral("Previous"), clip.previous);
-        connection(QStringLiteral("Next"), clip.next);
-        xml += QStringLiteral("\t\t\t</Connection>\n\t\t</Relation>\n");
-    }
+    if (!clip.relationFirst)
+        xml += relation;
     xml += QStringLiteral("\t\t<ClipMetadata>\n");
     xml += element(3, QStringLiteral("UserClipName"),
                    clip.userClipName.isEmpty() ? clip.clipName : clip.userClipName);

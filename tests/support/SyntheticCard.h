@@ -51,6 +51,7 @@ enum class Verification {
 struct Connection
 {
     QString clipName;
+    // Empty: the connection names the clip alone, as some cameras write it.
     QString globalClipID;
 };
 
@@ -77,6 +78,8 @@ struct ClipSpec
     int bitsPerSample = 16;
     // Audio files written with a different UMID than the clip's (index → UMID, 64 hexadecimal digits).
     std::vector<std::pair<int, QString>> audioUmidOverrides;
+    // Every audio file holds digital silence instead of its tone.
+    bool silentAudio = false;
 
     // --- CLIP XML ---
     bool writeXml = true;
@@ -98,6 +101,11 @@ struct ClipSpec
     QString modelName = QStringLiteral("AJ-HPX3100G");
     // Relation/Connection of a spanned shot; Relation is written only when one is set.
     std::optional<Connection> top, previous, next;
+    // Relation/OffsetInShot (frames) and Relation/GlobalShotID; each written only when set.
+    std::optional<qint64> offsetInShot;
+    QString globalShotID;
+    // Write Relation before EssenceList instead of after it.
+    bool relationFirst = false;
     // Written into the XML file name instead of NAME.XML when set.
     QString xmlFileName;
 
@@ -160,6 +168,13 @@ struct Error : std::runtime_error
 // update five minutes later), and the same instant in UTC as the MXF creation time.
 ClipSpec clip(int n, int audioCount = 4);
 
+// The pieces of one shot the camera split across clips, as a camera writes
+// them: clip(firstN), clip(firstN + 1), … renamed to `names` (not sequential on
+// real cards), each `frames` long, chained by Top/Previous/Next with their
+// GlobalClipIDs, OffsetInShot where the pieces before end, one GlobalShotID,
+// and the timecode running on from piece to piece.
+std::vector<ClipSpec> spannedShot(int firstN, const QStringList& names, int frames, int audioCount = 4);
+
 // The UMID that `clip(n)` carries: 64 upper-case hexadecimal digits, the SMPTE label of
 // camera UMIDs (060A2B340101010501010D43, length 13, instance 000000) followed by 16
 // material bytes derived from n by hashing.
@@ -169,7 +184,8 @@ QString umidFor(int n);
 // ffprobe fail or the UMID could not be placed.
 WrittenCard write(const CardSpec& plan, const QString& rootPath);
 
-// The ffmpeg and ffprobe the builder uses: /usr/local/bin, then PATH.
+// The ffmpeg and ffprobe the builder uses: the first found in the folders
+// Tolvane searches, else on PATH.
 QString ffmpegPath();
 QString ffprobePath();
 

@@ -1,10 +1,18 @@
 #include "ToolFolder.h"
 
+#include "base/Platform.h"
 #include "media/FFmpegService.h"
 #include "TestFiles.h"
 
 #include <QFile>
 #include <QStandardPaths>
+
+bool toolsInstalledWhereTheAppLooks()
+{
+    const QStringList& folders = Platform::current().toolFolders;
+    return !QStandardPaths::findExecutable(QStringLiteral("ffmpeg"), folders).isEmpty() &&
+           !QStandardPaths::findExecutable(QStringLiteral("ffprobe"), folders).isEmpty();
+}
 
 ToolFolder::ToolFolder()
 {

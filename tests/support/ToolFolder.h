@@ -32,6 +32,21 @@ private:
     QTemporaryDir dir_;
 };
 
+// True when ffmpeg and ffprobe are installed in a folder the app searches, as a
+// run of the real programs (not pointed at a ToolFolder) needs.
+bool toolsInstalledWhereTheAppLooks();
+
+// Skips a test of the real programs when the tools are not installed where
+// they look, except on CI, whose setup installs them: there it fails.
+#define TOLVANE_REQUIRE_INSTALLED_TOOLS()                                                                    \
+    do {                                                                                                     \
+        if (!toolsInstalledWhereTheAppLooks()) {                                                             \
+            if (qEnvironmentVariable("CI") == QLatin1String("true"))                                         \
+                QFAIL("ffmpeg and ffprobe must be installed where the app looks for them on CI");            \
+            QSKIP("needs ffmpeg and ffprobe where the app looks for them");                                  \
+        }                                                                                                    \
+    } while (false)
+
 // Puts the distribution's ffmpeg and ffprobe into `folder`. Without them a
 // test skips, except on CI, whose setup installs them: there it fails.
 #define TOLVANE_REQUIRE_REAL_TOOLS(folder)                                                                   \

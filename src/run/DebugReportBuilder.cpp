@@ -1,4 +1,4 @@
-#include "media/DebugReportBuilder.h"
+#include "run/DebugReportBuilder.h"
 
 #include "card/ShootOrder.h"
 #include "media/BoundedTasks.h"
@@ -159,13 +159,11 @@ QCoro::Task<std::optional<QString>> timecode(QString path)
     co_return co_await FFmpegService::sourceTimecode(std::move(path));
 }
 
-// A measurement that found neither figure counts as not measured.
+// The measurement never fails, so every audio file gets a level; one that
+// found nothing (no ffmpeg, or digital silence read as -inf) says "unmeasured".
 QCoro::Task<std::optional<AudioLevel>> level(QString path)
 {
-    const AudioLevel measured = co_await FFmpegService::audioSignalLevel(std::move(path));
-    if (!measured.meanDB && !measured.maxDB)
-        co_return std::nullopt;
-    co_return measured;
+    co_return co_await FFmpegService::audioSignalLevel(std::move(path));
 }
 
 } // namespace
@@ -246,10 +244,46 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
     return lines.join(u'\n');
 }
 
+QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& timecode,
+                        double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
+                        const std::optional<QString>& ffmpegPath)
+{
+    const QString outputFilename = shot.top().outputFilename(prefixExportsWithOrderNumber);
+    QStringList lines{
+        dashRule,
+        QStringLiteral("JOINED SHOT: ") + shot.name(),
+        QStringLiteral("Pieces: %1, each complete, UMID-verified and in chain order").arg(shot.pieces.size()),
+        QStringLiteral("Output filename: ") + outputFilename,
+        QStringLiteral("Start timecode (first piece): ") + valueOr(timecode, QStringLiteral("unknown")),
+        QString(),
+        QStringLiteral("EXACT FFMPEG COMMAND FOR THIS SHOT:")};
+    QList<EssenceInputs> pieces;
+    for (const P2Clip& piece : shot.pieces)
+        pieces.append({piece.videoURL, piece.audioURLs});
+    const QStringList arguments = FFmpegService::buildJoinArguments(
+        pieces, audioOffsetSeconds, profile, timecode, QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
+    lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
+    return lines.join(u'\n');
+}
+
 QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
                double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-               const QDateTime& generatedAt)
+               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots)
 {
+    // Each piece of a joined shot, with its shot and whether it is the shot's last piece in report order.
+    QHash<QUuid, const SpannedShot*> shotOfPiece;
+    QHash<QUuid, const SpannedShot*> shotEndingWith;
+    for (const SpannedShot& shot : joinedShots) {
+        for (const P2Clip& piece : shot.pieces)
+            shotOfPiece.insert(piece.id, &shot);
+        for (auto clip = clips.crbegin(); clip != clips.crend(); ++clip) {
+            if (shotOfPiece.value(clip->id) == &shot) {
+                shotEndingWith.insert(clip->id, &shot);
+                break;
+            }
+        }
+    }
+
     QStringList lines{
         QStringLiteral("Tolvane — DEBUG REPORT"),
         QStringLiteral("Generated: ") + P2MetadataParser::formatInternetDateTime(generatedAt),
@@ -273,14 +307,30 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
                                            ? std::optional<MediaProbe>(*found)
                                            : std::nullopt});
         }
-        lines.append(clipBlock(
+        QString block = clipBlock(
             clip,
             videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
                                                        : std::nullopt,
             audioProbes,
             timecode != facts.videoTimecodes.constEnd() ? std::optional<QString>(*timecode) : std::nullopt,
-            facts.audioLevels, audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath));
+            facts.audioLevels, audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath);
+        if (const SpannedShot* shot = shotOfPiece.value(clip.id)) {
+            // A piece is never converted on its own: its command would mislead.
+            block.truncate(block.lastIndexOf(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:")));
+            block += QStringLiteral("PIECE OF JOINED SHOT: ") + shot->name() +
+                     QStringLiteral(" — converted by the shot's command below");
+        }
+        lines.append(block);
         lines.append(QString());
+        if (const SpannedShot* shot = shotEndingWith.value(clip.id)) {
+            const auto topTimecode = facts.videoTimecodes.constFind(shot->top().videoURL);
+            lines.append(joinedShotBlock(
+                *shot,
+                topTimecode != facts.videoTimecodes.constEnd() ? std::optional<QString>(*topTimecode)
+                                                               : std::nullopt,
+                audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath));
+            lines.append(QString());
+        }
     }
 
     // Left out entirely when every entry was converted: an empty heading would
@@ -331,11 +381,12 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
 
 QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
                            double audioOffsetSeconds, ProResProfile profile,
-                           bool prefixExportsWithOrderNumber)
+                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots)
 {
     const Facts facts = co_await gather(clips);
     co_return co_await QtConcurrent::run(render, clips, allEntries, facts, audioOffsetSeconds, profile,
-                                         prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc());
+                                         prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc(),
+                                         joinedShots);
 }
 
 } // namespace DebugReportBuilder

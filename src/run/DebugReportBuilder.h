@@ -2,6 +2,7 @@
 
 #include "card/P2Clip.h"
 #include "card/PairingReportEntry.h"
+#include "card/SpannedShot.h"
 #include "media/AudioLevel.h"
 #include "media/MediaProbe.h"
 #include "media/ProResProfile.h"
@@ -20,7 +21,9 @@
 // audio file is and the exact ffmpeg command that converts it.
 //
 // Gathering runs the tools and collects plain facts; rendering is pure, so the
-// text can be checked from hand-made facts without any tool.
+// text can be checked from hand-made facts without any tool. It reads the
+// card's clips and pairing entries as well as the tools' answers, so it belongs
+// with the run, beside the other files a run writes.
 namespace DebugReportBuilder {
 
 // No more tool processes than this run at once within one gathering group.
@@ -43,10 +46,12 @@ struct Facts
 // One audio file of a clip with its full probe, if it could be probed.
 using AudioProbe = std::pair<QString, std::optional<MediaProbe>>;
 
-// The whole report: probes every media file of `clips`, then renders.
+// The whole report: probes every media file of `clips`, then renders. The
+// pieces of each joined shot keep their own blocks, without a command of
+// their own; the shot's one command follows its last piece.
 QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
                            double audioOffsetSeconds, ProResProfile profile,
-                           bool prefixExportsWithOrderNumber);
+                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots = {});
 
 // Runs four groups together (full probes of the videos, full probes of the
 // audio files, timecodes of the videos, levels of the audio files), each with
@@ -56,7 +61,13 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips);
 // The report text from gathered facts, ending with a line feed.
 QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
                double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-               const QDateTime& generatedAt);
+               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots = {});
+
+// A joined shot's block: its pieces and the one command that converts them,
+// without a trailing line feed.
+QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& timecode,
+                        double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
+                        const std::optional<QString>& ffmpegPath);
 
 // One clip's block, without a trailing line feed.
 QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,

@@ -1,0 +1,59 @@
+#include "ui/AppContext.h"
+
+#include "base/AppInfo.h"
+#include "ui/BuildInfo.h"
+
+#include <QJSEngine>
+
+namespace {
+QPointer<AppContext> currentContext;
+}
+
+AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
+                       QObject* parent)
+    : QObject(parent), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
+      m_recentFolders(defaults), m_history(defaults),
+      m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
+      m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
+      // Sheets:
+      m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
+      m_settingsPresenter(m_settings, Platform::current()),
+      m_help(Platform::current(), QString::fromLatin1(AppInfo::version),
+             QString::fromLatin1(BuildInfo::buildNumber))
+{
+}
+
+AppContext::~AppContext() = default;
+
+void AppContext::setCurrent(AppContext* context)
+{
+    currentContext = context;
+}
+
+AppContext* AppContext::create(QQmlEngine*, QJSEngine*)
+{
+    Q_ASSERT_X(currentContext, "AppContext::create", "no context made current before loading QML");
+    QJSEngine::setObjectOwnership(currentContext, QJSEngine::CppOwnership);
+    return currentContext;
+}
+
+void AppContext::revealInFileManager(const QString& path)
+{
+    if (!path.isEmpty())
+        m_desktop->revealInFileManager({path});
+}
+
+void AppContext::chooseOutputFolder()
+{
+    m_outputFolderChooser = m_settings.chooseOutputFolderViaPanel();
+}
+
+void AppContext::clearRecentFolders()
+{
+    m_recentFolders.clear();
+}
+
+void AppContext::clearHistory()
+{
+    m_history.clear();
+}

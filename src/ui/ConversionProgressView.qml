@@ -1,0 +1,80 @@
+// The run under way: count, bar, current clip, percentage and times.
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tolvane
+
+Card {
+    id: view
+
+    required property ConversionViewModel driver
+
+    ProgressPresenter {
+        id: presenter
+
+        driver: view.driver
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 10
+
+        RowLayout {
+            Layout.fillWidth: true
+
+            Label {
+                objectName: "progressTitle"
+                text: presenter.title
+                font.pixelSize: Theme.headlineSize
+                font.weight: Font.DemiBold
+                Layout.fillWidth: true
+            }
+            Label {
+                objectName: "progressCount"
+                text: presenter.countText
+                font.pixelSize: Theme.headlineSize
+                font.weight: Font.DemiBold
+                color: palette.placeholderText
+            }
+        }
+        ProgressBar {
+            objectName: "progressBar"
+            from: 0
+            to: 1
+            value: presenter.progress
+            Layout.fillWidth: true
+        }
+        RowLayout {
+            Layout.fillWidth: true
+
+            Label {
+                objectName: "progressClip"
+                text: presenter.clipText
+                font.pixelSize: Theme.calloutSize
+                color: palette.placeholderText
+                elide: Text.ElideMiddle
+                Layout.fillWidth: true
+            }
+            Label {
+                objectName: "progressPercent"
+                text: presenter.percentText
+                font.pixelSize: Theme.calloutSize
+                color: palette.placeholderText
+            }
+        }
+        RowLayout {
+            spacing: 32
+
+            TimingLabel {
+                objectName: "elapsed"
+                title: "Elapsed"
+                value: presenter.elapsedText
+            }
+            TimingLabel {
+                objectName: "remaining"
+                title: "Remaining"
+                value: presenter.remainingText
+            }
+        }
+    }
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QtQml/qqmlregistration.h>
+
+class ConversionViewModel;
+
+// The base of the presenters that turn the session driver's state into what a
+// view shows: each names the driver signals its figures depend on and announces
+// `changed` after any of them.
+class DriverPresenter : public QObject
+{
+    Q_OBJECT
+    QML_ANONYMOUS
+    Q_PROPERTY(ConversionViewModel* driver READ driver WRITE setDriver NOTIFY driverChanged)
+
+public:
+    ConversionViewModel* driver() const { return m_driver; }
+    void setDriver(ConversionViewModel* driver);
+
+signals:
+    void driverChanged();
+    void changed();
+
+protected:
+    using Notifier = void (ConversionViewModel::*)();
+    explicit DriverPresenter(QList<Notifier> inputs, QObject* parent = nullptr);
+
+private:
+    QList<Notifier> m_inputs;
+    QPointer<ConversionViewModel> m_driver;
+};

@@ -1,0 +1,76 @@
+pragma ComponentBehavior: Bound
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tolvane
+
+// How every clip the scan considered was paired, and whether it will convert.
+Sheet {
+    id: sheet
+
+    required property PairingDetailsPresenter presenter
+
+    objectName: "pairingDetailsSheet"
+    width: Math.min(720, parent ? parent.width - 32 : 720)
+    height: Math.min(620, parent ? parent.height - 32 : 620)
+
+    header: ColumnLayout {
+        spacing: 0
+
+        SheetHeader {
+            Layout.fillWidth: true
+            title: "Pairing Details"
+            subtitle: sheet.presenter.headerLine
+            showsDone: true
+            onDoneRequested: sheet.close()
+        }
+        Divider { Layout.fillWidth: true }
+        Rectangle {
+            objectName: "summaryBlock"
+            Layout.fillWidth: true
+            visible: sheet.presenter.summaryLines.length > 0
+            implicitHeight: summaryColumn.implicitHeight + 20
+            color: ToneColors.tinted(summaryTone, 0.12)
+
+            readonly property color summaryTone: ToneColors.color(Tone.Value.caution, sheet.dark)
+
+            ColumnLayout {
+                id: summaryColumn
+                anchors.fill: parent
+                anchors.margins: 10
+                anchors.leftMargin: 16
+                spacing: 2
+
+                Repeater {
+                    model: sheet.presenter.summaryLines
+                    delegate: Label {
+                        required property string modelData
+                        Layout.fillWidth: true
+                        text: modelData
+                        font.pixelSize: Theme.captionSize
+                        opacity: 0.8
+                        wrapMode: Text.Wrap
+                    }
+                }
+            }
+        }
+    }
+
+    contentItem: ListView {
+        objectName: "pairingEntries"
+        clip: true
+        spacing: 12
+        topMargin: 14
+        bottomMargin: 14
+        leftMargin: 14
+        rightMargin: 14
+        model: sheet.presenter.entries
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar {}
+        delegate: PairingEntryRow {
+            width: ListView.view.width - 28
+            labels: sheet.presenter.detailLabels
+            dark: sheet.dark
+        }
+    }
+}

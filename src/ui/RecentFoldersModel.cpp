@@ -1,0 +1,34 @@
+#include "ui/RecentFoldersModel.h"
+
+RecentFoldersModel::RecentFoldersModel(RecentFoldersStore& store, QObject* parent)
+    : QAbstractListModel(parent), m_store(store), m_folders(store.folders())
+{
+    connect(&m_store, &RecentFoldersStore::foldersChanged, this, &RecentFoldersModel::reload);
+}
+
+int RecentFoldersModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : count();
+}
+
+QVariant RecentFoldersModel::data(const QModelIndex& index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid) || role != PathRole)
+        return {};
+    return m_folders.at(index.row());
+}
+
+QHash<int, QByteArray> RecentFoldersModel::roleNames() const
+{
+    return {{PathRole, "path"}};
+}
+
+void RecentFoldersModel::reload()
+{
+    const int before = count();
+    beginResetModel();
+    m_folders = m_store.folders();
+    endResetModel();
+    if (count() != before)
+        emit countChanged();
+}

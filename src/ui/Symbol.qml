@@ -1,0 +1,12 @@
+// An icon of the desktop's theme by its standard name, at a fixed size.
+import QtQuick
+import QtQuick.Controls.impl
+
+IconImage {
+    property int size: 16
+
+    sourceSize.width: size
+    sourceSize.height: size
+    width: size
+    height: size
+}

@@ -1,0 +1,1 @@
+tolvane_add_test(tst_run_spanned SpannedRunTest.cpp DriverSession.cpp)
