@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -135,23 +137,64 @@ std::optional<QString> findSubdirectory(const QString& name, const QString& fold
     return std::nullopt;
 }
 
-QStringList files(const QString& folder, const QSet<QString>& extensions, QList<Unreadable>* unreadable)
+namespace {
+
+// The walk behind `files` and `boundedFiles`; without bounds it goes everywhere
+// below `folder` except through links.
+BoundedFiles walk(const QString& folder, const QSet<QString>& extensions, const WalkBounds* bounds,
+                  QList<Unreadable>* unreadable)
 {
-    QStringList found;
-    std::vector<fs::path> pending{nativePath(folder)};
+    struct Pending
+    {
+        fs::path path;
+        int depth;
+    };
+    const fs::path root = nativePath(folder);
+    struct stat rootStatus
+    {
+    };
+    const bool knowDevice = bounds && stat(root.c_str(), &rootStatus) == 0;
+    if (bounds) {
+        const QString type = QString::fromUtf8(QStorageInfo(folder).fileSystemType());
+        if (bounds->virtualFileSystems.contains(type))
+            return {{},
+                    QStringLiteral("“%1” is on a %2 file system, which the system makes up; it holds no "
+                                   "camera files.")
+                        .arg(folder, type)};
+    }
+
+    BoundedFiles result;
+    qsizetype filesSeen = 0;
+    std::vector<Pending> pending{{root, 0}};
     while (!pending.empty()) {
-        const fs::path current = std::move(pending.back());
+        const Pending current = std::move(pending.back());
         pending.pop_back();
         std::vector<fs::path> subfolders;
-        for (const fs::directory_entry& entry : listDirectory(current, unreadable)) {
+        for (const fs::directory_entry& entry : listDirectory(current.path, unreadable)) {
             std::error_code error;
             // Only real folders are entered: following a link could walk in circles.
             if (entry.is_directory(error) && !entry.is_symlink(error)) {
+                if (bounds && current.depth >= bounds->maximumDepth)
+                    continue;
+                struct stat status
+                {
+                };
+                if (knowDevice &&
+                    (stat(entry.path().c_str(), &status) != 0 || status.st_dev != rootStatus.st_dev))
+                    continue;
                 subfolders.push_back(entry.path());
                 continue;
             }
             if (!entry.is_regular_file(error))
                 continue;
+            if (bounds && ++filesSeen > bounds->maximumFiles)
+                return {
+                    {},
+                    QStringLiteral("Stopped looking after %1 files below “%2” without finding a P2 card "
+                                   "(a CONTENTS or VIDEO folder). Choose the card itself, or a folder that "
+                                   "holds just its clips.")
+                        .arg(bounds->maximumFiles)
+                        .arg(folder)};
             const QString path = decodedPath(entry.path());
             if (!extensions.contains(lowerCasedExtension(lastComponent(path))))
                 continue;
@@ -160,13 +203,27 @@ QStringList files(const QString& folder, const QSet<QString>& extensions, QList<
                 unreadable->append({path, QString::fromLocal8Bit(std::strerror(errno))});
                 continue;
             }
-            found.append(path);
+            result.files.append(path);
         }
         // Reversed, so sub-folders are walked in listing order.
-        pending.insert(pending.end(), subfolders.rbegin(), subfolders.rend());
+        for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it)
+            pending.push_back({*it, current.depth + 1});
     }
-    sortByFileName(found);
-    return found;
+    sortByFileName(result.files);
+    return result;
+}
+
+} // namespace
+
+QStringList files(const QString& folder, const QSet<QString>& extensions, QList<Unreadable>* unreadable)
+{
+    return walk(folder, extensions, nullptr, unreadable).files;
+}
+
+BoundedFiles boundedFiles(const QString& folder, const QSet<QString>& extensions, const WalkBounds& bounds,
+                          QList<Unreadable>* unreadable)
+{
+    return walk(folder, extensions, &bounds, unreadable);
 }
 
 int compareFileNames(QStringView a, QStringView b)

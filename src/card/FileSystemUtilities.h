@@ -43,6 +43,34 @@ std::optional<QString> findSubdirectory(const QString& name, const QString& fold
 QStringList files(const QString& folder, const QSet<QString>& extensions,
                   QList<Unreadable>* unreadable = nullptr);
 
+// How far a walk that may start anywhere goes: the folder it starts in could be
+// "/" or a home folder, and a scan must neither read the machine's state nor
+// wander for minutes.
+struct WalkBounds
+{
+    // Folders more than this many levels below the start are not entered.
+    int maximumDepth = 4;
+    // The walk stops when it has seen more regular files than this.
+    qsizetype maximumFiles = 5000;
+    // File-system types (as QStorageInfo names them) never walked.
+    QStringList virtualFileSystems;
+};
+
+// What a bounded walk found, or why it stopped short.
+struct BoundedFiles
+{
+    QStringList files;
+    // Set when the walk gave up; `files` is empty then.
+    std::optional<QString> stopped;
+};
+
+// As `files`, within `bounds`, and never into a folder on another file system
+// than `folder` (a mounted disk, /proc below "/"). A start on a virtual file
+// system, or more regular files than the bound, stops the walk with a sentence
+// that says so.
+BoundedFiles boundedFiles(const QString& folder, const QSet<QString>& extensions, const WalkBounds& bounds,
+                          QList<Unreadable>* unreadable = nullptr);
+
 // Orders file names the way a file browser shows them, the same on every
 // machine: case-insensitive (Unicode case folding) and digit runs compared by
 // numeric value, so CLIP2 comes before CLIP10. Returns <0, 0 or >0. Two names

@@ -22,6 +22,8 @@ struct P2CardStructure
     // Folders that exist but could not be listed and files that cannot be
     // read, each once; none of them is in the lists above.
     QList<FileSystemUtilities::Unreadable> unreadable;
+    // Why the walk for loose MXF files gave up, when it did.
+    std::optional<QString> walkStopped;
 
     // No card folder was found at all; the file lists do not count.
     bool isEmpty() const

@@ -1,5 +1,6 @@
 #include "card/P2Scanner.h"
 
+#include "base/Platform.h"
 #include "card/FileSystemUtilities.h"
 
 #include <array>
@@ -10,6 +11,13 @@ namespace P2Scanner {
 const QSet<QString> videoExtensions{QStringLiteral("mxf")};
 const QSet<QString> audioExtensions{QStringLiteral("mxf")};
 const QSet<QString> xmlExtensions{QStringLiteral("xml")};
+
+FileSystemUtilities::WalkBounds looseWalkBounds()
+{
+    return {.maximumDepth = 4,
+            .maximumFiles = 5000,
+            .virtualFileSystems = Platform::current().virtualFileSystems};
+}
 
 P2CardStructure scan(const QString& rootURL)
 {
@@ -47,9 +55,14 @@ P2CardStructure scan(const QString& rootURL)
     if (structure.clipFolder)
         structure.clipXMLFiles = FileSystemUtilities::files(*structure.clipFolder, xmlExtensions, unreadable);
 
-    // A loose folder of MXF files is taken as video essence without audio or metadata.
-    if (structure.isEmpty())
-        structure.videoFiles = FileSystemUtilities::files(rootURL, {QStringLiteral("mxf")}, unreadable);
+    // A loose folder of MXF files is taken as video essence without audio or
+    // metadata. The folder could be anything, "/" included, so the walk is bounded.
+    if (structure.isEmpty()) {
+        FileSystemUtilities::BoundedFiles loose = FileSystemUtilities::boundedFiles(
+            rootURL, {QStringLiteral("mxf")}, looseWalkBounds(), unreadable);
+        structure.videoFiles = std::move(loose.files);
+        structure.walkStopped = std::move(loose.stopped);
+    }
 
     // The root is listed once per folder name looked for.
     QList<FileSystemUtilities::Unreadable> once;
@@ -68,6 +81,8 @@ QString unreadableSentence(const FileSystemUtilities::Unreadable& entry)
 
 QString noVideoMessage(const P2CardStructure& structure)
 {
+    if (structure.walkStopped)
+        return *structure.walkStopped;
     if (structure.unreadable.isEmpty())
         return noVideoMessage();
     QStringList sentences{QStringLiteral("No video MXF file of this folder could be read.")};

@@ -386,17 +386,20 @@ QString normalizedUMID(const QString& umid)
 
 QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency)
 {
-    QStringList timedOut;
-    co_return co_await probeUMIDs(std::move(files), concurrency, timedOut);
+    ProbeTally tally;
+    co_return co_await probeUMIDs(std::move(files), concurrency, tally);
 }
 
-QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, QStringList& timedOut)
+QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, ProbeTally& tally)
 {
     // Lives in this frame, which outlives every probe of the batch.
-    const ProbeBatch::Probe probe = [&timedOut](QString path) -> QCoro::Task<std::optional<QString>> {
+    const ProbeBatch::Probe probe = [&tally](QString path) -> QCoro::Task<std::optional<QString>> {
         const FFmpegService::ProbeAnswer answer = co_await FFmpegService::probeMaterialPackageUMID(path);
         if (answer.timedOut)
-            timedOut.append(path);
+            tally.timedOut.append(path);
+        ++tally.done;
+        if (tally.progress)
+            tally.progress(tally.done, tally.total);
         co_return answer.value;
     };
     QHash<QString, QString> umids = co_await ProbeBatch::run(std::move(files), concurrency, probe);
@@ -405,7 +408,8 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
     co_return umids;
 }
 
-QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback)
+QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback,
+                                     ProbeProgress progress)
 {
     // The XML files are read on a worker thread while the probes run.
     QFuture<QList<ClipMetadata>> metadataFuture = QtConcurrent::run(parseAll, structure.clipXMLFiles);
@@ -413,11 +417,13 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const bool probeAvailable = FFmpegService::resolvedFFprobePath().has_value();
     QHash<QString, QString> videoUMIDs;
     QHash<QString, QString> audioUMIDs;
-    QStringList timedOut;
+    ProbeTally tally{.total = structure.videoFiles.size() + structure.audioFiles.size(),
+                     .progress = std::move(progress)};
     if (probeAvailable) {
-        videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, timedOut);
-        audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, timedOut);
+        videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, tally);
+        audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, tally);
     }
+    const QStringList& timedOut = tally.timedOut;
     const QList<ClipMetadata> metadata = co_await metadataFuture;
 
     Matcher matcher(structure, videoUMIDs, audioUMIDs, probeAvailable);

@@ -76,6 +76,10 @@ SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::share
       m_joinSpannedRecordings(
           m_defaults->boolValue(joinSpannedRecordingsKey).value_or(defaultJoinSpannedRecordings))
 {
+    if (const std::optional<QVariant> stored = m_defaults->value(audioOffsetSecondsKey);
+        stored && stored->canConvert<double>() && stored->typeId() != QMetaType::QString &&
+        !std::isfinite(stored->toDouble()))
+        m_unusableStoredOffset = stored->toDouble();
     migrateAudioOffset();
 }
 
@@ -90,6 +94,7 @@ void SettingsStore::migrateAudioOffset()
 
 void SettingsStore::setAudioOffsetSeconds(double seconds)
 {
+    m_unusableStoredOffset.reset();
     if (update(m_audioOffsetSeconds, seconds, &SettingsStore::audioOffsetSecondsChanged))
         emit effectiveAudioOffsetSecondsChanged();
     m_defaults->setDouble(audioOffsetSecondsKey, seconds);
@@ -169,12 +174,13 @@ std::optional<QString> SettingsStore::audioOffsetWarning() const
 {
     // A hand-edited or damaged preferences file must not shift every clip's
     // audio by minutes, or hand ffmpeg "nan".
+    const double stored = m_unusableStoredOffset.value_or(m_audioOffsetSeconds);
     if (m_audioSyncMode != AudioSyncMode::manual ||
-        (std::isfinite(m_audioOffsetSeconds) && std::abs(m_audioOffsetSeconds) <= maximumAudioOffsetSeconds))
+        (std::isfinite(stored) && std::abs(stored) <= maximumAudioOffsetSeconds))
         return std::nullopt;
     return QStringLiteral(
                "The stored audio offset (%1 s) is not a number within ±%2 s, so no offset is used.")
-        .arg(m_audioOffsetSeconds)
+        .arg(stored)
         .arg(maximumAudioOffsetSeconds);
 }
 

@@ -107,6 +107,9 @@ private:
     std::shared_ptr<KeyValueStore> m_defaults;
     std::shared_ptr<Desktop> m_desktop;
     double m_audioOffsetSeconds;
+    // A stored offset that is a number but not a finite one (NaN, infinity):
+    // the offset in use is the default, and the warning says what was stored.
+    std::optional<double> m_unusableStoredOffset;
     AudioSyncMode m_audioSyncMode;
     QString m_outputFolderPath;
     ProResProfile m_proResProfile;

@@ -463,6 +463,32 @@ private slots:
                                            "for full reasoning)\n  0003AB: no verified pairing\n")));
     }
 
+    // Names and tags from a card cannot add lines to the report or drive a terminal.
+    void controlCharactersFromTheCardAreShownEscaped()
+    {
+        P2Clip clip = verifiedClip();
+        clip.videoURL = QStringLiteral("/card/CONTENTS/VIDEO/0001AB\nCLIP: forged\x1b[2J.MXF");
+        Facts facts = handMadeFacts();
+        MediaProbe probe = videoProbe();
+        probe.format.tags->insert(QStringLiteral("company_name"), QStringLiteral("Pana\rsonic"));
+        facts.videoProbes.insert(clip.videoURL, probe);
+        const QString block = blockFromFacts(clip, facts);
+        QVERIFY2(block.contains(QStringLiteral(
+                     "\n  Absolute path: /card/CONTENTS/VIDEO/0001AB\\nCLIP: forged\\x1b[2J.MXF\n")),
+                 qPrintable(block));
+        QVERIFY(block.contains(QStringLiteral("\n    company_name = Pana\\rsonic\n")));
+        QVERIFY(!block.contains(QStringLiteral("\nCLIP: forged")));
+        QVERIFY(!block.contains(QLatin1Char('\x1b')));
+        QVERIFY(!block.contains(QLatin1Char('\r')));
+
+        const QList<PairingReportEntry> entries{
+            entry(QStringLiteral("0003AB\nEXCLUDED CLIPS"), false, QStringLiteral("no\tmatch"))};
+        const QString report =
+            render({}, entries, Facts{}, 0, ProResProfile::standard, false, QDateTime::currentDateTimeUtc());
+        QVERIFY2(report.endsWith(QStringLiteral("\n  0003AB\\nEXCLUDED CLIPS: no\\tmatch\n")),
+                 qPrintable(report));
+    }
+
     // With neither tool installed nothing can be gathered, and every fact reads as unknown.
     void withoutToolsEverythingIsUnknown()
     {

@@ -136,12 +136,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
-        if (!QFileInfo(QStringLiteral("/usr/local/bin/ffmpeg")).isExecutable() ||
-            !QFileInfo(QStringLiteral("/usr/local/bin/ffprobe")).isExecutable()) {
-            if (qEnvironmentVariable("CI") == QLatin1String("true"))
-                QFAIL("ffmpeg and ffprobe must be in /usr/local/bin on CI");
-            QSKIP("needs ffmpeg and ffprobe in /usr/local/bin");
-        }
+        TOLVANE_REQUIRE_INSTALLED_TOOLS();
         m_home = m_root.filePath(QStringLiteral("home"));
         QVERIFY(QDir().mkpath(m_home));
         // Cards and homes here are shared with the unprivileged user of the permission tests.
@@ -297,6 +292,34 @@ private slots:
                  qPrintable(run.standardOutput));
         QVERIFY(!run.standardOutput.contains(QLatin1Char('\x1b')));
         QVERIFY(!run.standardOutput.contains(QStringLiteral("\nXML file: forged")));
+    }
+
+    // On a terminal the scan counts the files whose UMID it has read; piped, it keeps quiet.
+    void scanCountsTheUMIDsItReadsOnATerminal()
+    {
+        const std::optional<SyntheticCard::WrittenCard> card =
+            writeCard({SyntheticCard::clip(1, 2), SyntheticCard::clip(2, 2)}, QStringLiteral("counted card"));
+        QVERIFY(card);
+        const CommandRun piped = runCli({QStringLiteral("scan"), card->rootPath});
+        QCOMPARE(piped.exitStatus, 0);
+        QVERIFY2(!piped.standardError.contains(QStringLiteral("Reading UMIDs")),
+                 qPrintable(piped.standardError));
+
+        // script(1) gives the program a terminal and passes on what it shows;
+        // the report goes to /dev/null, so only standard error is seen.
+        const QString command = shellQuoted(QStringLiteral(TOLVANE_CLI_PATH)) + QStringLiteral(" scan ") +
+                                shellQuoted(card->rootPath) + QStringLiteral(" >/dev/null");
+        const CommandRun shown = runCommand(QStringLiteral("script"),
+                                            {QStringLiteral("-qec"), command, QStringLiteral("/dev/null")},
+                                            QString(), environment());
+        QCOMPARE(shown.exitStatus, 0);
+        // Two clips of a video and two audio files each.
+        for (int done = 1; done <= 6; ++done)
+            QVERIFY2(shown.standardOutput.contains(QStringLiteral("\rReading UMIDs %1 / 6").arg(done)),
+                     qPrintable(shown.standardOutput));
+        // The count is wiped before the program ends.
+        QVERIFY(shown.standardOutput.endsWith(QStringLiteral("\r") + QString(19, QLatin1Char(' ')) +
+                                              QStringLiteral("\r")));
     }
 
     // A second Ctrl-C stops at once, without leaving half a movie behind.

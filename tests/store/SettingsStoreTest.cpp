@@ -4,6 +4,7 @@
 #include "store/QSettingsKeyValueStore.h"
 #include "StoreTestSupport.h"
 
+#include <limits>
 #include <memory>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -216,6 +217,12 @@ private slots:
             << -61.5 << 0.0
             << "The stored audio offset (-61.5 s) is not a number within ±60 s, so no "
                "offset is used.";
+        QTest::newRow("not a number")
+            << std::numeric_limits<double>::quiet_NaN() << 0.0
+            << "The stored audio offset (nan s) is not a number within ±60 s, so no offset is used.";
+        QTest::newRow("infinite")
+            << -std::numeric_limits<double>::infinity() << 0.0
+            << "The stored audio offset (-inf s) is not a number within ±60 s, so no offset is used.";
         QTest::newRow("a minute") << 60.0 << 60.0 << QString();
         QTest::newRow("a minute back") << -60.0 << -60.0 << QString();
     }
