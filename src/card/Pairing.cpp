@@ -111,6 +111,9 @@ private:
     // Each paired video with the name of the CLIP XML that claimed it.
     QHash<QString, QString> videoPairedBy_;
     QSet<QString> usedAudio_;
+    // Clips (by name stem) an XML already excluded for a file that cannot be
+    // read: their video is not listed a second time.
+    QSet<QString> excludedUnreadable_;
 };
 
 PairingReportEntry Matcher::xmlEntry(const ClipMetadata& metadata) const
@@ -187,6 +190,7 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     // A clip is converted whole or not at all: never short of a channel.
     const QString stem = videoName(metadata.xmlURL);
     if (const std::optional<QString> unreadable = unreadableEssence(stem, false)) {
+        excludedUnreadable_.insert(stem);
         exclude(std::move(entry), *unreadable);
         return;
     }
@@ -213,6 +217,8 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     FileSystemUtilities::sortByFileName(audio);
     const int declared = metadata.audioChannelCount.value_or(0);
     if (const std::optional<QString> unreadable = unreadableEssence(stem, declared > audio.size())) {
+        excludedUnreadable_.insert(stem);
+        excludedUnreadable_.insert(videoName(video));
         exclude(std::move(entry), *unreadable);
         return;
     }
@@ -279,7 +285,7 @@ void Matcher::pairUnverifiedVideos(bool allowUnsafeFallback)
 {
     QStringList unverified;
     for (const QString& video : structure_.videoFiles) {
-        if (videoPairedBy_.contains(video))
+        if (videoPairedBy_.contains(video) || excludedUnreadable_.contains(videoName(video)))
             continue;
         // Even a guess needs every file of the clip.
         if (const std::optional<QString> unreadable = unreadableEssence(videoName(video), false)) {

@@ -185,12 +185,14 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
             throw FFmpegError::cancelled();
         if (stalled)
             throw FFmpegError::stalled();
-        throw FFmpegError::processFailed(result.status, ToolText::lastMeaningfulLines(diagnostics.text()));
+        throw FFmpegError::processFailed(result.status,
+                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
     }
 
     if (reportsUnfinishedOutput(diagnostics.text())) {
         QFile::remove(temporary);
-        throw FFmpegError::processFailed(result.status, ToolText::lastMeaningfulLines(diagnostics.text()));
+        throw FFmpegError::processFailed(result.status,
+                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
     }
     if (QFileInfo(temporary).size() < 1) {
         QFile::remove(temporary);

@@ -597,13 +597,17 @@ private slots:
         QCOMPARE(commands,
                  QStringList{FFmpegService::commandLineString(tools_->toolPath("ffmpeg"), expected)});
         QCOMPARE(progress, QList<double>{0.5});
-        // One duration per piece, and the first piece's timecode.
+        // One duration per piece and the first piece's timecode; then the
+        // movie's frames are counted against the whole shot's duration.
         QList<QStringList> probes = tools_->runs("ffprobe");
         std::sort(probes.begin(), probes.end());
         QList<QStringList> expectedProbes{singleValueArguments("format=duration", video_),
                                           singleValueArguments("format=duration", video_ + "2"),
                                           singleValueArguments("format=duration", video_ + "3"),
-                                          singleValueArguments("format_tags=timecode", video_)};
+                                          singleValueArguments("format_tags=timecode", video_),
+                                          {"-hide_banner", "-v", "error", "-select_streams", "v:0",
+                                           "-show_entries", "stream=nb_frames,avg_frame_rate", "-of",
+                                           "default=noprint_wrappers=1", output_}};
         std::sort(expectedProbes.begin(), expectedProbes.end());
         QCOMPARE(probes, expectedProbes);
         QCOMPARE(readFile(output_), QByteArray("movie"));

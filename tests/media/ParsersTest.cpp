@@ -140,6 +140,18 @@ private slots:
         QCOMPARE(collector.text(), QString::fromLatin1(full.mid(3) + "xyz"));
     }
 
+    void wholeLinesLeaveOutTheFragmentACutLeft()
+    {
+        OutputTailCollector collector;
+        collector.append("first\nsecond\n");
+        QCOMPARE(collector.wholeLines(), QStringLiteral("first\nsecond\n"));
+        collector.append(QByteArray(7990, 'x') + "\nlast\n");
+        QCOMPARE(collector.text().size(), 8000);
+        // "ond\n" is what the cut left of "second\n".
+        QVERIFY(collector.text().startsWith(QStringLiteral("ond\n")));
+        QCOMPARE(collector.wholeLines(), QString(7990, u'x') + QStringLiteral("\nlast\n"));
+    }
+
     void tailDropsUndecodableChunks()
     {
         OutputTailCollector collector;
@@ -548,7 +560,8 @@ private slots:
              {QStringLiteral("/card/AUDIO/0159E200.MXF"), QStringLiteral("/card/AUDIO/0159E201.MXF")}}};
         QCOMPARE(FFmpegService::buildJoinArguments(pieces, 0, ProResProfile::standard,
                                                    QStringLiteral("01:00:00:00"), output),
-                 QStringList({"-y",
+                 QStringList({"-hide_banner",
+                              "-y",
                               "-nostdin",
                               "-i",
                               "/card/VIDEO/0158Q5.MXF",
@@ -579,7 +592,7 @@ private slots:
             {video, {}}, {video + QStringLiteral("2"), {}}, {video + QStringLiteral("3"), {}}};
         QCOMPARE(
             FFmpegService::buildJoinArguments(pieces, 0.5, ProResProfile::hq, std::nullopt, output),
-            QStringList({"-y", "-nostdin", "-i", video, "-i", video + "2", "-i", video + "3",
+            QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-i", video + "2", "-i", video + "3",
                          "-filter_complex", "[0:v:0][1:v:0][2:v:0]concat=n=3:v=1:a=0[v]", "-map", "[v]"}) +
                 encoderTail("3", false, "00:00:00:00"));
     }
@@ -603,9 +616,9 @@ private slots:
         QFETCH(QString, graph);
         const QStringList arguments = FFmpegService::buildJoinArguments(
             {{video, audioFiles(1)}}, offset, ProResProfile::proxy, std::nullopt, output);
-        QCOMPARE(arguments.mid(0, 9), QStringList({"-y", "-nostdin", "-i", video, "-i", audioFiles(1)[0],
-                                                   "-filter_complex", graph, "-map"}));
-        QCOMPARE(arguments.mid(9, 3), QStringList({"[v]", "-map", "[s1]"}));
+        QCOMPARE(arguments.mid(0, 10), QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-i",
+                                                    audioFiles(1)[0], "-filter_complex", graph, "-map"}));
+        QCOMPARE(arguments.mid(10, 3), QStringList({"[v]", "-map", "[s1]"}));
         QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
         QVERIFY(!arguments.contains(QStringLiteral("-ss")));
     }

@@ -278,17 +278,27 @@ private slots:
     // A clip name in the XML cannot add lines to the report or drive the terminal.
     void clipNamesCannotForgeReportLines()
     {
+        // An XML may carry a line feed in its ClipName as "&#10;"; ESC cannot
+        // be written in XML, but a file name may hold it.
         SyntheticCard::ClipSpec clip = SyntheticCard::clip(1, 1);
-        clip.userClipName = QStringLiteral("0001AB\nXML file: forged\x1b[2J");
         clip.declaredAudioCount = 2;
+        clip.xmlFileName = QStringLiteral("0001AB\x1b[2J.XML");
         const std::optional<SyntheticCard::WrittenCard> card =
             writeCard({clip}, QStringLiteral("forging card"));
         QVERIFY(card);
+        const QString xml = card->contentsPath + QStringLiteral("/CLIP/") + clip.xmlFileName;
+        QByteArray text = readFile(xml);
+        QVERIFY(text.contains("<ClipName>0001AB</ClipName>"));
+        text.replace("<ClipName>0001AB</ClipName>", "<ClipName>0001AB&#10;XML file: forged</ClipName>");
+        writeFile(xml, text);
+
         const CommandRun run = runCli({QStringLiteral("scan"), card->rootPath});
         QCOMPARE(run.exitStatus, 0);
-        QVERIFY2(run.standardOutput.contains(QStringLiteral(
-                     "0001AB\\nXML file: forged\\x1b[2J: CLIP XML declares 2 audio essence(s); found "
-                     "1 UMID-matching AUDIO file(s).\n")),
+        QVERIFY2(run.standardOutput.contains(
+                     QStringLiteral("0001AB\\nXML file: forged: CLIP XML declares 2 audio essence(s); found "
+                                    "1 UMID-matching AUDIO file(s).\n")),
+                 qPrintable(run.standardOutput));
+        QVERIFY2(run.standardOutput.contains(QStringLiteral("\nXML file: 0001AB\\x1b[2J.XML\n")),
                  qPrintable(run.standardOutput));
         QVERIFY(!run.standardOutput.contains(QLatin1Char('\x1b')));
         QVERIFY(!run.standardOutput.contains(QStringLiteral("\nXML file: forged")));
@@ -351,7 +361,10 @@ private slots:
         QCOMPARE(cli.exitCode(), 130);
         // ffmpeg ends with the program; give it a moment to let go of the file.
         QTest::qWait(200);
-        QCOMPARE(filesIn(runFolderIn(output)), QStringList());
+        // Reports the first Ctrl-C had time to write may stay; no movie, whole or half, does.
+        const QStringList left = filesIn(runFolderIn(output));
+        for (const QString& name : left)
+            QVERIFY2(name.endsWith(QStringLiteral(".txt")), qPrintable(left.join(QStringLiteral(", "))));
     }
 
     void staleTemporariesOfMoviesAreRemoved()
