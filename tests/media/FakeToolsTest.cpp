@@ -413,7 +413,12 @@ private slots:
         const QString tail = FFmpegError::processFailed(1, {}).description();
         // The statistics lines say nothing of the cause; the last words do.
         QCOMPARE(outcome.message, tail + QStringLiteral("the last words"));
+#ifdef __SANITIZE_ADDRESS__
+        // AddressSanitizer holds freed memory back to catch late uses: the peak says nothing here.
+        Q_UNUSED(grown);
+#else
         QVERIFY2(grown < 40 * 1024, qPrintable(QStringLiteral("peak memory grew by %1 kB").arg(grown)));
+#endif
     }
 
     void exitWithoutOutputIsMissingOrEmpty_data()
