@@ -7,6 +7,7 @@
 #include <sys/prctl.h>
 #endif
 #if defined(Q_OS_UNIX)
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -205,6 +206,10 @@ QCoro::Task<ProcessResult> ProcessRunner::run()
     const pid_t parent = getpid();
     process->setChildProcessModifier([parent] {
         setpgid(0, 0);
+        // A tool yields the processor to the window: encoding would otherwise
+        // keep the event loop waiting for a core on a machine with few of them.
+        // Alone on the machine, a tool loses no speed by it.
+        setpriority(PRIO_PROCESS, 0, getpriority(PRIO_PROCESS, 0) + toolNiceness);
 #if defined(Q_OS_LINUX)
         // No tool outlives the program that started it, even one killed outright.
         prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -67,6 +67,9 @@ public:
     using LinesHandler = std::function<void(const QList<QByteArray>& lines)>;
     enum class Stream { standardOutput, standardError };
 
+    // How much nicer than the program a tool runs (Unix scheduling priority).
+    static constexpr int toolNiceness = 10;
+
     ProcessRunner(QString program, QStringList arguments);
     // A child still running is killed.
     ~ProcessRunner();
