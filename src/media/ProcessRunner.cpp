@@ -61,8 +61,6 @@ QThread* toolThread()
     return thread;
 }
 
-} // namespace
-
 // How a child ended, as its thread saw it.
 struct Ending
 {
@@ -73,6 +71,8 @@ struct Ending
     // The streams without a line handler, whole.
     QByteArray output[2];
 };
+
+} // namespace
 
 // What the runner and its child's thread share. Either side may go first:
 // the runner when its coroutine is abandoned, the child when it ends.
