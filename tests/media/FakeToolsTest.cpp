@@ -696,31 +696,21 @@ private slots:
         QVERIFY(!unstarted.errorString.isEmpty());
     }
 
-    void toolRunsInItsOwnProcessGroup()
+    void toolRunsInItsOwnProcessGroupAndNicer()
     {
         // Fields 4 and 5 of /proc/PID/stat are the parent and the process
-        // group; the shell's own name holds no space.
-        const ProcessResult stat = QCoro::waitFor(ProcessRunner::query(
-            QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("cat /proc/$$/stat")},
-            ProcessRunner::Stream::standardOutput));
-        QVERIFY(stat.succeeded());
-        const QList<QByteArray> fields = stat.standardOutput.split(' ');
-        QVERIFY(fields.size() > 5);
-        QCOMPARE(fields.at(3).toLongLong(), qint64(QCoreApplication::applicationPid()));
-        // A group of its own, led by itself: a Ctrl-C at the terminal does not reach it.
-        QCOMPARE(fields.at(4), fields.at(0));
-        QVERIFY(fields.at(4).toLongLong() != qint64(getpgrp()));
-    }
-
-    void toolYieldsTheProcessorToTheProgram()
-    {
-        // Field 19 of /proc/PID/stat is the nice value.
+        // group, field 19 the nice value; the shell's own name holds no space.
         const ProcessResult stat = QCoro::waitFor(ProcessRunner::query(
             QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("cat /proc/$$/stat")},
             ProcessRunner::Stream::standardOutput));
         QVERIFY(stat.succeeded());
         const QList<QByteArray> fields = stat.standardOutput.split(' ');
         QVERIFY(fields.size() > 18);
+        QCOMPARE(fields.at(3).toLongLong(), qint64(QCoreApplication::applicationPid()));
+        // A group of its own, led by itself: a Ctrl-C at the terminal does not reach it.
+        QCOMPARE(fields.at(4), fields.at(0));
+        QVERIFY(fields.at(4).toLongLong() != qint64(getpgrp()));
+        // It yields the processor to the program that started it.
         const int expected = std::min(getpriority(PRIO_PROCESS, 0) + ProcessRunner::toolNiceness, 19);
         QCOMPARE(fields.at(18).toInt(), expected);
     }
