@@ -144,8 +144,11 @@ int main(int argc, char* argv[])
     MainWindowFixture fixture;
     ConversionViewModel* const driver = fixture.session.context->driver();
     fixture.session.context->settings()->setOutputFolderPath(work.filePath(QStringLiteral("movies")));
-    if (!fixture.window() || !QTest::qWaitForWindowExposed(fixture.window()))
+    // A busy machine may take a while to show the window.
+    if (!fixture.window() || !QTest::qWaitForWindowExposed(fixture.window(), 60000)) {
+        std::fprintf(stderr, "the main window was not shown\n");
         return 1;
+    }
 
     StallMeter meter;
     QElapsedTimer clock;
