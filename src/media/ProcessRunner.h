@@ -2,11 +2,12 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <QByteArray>
 #include <QCoroTask>
 #include <QList>
 #include <QMetaObject>
-#include <QProcess>
+#include <QObject>
 #include <QString>
 #include <QStringList>
 
@@ -51,6 +52,12 @@ struct ProcessResult
 // Standard input is empty. Waiting suspends the calling coroutine until the
 // child has ended, so no thread is held while a tool runs.
 //
+// Every child is started, read and reaped on one thread of its own, never on
+// the caller's: starting a process copies the whole program's memory map,
+// which on a busy machine can hold the window's event loop for a long moment.
+// Output and the ending come back to the caller's thread through its event
+// loop, in the order the child wrote them.
+//
 // Two shapes: a short query reads one stream whole after the child ended; a
 // streaming run hands each stream's lines to a handler while the child runs,
 // draining both pipes so the child never stalls on a full one.
@@ -60,7 +67,12 @@ public:
     using LinesHandler = std::function<void(const QList<QByteArray>& lines)>;
     enum class Stream { standardOutput, standardError };
 
+    // How much nicer than the program a tool runs (Unix scheduling priority).
+    static constexpr int toolNiceness = 10;
+
     ProcessRunner(QString program, QStringList arguments);
+    // A child still running is killed.
+    ~ProcessRunner();
     ProcessRunner(const ProcessRunner&) = delete;
     ProcessRunner& operator=(const ProcessRunner&) = delete;
 
@@ -74,26 +86,30 @@ public:
     void setTimeLimit(std::chrono::milliseconds limit);
 
     // Starts the child and suspends until it has ended. Handlers are detached
-    // before this returns.
+    // before this returns. Only once per runner.
     QCoro::Task<ProcessResult> run();
 
     // Politely asks the child to end. Safe from any thread while the runner is
-    // alive: the request is queued to the thread the process lives on.
+    // alive.
     void terminate();
     // Asks the child to end and kills it when it has not within ToolLimits'
-    // grace. Only on the thread the runner lives on.
+    // grace.
     void stop();
 
 private:
+    struct Channel;
+
     void discard(Stream stream);
-    void connectHandler(Stream stream);
+    void receive(int stream, const QByteArray& bytes);
 
     QString program_;
     QStringList arguments_;
-    QProcess process_;
+    bool discarded_[2] = {false, false};
     LinesHandler handlers_[2];
     LineSplitter splitters_[2];
-    QMetaObject::Connection connections_[2];
     std::chrono::milliseconds timeLimit_{0};
     bool timedOut_ = false;
+    std::shared_ptr<Channel> channel_;
+    // Lives on the caller's thread and receives what the child's thread reports.
+    QObject receiver_;
 };

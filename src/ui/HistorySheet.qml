@@ -58,7 +58,9 @@ Sheet {
             bottomMargin: 12
             leftMargin: 12
             rightMargin: 12
-            model: sheet.presenter.entries
+            // Rows exist only while the sheet shows, so a run's new entry
+            // rebuilds nothing behind a closed sheet.
+            model: sheet.visible ? sheet.presenter.entries : null
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar {}
             delegate: HistoryRow {

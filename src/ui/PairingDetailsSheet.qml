@@ -64,7 +64,9 @@ Sheet {
         bottomMargin: 14
         leftMargin: 14
         rightMargin: 14
-        model: sheet.presenter.entries
+        // Rows exist only while the sheet shows: a closed sheet would otherwise
+        // rebuild a screenful of rows on the event loop at every scan.
+        model: sheet.visible ? sheet.presenter.entries : null
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: ScrollBar {}
         delegate: PairingEntryRow {

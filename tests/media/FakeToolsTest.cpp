@@ -12,6 +12,8 @@
 #include <QFileInfo>
 #include <QScopeGuard>
 #include <QTest>
+#include <QThread>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -703,20 +705,43 @@ private slots:
         QVERIFY(!unstarted.errorString.isEmpty());
     }
 
-    void toolRunsInItsOwnProcessGroup()
+    void toolRunsInItsOwnProcessGroupAndNicer()
     {
         // Fields 4 and 5 of /proc/PID/stat are the parent and the process
-        // group; the shell's own name holds no space.
+        // group, field 19 the nice value; the shell's own name holds no space.
         const ProcessResult stat = QCoro::waitFor(ProcessRunner::query(
             QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("cat /proc/$$/stat")},
             ProcessRunner::Stream::standardOutput));
         QVERIFY(stat.succeeded());
         const QList<QByteArray> fields = stat.standardOutput.split(' ');
-        QVERIFY(fields.size() > 5);
+        QVERIFY(fields.size() > 18);
         QCOMPARE(fields.at(3).toLongLong(), qint64(QCoreApplication::applicationPid()));
         // A group of its own, led by itself: a Ctrl-C at the terminal does not reach it.
         QCOMPARE(fields.at(4), fields.at(0));
         QVERIFY(fields.at(4).toLongLong() != qint64(getpgrp()));
+        // It yields the processor to the program that started it.
+        const int expected = std::min(getpriority(PRIO_PROCESS, 0) + ProcessRunner::toolNiceness, 19);
+        QCOMPARE(fields.at(18).toInt(), expected);
+    }
+
+    void handlersAndEndingArriveOnTheCallersThread()
+    {
+        tools_->addFake("tool", "FAKE_STDOUT='one\ntwo\n'; FAKE_STDERR='err\n'");
+        ProcessRunner runner(tools_->toolPath("tool"), {});
+        QList<QByteArray> lines;
+        QList<QThread*> threads;
+        runner.setLinesHandler(ProcessRunner::Stream::standardOutput, [&](const QList<QByteArray>& got) {
+            lines += got;
+            threads.append(QThread::currentThread());
+        });
+        const ProcessResult result = QCoro::waitFor(runner.run());
+        QVERIFY(result.succeeded());
+        QCOMPARE(lines, (QList<QByteArray>{"one\n", "two\n"}));
+        QVERIFY(!threads.isEmpty());
+        for (QThread* thread : std::as_const(threads))
+            QCOMPARE(thread, QThread::currentThread());
+        // The stream without a handler comes back whole.
+        QCOMPARE(result.standardError, QByteArray("err\n"));
     }
 };
 
