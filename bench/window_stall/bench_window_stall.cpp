@@ -155,7 +155,10 @@ int main(int argc, char* argv[])
     meter.start();
     clock.start();
     driver->scan(card);
-    QTest::qWaitFor([driver] { return driver->phase() == Phase::scanned; }, 600000);
+    if (!QTest::qWaitFor([driver] { return driver->phase() == Phase::scanned; }, 600000)) {
+        std::fprintf(stderr, "the scan did not end within 10 minutes\n");
+        return 1;
+    }
     meter.stop();
     const qint64 scanMs = clock.elapsed();
     meter.report("scan", scanMs);
@@ -168,9 +171,14 @@ int main(int argc, char* argv[])
     meter.start();
     clock.restart();
     driver->start();
-    QTest::qWaitFor(
-        [driver] { return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1; },
-        1800000);
+    if (!QTest::qWaitFor(
+            [driver] {
+                return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1;
+            },
+            1800000)) {
+        std::fprintf(stderr, "the run did not end within 30 minutes\n");
+        return 1;
+    }
     meter.stop();
     const qint64 convertMs = clock.elapsed();
     meter.report("convert", convertMs);
