@@ -2,6 +2,7 @@
 
 #include "card/P2XMLScanDelegate.h"
 
+#include <algorithm>
 #include <cmath>
 #include <QFile>
 #include <QFileInfo>
@@ -27,7 +28,18 @@ std::optional<QByteArray> readWholeFile(const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    QByteArray data = file.read(maximumFileSize + 1);
+    if (file.size() > maximumFileSize)
+        return std::nullopt;
+    // Read in pieces as the file is, not into a buffer of the bound's size:
+    // a thousand files would otherwise each claim 64 MB on the way.
+    QByteArray data;
+    data.reserve(file.size());
+    while (data.size() <= maximumFileSize) {
+        const QByteArray piece = file.read(std::min<qint64>(1024 * 1024, maximumFileSize + 1 - data.size()));
+        if (piece.isEmpty())
+            break;
+        data += piece;
+    }
     if (file.error() != QFileDevice::NoError || data.size() > maximumFileSize)
         return std::nullopt;
     return data;
