@@ -6,3 +6,4 @@ int runDiscoveryTests(int argc, char** argv);
 int runFakeToolsTests(int argc, char** argv);
 int runRealToolsTests(int argc, char** argv);
 int runMXFHeaderReaderTests(int argc, char** argv);
+int runMXFCrossCheckTests(int argc, char** argv);
