@@ -4,6 +4,21 @@
 
 namespace Platform {
 
+namespace {
+
+QStringList linuxVirtualFileSystems()
+{
+    return {QStringLiteral("proc"),        QStringLiteral("sysfs"),    QStringLiteral("devtmpfs"),
+            QStringLiteral("devpts"),      QStringLiteral("cgroup"),   QStringLiteral("cgroup2"),
+            QStringLiteral("debugfs"),     QStringLiteral("tracefs"),  QStringLiteral("securityfs"),
+            QStringLiteral("pstore"),      QStringLiteral("bpf"),      QStringLiteral("configfs"),
+            QStringLiteral("fusectl"),     QStringLiteral("mqueue"),   QStringLiteral("hugetlbfs"),
+            QStringLiteral("binfmt_misc"), QStringLiteral("efivarfs"), QStringLiteral("autofs"),
+            QStringLiteral("rpc_pipefs"),  QStringLiteral("nsfs")};
+}
+
+} // namespace
+
 Kind currentKind()
 {
     // The one place that asks the compiler which platform this is.
@@ -31,6 +46,7 @@ PlatformFacts factsFor(Kind kind, const QString& moviesFolder)
             .packageManagerName = QStringLiteral("Homebrew"),
             .ffmpegInstallCommand = QStringLiteral("brew install ffmpeg"),
             .terminalName = QStringLiteral("Terminal"),
+            .virtualFileSystems = {QStringLiteral("devfs"), QStringLiteral("autofs")},
         };
     case Kind::linuxDesktop:
         break;
@@ -47,6 +63,7 @@ PlatformFacts factsFor(Kind kind, const QString& moviesFolder)
         .packageManagerName = QStringLiteral("your package manager"),
         .ffmpegInstallCommand = QStringLiteral("sudo apt install ffmpeg"),
         .terminalName = QStringLiteral("a terminal"),
+        .virtualFileSystems = linuxVirtualFileSystems(),
     };
 }
 

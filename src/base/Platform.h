@@ -29,6 +29,9 @@ struct PlatformFacts
     QString packageManagerName;       // "your package manager", as in "Install it with your package manager"
     QString ffmpegInstallCommand;     // "sudo apt install ffmpeg"
     QString terminalName;             // "a terminal", as in "Open a terminal and run:"
+    // File systems the kernel makes up (as QStorageInfo names them): they hold
+    // no camera files, and walking them reads the machine's state, not a disk.
+    QStringList virtualFileSystems;
 
     bool operator==(const PlatformFacts&) const = default;
 };

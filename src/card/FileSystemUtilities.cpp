@@ -1,10 +1,16 @@
 #include "card/FileSystemUtilities.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <numeric>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -32,7 +38,8 @@ bool isHidden(const fs::path& path)
 
 // The non-hidden entries of one folder in byte order of their names; empty when
 // the folder cannot be listed. A listing that fails half-way keeps what it got.
-std::vector<fs::directory_entry> listDirectory(const fs::path& folder)
+std::vector<fs::directory_entry> listDirectory(const fs::path& folder,
+                                               QList<Unreadable>* unreadable = nullptr)
 {
     std::vector<fs::directory_entry> entries;
     std::error_code error;
@@ -40,6 +47,8 @@ std::vector<fs::directory_entry> listDirectory(const fs::path& folder)
         if (!isHidden(it->path()))
             entries.push_back(*it);
     }
+    if (error && unreadable)
+        unreadable->append({decodedPath(folder), QString::fromLocal8Bit(error.message())});
     std::sort(entries.begin(), entries.end(),
               [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
     return entries;
@@ -114,9 +123,10 @@ int compareFolded(const FoldedName& a, const FoldedName& b)
 
 } // namespace
 
-std::optional<QString> findSubdirectory(const QString& name, const QString& folder)
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
+                                        QList<Unreadable>* unreadable)
 {
-    for (const fs::directory_entry& entry : listDirectory(nativePath(folder))) {
+    for (const fs::directory_entry& entry : listDirectory(nativePath(folder), unreadable)) {
         std::error_code error;
         if (!entry.is_directory(error))
             continue;
@@ -127,32 +137,93 @@ std::optional<QString> findSubdirectory(const QString& name, const QString& fold
     return std::nullopt;
 }
 
-QStringList files(const QString& folder, const QSet<QString>& extensions)
+namespace {
+
+// The walk behind `files` and `boundedFiles`; without bounds it goes everywhere
+// below `folder` except through links.
+BoundedFiles walk(const QString& folder, const QSet<QString>& extensions, const WalkBounds* bounds,
+                  QList<Unreadable>* unreadable)
 {
-    QStringList found;
-    std::vector<fs::path> pending{nativePath(folder)};
+    struct Pending
+    {
+        fs::path path;
+        int depth;
+    };
+    const fs::path root = nativePath(folder);
+    struct stat rootStatus
+    {
+    };
+    const bool knowDevice = bounds && stat(root.c_str(), &rootStatus) == 0;
+    if (bounds) {
+        const QString type = QString::fromUtf8(QStorageInfo(folder).fileSystemType());
+        if (bounds->virtualFileSystems.contains(type))
+            return {{},
+                    QStringLiteral("“%1” is on a %2 file system, which the system makes up; it holds no "
+                                   "camera files.")
+                        .arg(folder, type)};
+    }
+
+    BoundedFiles result;
+    qsizetype filesSeen = 0;
+    std::vector<Pending> pending{{root, 0}};
     while (!pending.empty()) {
-        const fs::path current = std::move(pending.back());
+        const Pending current = std::move(pending.back());
         pending.pop_back();
         std::vector<fs::path> subfolders;
-        for (const fs::directory_entry& entry : listDirectory(current)) {
+        for (const fs::directory_entry& entry : listDirectory(current.path, unreadable)) {
             std::error_code error;
             // Only real folders are entered: following a link could walk in circles.
             if (entry.is_directory(error) && !entry.is_symlink(error)) {
+                if (bounds && current.depth >= bounds->maximumDepth)
+                    continue;
+                struct stat status
+                {
+                };
+                if (knowDevice &&
+                    (stat(entry.path().c_str(), &status) != 0 || status.st_dev != rootStatus.st_dev))
+                    continue;
                 subfolders.push_back(entry.path());
                 continue;
             }
             if (!entry.is_regular_file(error))
                 continue;
+            if (bounds && ++filesSeen > bounds->maximumFiles)
+                return {
+                    {},
+                    QStringLiteral("Stopped looking after %1 files below “%2” without finding a P2 card "
+                                   "(a CONTENTS or VIDEO folder). Choose the card itself, or a folder that "
+                                   "holds just its clips.")
+                        .arg(bounds->maximumFiles)
+                        .arg(folder)};
             const QString path = decodedPath(entry.path());
-            if (extensions.contains(lowerCasedExtension(lastComponent(path))))
-                found.append(path);
+            if (!extensions.contains(lowerCasedExtension(lastComponent(path))))
+                continue;
+            // Only asked, never opened: the walk reads listings alone.
+            if (unreadable && access(entry.path().c_str(), R_OK) != 0) {
+                unreadable->append({path, QString::fromLocal8Bit(std::strerror(errno))});
+                continue;
+            }
+            result.files.append(path);
         }
         // Reversed, so sub-folders are walked in listing order.
-        pending.insert(pending.end(), subfolders.rbegin(), subfolders.rend());
+        for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it)
+            pending.push_back({*it, current.depth + 1});
     }
-    sortByFileName(found);
-    return found;
+    sortByFileName(result.files);
+    return result;
+}
+
+} // namespace
+
+QStringList files(const QString& folder, const QSet<QString>& extensions, QList<Unreadable>* unreadable)
+{
+    return walk(folder, extensions, nullptr, unreadable).files;
+}
+
+BoundedFiles boundedFiles(const QString& folder, const QSet<QString>& extensions, const WalkBounds& bounds,
+                          QList<Unreadable>* unreadable)
+{
+    return walk(folder, extensions, &bounds, unreadable);
 }
 
 int compareFileNames(QStringView a, QStringView b)
@@ -189,9 +260,44 @@ std::optional<QString> createDirectories(const QString& folder)
     fs::create_directories(nativePath(folder), error);
     if (!error && QFileInfo(folder).isDir())
         return std::nullopt;
+    // "File exists" would hide the cause when a folder on the way is a
+    // symbolic link to something that is gone.
+    for (QString part = QDir::cleanPath(QFileInfo(folder).absoluteFilePath()); part.size() > 1;
+         part = QFileInfo(part).path()) {
+        const QFileInfo entry(part);
+        if (entry.isSymLink() && !entry.exists())
+            return QStringLiteral("Symbolic link to “%1”, which does not exist (%2)")
+                .arg(entry.symLinkTarget(), part);
+    }
     const QString reason =
         error ? QString::fromLocal8Bit(error.message()) : QStringLiteral("Not a directory");
     return QStringLiteral("%1 (%2)").arg(reason, folder);
+}
+
+namespace {
+
+// `path` with every existing part resolved to its real location.
+QString resolvedPath(const QString& path)
+{
+    QString existing = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    QString rest;
+    while (!QFileInfo::exists(existing)) {
+        const qsizetype slash = existing.lastIndexOf(QLatin1Char('/'));
+        if (slash <= 0)
+            return QDir::cleanPath(path);
+        rest.prepend(existing.mid(slash));
+        existing.truncate(slash);
+    }
+    return QDir::cleanPath(QFileInfo(existing).canonicalFilePath() + rest);
+}
+
+} // namespace
+
+bool isWithin(const QString& path, const QString& folder)
+{
+    const QString inner = resolvedPath(path);
+    const QString outer = resolvedPath(folder);
+    return inner == outer || inner.startsWith(outer == QLatin1String("/") ? outer : outer + QLatin1Char('/'));
 }
 
 } // namespace FileSystemUtilities

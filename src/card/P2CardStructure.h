@@ -1,5 +1,7 @@
 #pragma once
 
+#include "card/FileSystemUtilities.h"
+
 #include <optional>
 #include <QString>
 #include <QStringList>
@@ -17,6 +19,11 @@ struct P2CardStructure
     QStringList videoFiles;
     QStringList audioFiles;
     QStringList clipXMLFiles;
+    // Folders that exist but could not be listed and files that cannot be
+    // read, each once; none of them is in the lists above.
+    QList<FileSystemUtilities::Unreadable> unreadable;
+    // Why the walk for loose MXF files gave up, when it did.
+    std::optional<QString> walkStopped;
 
     // No card folder was found at all; the file lists do not count.
     bool isEmpty() const

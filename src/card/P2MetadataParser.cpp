@@ -91,9 +91,15 @@ ClipMetadata parse(const QString& xmlURL)
         metadata.parseWarnings.append(QStringLiteral("Could not read file"));
         return metadata;
     }
+    return parseContents(xmlURL, *data);
+}
 
+ClipMetadata parseContents(const QString& xmlURL, const QByteArray& contents)
+{
+    ClipMetadata metadata;
+    metadata.xmlURL = xmlURL;
     P2XMLScanDelegate delegate;
-    runScan(*data, delegate, metadata.parseWarnings);
+    runScan(contents, delegate, metadata.parseWarnings);
 
     metadata.clipName = delegate.clipName;
     metadata.globalClipID = delegate.globalClipID;

@@ -3,6 +3,7 @@
 #include "card/ShotRelation.h"
 
 #include <optional>
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -41,6 +42,9 @@ struct ClipMetadata
 // problem becomes a text in parseWarnings. Pure apart from reading the file;
 // safe on any thread.
 ClipMetadata parse(const QString& xmlURL);
+
+// The same for the contents of a CLIP XML file already in memory.
+ClipMetadata parseContents(const QString& xmlURL, const QByteArray& contents);
 
 // The warning for a reader that stopped with `description` (which may be empty).
 QString parseErrorWarning(const QString& description);

@@ -14,11 +14,23 @@ extern const QSet<QString> videoExtensions;
 extern const QSet<QString> audioExtensions;
 extern const QSet<QString> xmlExtensions;
 
+// How far the walk for loose MXF files goes when a folder holds no card
+// folders: four levels, 5000 files, one file system, nothing virtual.
+FileSystemUtilities::WalkBounds looseWalkBounds();
+
 // Accepts a card root or its CONTENTS folder alike. Never fails: a folder that
-// cannot be read or holds no card gives absent folders and empty lists.
+// holds no card gives absent folders and empty lists, and what could not be
+// read is listed in `unreadable`.
 P2CardStructure scan(const QString& rootURL);
 
 // What the user is told when a scan found no video essence to convert.
 QString noVideoMessage();
+// The same for `structure`: when part of it could not be read, that is said
+// instead, naming each folder or file with the system's reason, and a walk
+// for loose files that gave up says why.
+QString noVideoMessage(const P2CardStructure& structure);
+
+// "“PATH” cannot be read: REASON."
+QString unreadableSentence(const FileSystemUtilities::Unreadable& entry);
 
 } // namespace P2Scanner

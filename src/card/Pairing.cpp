@@ -2,11 +2,14 @@
 
 #include "card/FileSystemUtilities.h"
 #include "card/P2MetadataParser.h"
+#include "card/P2Scanner.h"
 #include "card/ProbeBatch.h"
 #include "card/ShootOrder.h"
 #include "media/FFmpegService.h"
+#include "media/ToolLimits.h"
 
 #include <QCoroFuture>
+#include <QFileInfo>
 #include <QSet>
 #include <QtConcurrent>
 
@@ -75,6 +78,12 @@ public:
         : structure_(structure), videosByUMID_(filesByUMID(structure.videoFiles, videoUMIDs)),
           audioByUMID_(filesByUMID(structure.audioFiles, audioUMIDs)), probeAvailable_(probeAvailable)
     {
+        essenceProblems_ = structure.unreadable;
+        // An empty essence file holds no UMID and no channel: as good as unreadable.
+        for (const QString& file : structure.videoFiles + structure.audioFiles) {
+            if (FileSystemUtilities::fileSize(file) == 0)
+                essenceProblems_.append({file, QStringLiteral("The file is empty")});
+        }
     }
 
     void pairXML(const ClipMetadata& metadata);
@@ -89,14 +98,22 @@ private:
     void addClip(P2Clip clip, PairingReportEntry entry);
     void addFallbackClip(const QString& video, const QStringList& audio, Method method, const QString& note);
     QStringList unusedAudio() const;
+    // Why a clip whose essence files are named after `stem` cannot be
+    // converted whole: one of them, or (when fewer audio files were found than
+    // declared) the AUDIO folder, cannot be read. Nothing when all could be.
+    std::optional<QString> unreadableEssence(const QString& stem, bool audioMissing) const;
 
     const P2CardStructure& structure_;
     const QHash<QString, QStringList> videosByUMID_;
     const QHash<QString, QStringList> audioByUMID_;
     const bool probeAvailable_;
+    QList<FileSystemUtilities::Unreadable> essenceProblems_;
     // Each paired video with the name of the CLIP XML that claimed it.
     QHash<QString, QString> videoPairedBy_;
     QSet<QString> usedAudio_;
+    // Clips (by name stem) an XML already excluded for a file that cannot be
+    // read: their video is not listed a second time.
+    QSet<QString> excludedUnreadable_;
 };
 
 PairingReportEntry Matcher::xmlEntry(const ClipMetadata& metadata) const
@@ -108,6 +125,34 @@ PairingReportEntry Matcher::xmlEntry(const ClipMetadata& metadata) const
     if (const std::optional<QDateTime> date = recordingDateTime(metadata))
         entry.recordingDateTimeDisplay = formatInternetDateTime(*date);
     return entry;
+}
+
+std::optional<QString> Matcher::unreadableEssence(const QString& stem, bool audioMissing) const
+{
+    const auto within = [](const QString& path, const std::optional<QString>& folder) {
+        return folder && (path == *folder || path.startsWith(*folder + QLatin1Char('/')));
+    };
+    for (const FileSystemUtilities::Unreadable& entry : essenceProblems_) {
+        const bool video = within(entry.path, structure_.videoFolder);
+        const bool audio = within(entry.path, structure_.audioFolder);
+        const bool xml = within(entry.path, structure_.clipFolder);
+        if (!video && !audio && !xml)
+            continue;
+        const QString kind = video   ? QStringLiteral("VIDEO")
+                             : audio ? QStringLiteral("AUDIO")
+                                     : QStringLiteral("CLIP XML");
+        if (QFileInfo(entry.path).isDir() || entry.path == structure_.videoFolder ||
+            entry.path == structure_.audioFolder || entry.path == structure_.clipFolder) {
+            if (audio && audioMissing)
+                return QStringLiteral("%1 folder “%2” cannot be read: %3")
+                    .arg(kind, entry.path, entry.reason);
+            continue;
+        }
+        if (videoName(entry.path).startsWith(stem))
+            return QStringLiteral("%1 file %2 cannot be read: %3")
+                .arg(kind, fileName(entry.path), entry.reason);
+    }
+    return std::nullopt;
 }
 
 void Matcher::exclude(PairingReportEntry entry, const QString& note)
@@ -142,6 +187,13 @@ void Matcher::pairXML(const ClipMetadata& metadata)
         exclude(std::move(entry), QStringLiteral("ffprobe unavailable — cannot verify by UMID"));
         return;
     }
+    // A clip is converted whole or not at all: never short of a channel.
+    const QString stem = videoName(metadata.xmlURL);
+    if (const std::optional<QString> unreadable = unreadableEssence(stem, false)) {
+        excludedUnreadable_.insert(stem);
+        exclude(std::move(entry), *unreadable);
+        return;
+    }
     const QString umid = normalizedUMID(*metadata.globalClipID);
     const QStringList videos = videosByUMID_.value(umid);
     if (videos.isEmpty()) {
@@ -164,6 +216,12 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     QStringList audio = audioByUMID_.value(umid);
     FileSystemUtilities::sortByFileName(audio);
     const int declared = metadata.audioChannelCount.value_or(0);
+    if (const std::optional<QString> unreadable = unreadableEssence(stem, declared > audio.size())) {
+        excludedUnreadable_.insert(stem);
+        excludedUnreadable_.insert(videoName(video));
+        exclude(std::move(entry), *unreadable);
+        return;
+    }
     if (declared != audio.size()) {
         const QString message = QStringLiteral("CLIP XML declares %1 audio essence(s); found %2 "
                                                "UMID-matching AUDIO file(s)")
@@ -171,6 +229,13 @@ void Matcher::pairXML(const ClipMetadata& metadata)
                                     .arg(audio.size());
         entry.note = message;
         result.summaryLines.append(entry.clipName + QStringLiteral(": ") + message + QLatin1Char('.'));
+    }
+    // A damaged XML may still name its clip and UMID while its dates or audio
+    // count were lost with the rest of the file: the clip is kept, the damage shown.
+    if (!metadata.parseWarnings.isEmpty()) {
+        const QString warnings = metadata.parseWarnings.join(QStringLiteral("; "));
+        entry.note = entry.note ? *entry.note + QStringLiteral("; ") + warnings : warnings;
+        result.summaryLines.append(entry.clipName + QStringLiteral(": ") + warnings + QLatin1Char('.'));
     }
     videoPairedBy_.insert(video, *entry.xmlFile);
 
@@ -220,8 +285,17 @@ void Matcher::pairUnverifiedVideos(bool allowUnsafeFallback)
 {
     QStringList unverified;
     for (const QString& video : structure_.videoFiles) {
-        if (!videoPairedBy_.contains(video))
-            unverified.append(video);
+        if (videoPairedBy_.contains(video) || excludedUnreadable_.contains(videoName(video)))
+            continue;
+        // Even a guess needs every file of the clip.
+        if (const std::optional<QString> unreadable = unreadableEssence(videoName(video), false)) {
+            PairingReportEntry entry;
+            entry.clipName = videoName(video);
+            entry.videoFile = fileName(video);
+            exclude(std::move(entry), *unreadable);
+            continue;
+        }
+        unverified.append(video);
     }
     if (unverified.isEmpty())
         return;
@@ -318,14 +392,30 @@ QString normalizedUMID(const QString& umid)
 
 QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency)
 {
-    QHash<QString, QString> umids =
-        co_await ProbeBatch::run(std::move(files), concurrency, &FFmpegService::materialPackageUMID);
+    ProbeTally tally;
+    co_return co_await probeUMIDs(std::move(files), concurrency, tally);
+}
+
+QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, ProbeTally& tally)
+{
+    // Lives in this frame, which outlives every probe of the batch.
+    const ProbeBatch::Probe probe = [&tally](QString path) -> QCoro::Task<std::optional<QString>> {
+        const FFmpegService::ProbeAnswer answer = co_await FFmpegService::probeMaterialPackageUMID(path);
+        if (answer.timedOut)
+            tally.timedOut.append(path);
+        ++tally.done;
+        if (tally.progress)
+            tally.progress(tally.done, tally.total);
+        co_return answer.value;
+    };
+    QHash<QString, QString> umids = co_await ProbeBatch::run(std::move(files), concurrency, probe);
     for (QString& umid : umids)
         umid = normalizedUMID(umid);
     co_return umids;
 }
 
-QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback)
+QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback,
+                                     ProbeProgress progress)
 {
     // The XML files are read on a worker thread while the probes run.
     QFuture<QList<ClipMetadata>> metadataFuture = QtConcurrent::run(parseAll, structure.clipXMLFiles);
@@ -333,10 +423,13 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const bool probeAvailable = FFmpegService::resolvedFFprobePath().has_value();
     QHash<QString, QString> videoUMIDs;
     QHash<QString, QString> audioUMIDs;
+    ProbeTally tally{.total = structure.videoFiles.size() + structure.audioFiles.size(),
+                     .progress = std::move(progress)};
     if (probeAvailable) {
-        videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency);
-        audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency);
+        videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, tally);
+        audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, tally);
     }
+    const QStringList& timedOut = tally.timedOut;
     const QList<ClipMetadata> metadata = co_await metadataFuture;
 
     Matcher matcher(structure, videoUMIDs, audioUMIDs, probeAvailable);
@@ -344,6 +437,21 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
         matcher.result.summaryLines.append(QStringLiteral(
             "ffprobe not found — clips cannot be verified by UMID. Only unsafe fallback pairing "
             "is possible (enable it in Settings)."));
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        matcher.result.summaryLines.append(P2Scanner::unreadableSentence(entry));
+    if (!timedOut.isEmpty()) {
+        QStringList names;
+        for (const QString& file : std::as_const(timedOut))
+            names.append(QFileInfo(file).fileName());
+        FileSystemUtilities::sortByFileName(names);
+        const auto limit = std::chrono::duration_cast<std::chrono::seconds>(ToolLimits::current().query);
+        matcher.result.summaryLines.append(
+            QStringLiteral("ffprobe did not answer within %1 s for %2 file(s), "
+                           "which therefore match no clip: %3.")
+                .arg(limit.count())
+                .arg(names.size())
+                .arg(names.join(QStringLiteral(", "))));
+    }
     for (const ClipMetadata& clipMetadata : metadata)
         matcher.pairXML(clipMetadata);
     matcher.pairUnverifiedVideos(allowUnsafeFallback);

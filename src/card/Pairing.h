@@ -5,6 +5,7 @@
 #include "card/PairingReportEntry.h"
 #include "card/SpannedShot.h"
 
+#include <functional>
 #include <QCoroTask>
 #include <QHash>
 #include <QList>
@@ -38,6 +39,21 @@ QString normalizedUMID(const QString& umid);
 // `concurrency` (1 to 8) ffprobe processes at once. Files without one are
 // absent from the map.
 QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency);
+// How many of the card's essence files have had their UMID read, of how many.
+using ProbeProgress = std::function<void(qsizetype done, qsizetype total)>;
+
+// Tells each probe's end to a `ProbeProgress` as it comes.
+struct ProbeTally
+{
+    qsizetype total = 0;
+    ProbeProgress progress;
+    qsizetype done = 0;
+    // Each file whose probe ran out of time.
+    QStringList timedOut;
+};
+
+// The same, adding to `tally` as each probe ends.
+QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, ProbeTally& tally);
 
 // Pairs each video with its audio only where the clip's CLIP XML and the UMIDs
 // of the essence files agree. Unverifiable videos are excluded, or, when
@@ -53,6 +69,9 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
 // is never converted twice. Entries of excluded CLIP XMLs still show the XML's
 // start timecode and recording date/time, so the user can tell which shot
 // each one is.
-QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback);
+//
+// `progress`, when given, hears of every probe that ends.
+QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback,
+                                     ProbeProgress progress = {});
 
 } // namespace P2MetadataParser

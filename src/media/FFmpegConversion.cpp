@@ -4,13 +4,17 @@
 #include "media/FFmpegService.h"
 #include "media/OutputTailCollector.h"
 #include "media/ProcessRunner.h"
+#include "media/ToolLimits.h"
 #include "media/ToolText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
+#include <QTimer>
 #include <system_error>
 #include <vector>
 
@@ -28,12 +32,30 @@ QString fileSystemMessage(const QString& what, const QString& path, const std::e
     return QStringLiteral("%1 “%2”: %3").arg(what, path, QString::fromLocal8Bit(error.message()));
 }
 
+// Absolute, so that no file name can pass for an option or a protocol.
+EssenceInputs absoluteInputs(const EssenceInputs& inputs)
+{
+    EssenceInputs absolute{ToolText::toolPath(inputs.videoPath), {}};
+    for (const QString& audioPath : inputs.audioPaths)
+        absolute.audioPaths.append(ToolText::toolPath(audioPath));
+    return absolute;
+}
+
 } // namespace
 
 QString FFmpegService::temporaryPath(const QString& outputPath)
 {
     const QFileInfo output(outputPath);
     return output.path() + QStringLiteral("/.") + output.fileName() + QStringLiteral(".partial");
+}
+
+void FFmpegService::removeStaleTemporaries(const QString& folder)
+{
+    const QDir directory(folder);
+    const QStringList stale =
+        directory.entryList({QStringLiteral(".*.mov.partial")}, QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString& name : stale)
+        QFile::remove(directory.filePath(name));
 }
 
 QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, double audioOffsetSeconds,
@@ -54,8 +76,9 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     const std::optional<QString> timecode = co_await timecodeQuery;
 
     const QString temporary = prepareOutput(outputPath);
-    const QStringList arguments =
-        buildArguments(videoPath, audioPaths, audioOffsetSeconds, profile, timecode, temporary);
+    const EssenceInputs inputs = absoluteInputs({videoPath, audioPaths});
+    const QStringList arguments = buildArguments(inputs.videoPath, inputs.audioPaths, audioOffsetSeconds,
+                                                 profile, timecode, ToolText::toolPath(temporary));
     QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
@@ -82,8 +105,11 @@ QCoro::Task<> FFmpegService::convertJoined(QList<EssenceInputs> pieces, double a
     const std::optional<QString> timecode = co_await timecodeQuery;
 
     const QString temporary = prepareOutput(outputPath);
-    const QStringList arguments =
-        buildJoinArguments(pieces, audioOffsetSeconds, profile, timecode, temporary);
+    QList<EssenceInputs> absolutePieces;
+    for (const EssenceInputs& piece : std::as_const(pieces))
+        absolutePieces.append(absoluteInputs(piece));
+    const QStringList arguments = buildJoinArguments(absolutePieces, audioOffsetSeconds, profile, timecode,
+                                                     ToolText::toolPath(temporary));
     QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
@@ -118,17 +144,31 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
                                for (const QByteArray& line : lines)
                                    diagnostics.append(line);
                            });
+    // A conversion whose output time stands still (a dead disk, a tool stuck
+    // on a damaged file) is ended instead of being waited on for ever.
+    QTimer stallWatch;
+    stallWatch.setSingleShot(true);
+    bool stalled = false;
+    QObject::connect(&stallWatch, &QTimer::timeout, &stallWatch, [&stalled, &runner] {
+        stalled = true;
+        runner.stop();
+    });
+    std::optional<double> lastSeconds;
     runner.setLinesHandler(ProcessRunner::Stream::standardOutput, [&](const QList<QByteArray>& lines) {
-        if (!duration || *duration <= 0 || !progressHandler)
-            return;
         QString chunk;
         for (const QByteArray& line : lines) {
             if (const std::optional<QString> text = ToolText::decodeUtf8(line))
                 chunk += *text;
         }
-        if (const std::optional<double> seconds = parseOutTimeSeconds(chunk))
+        const std::optional<double> seconds = parseOutTimeSeconds(chunk);
+        if (seconds && seconds != lastSeconds) {
+            lastSeconds = seconds;
+            stallWatch.start();
+        }
+        if (seconds && duration && *duration > 0 && progressHandler)
             progressHandler(std::clamp(*seconds / *duration, 0.0, 1.0));
     });
+    stallWatch.start(ToolLimits::current().stalledConversion);
 
     registerProcess(&runner);
     // The slot must not outlive the runner, even if this conversion is abandoned while it waits.
@@ -139,16 +179,20 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
 
     if (result.ending == ProcessResult::Ending::failedToStart)
         throw PlatformError(result.errorString);
-    if (!result.succeeded()) {
+    if (!result.succeeded() || stalled) {
         QFile::remove(temporary);
         if (cancelled)
             throw FFmpegError::cancelled();
-        throw FFmpegError::processFailed(result.status, diagnostics.text());
+        if (stalled)
+            throw FFmpegError::stalled();
+        throw FFmpegError::processFailed(result.status,
+                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
     }
 
     if (reportsUnfinishedOutput(diagnostics.text())) {
         QFile::remove(temporary);
-        throw FFmpegError::processFailed(result.status, diagnostics.text());
+        throw FFmpegError::processFailed(result.status,
+                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
     }
     if (QFileInfo(temporary).size() < 1) {
         QFile::remove(temporary);
@@ -161,6 +205,17 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
     if (error)
         throw PlatformError(
             fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
+
+    // ffmpeg ends a damaged or cut-off source without complaint: a movie more
+    // than a frame shorter than its source's own duration is not a success.
+    if (!duration || *duration <= 0)
+        co_return;
+    const std::optional<VideoFrames> frames = co_await videoFrames(outputPath);
+    if (!frames)
+        co_return;
+    const qint64 expected = std::llround(*duration * frames->rate);
+    if (expected - frames->frames > 1)
+        throw FFmpegError::truncated(frames->frames, expected);
 }
 
 bool FFmpegService::reportsUnfinishedOutput(QStringView diagnostics)
@@ -178,7 +233,9 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
                                           const std::optional<QString>& sourceTimecode,
                                           const QString& outputPath)
 {
-    QStringList arguments{QStringLiteral("-y"), QStringLiteral("-nostdin"), QStringLiteral("-i"), videoPath};
+    // No banner: a failure's tail is ffmpeg's account of it, not its build configuration.
+    QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin"),
+                          QStringLiteral("-i"), videoPath};
 
     // A positive offset delays the audio; a negative one seeks into it, so no
     // input ever gets negative timestamps. Each audio input gets its own copy.
@@ -204,7 +261,7 @@ QStringList FFmpegService::buildJoinArguments(const QList<EssenceInputs>& pieces
                                               const std::optional<QString>& sourceTimecode,
                                               const QString& outputPath)
 {
-    QStringList arguments{QStringLiteral("-y"), QStringLiteral("-nostdin")};
+    QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin")};
     const qsizetype tracks = pieces.isEmpty() ? 0 : pieces.first().audioPaths.size();
 
     // The concat filter takes each piece as one segment of a video stream
@@ -262,35 +319,4 @@ void FFmpegService::appendOutputArguments(QStringList& arguments, ProResProfile 
               << QStringLiteral("-nostats")
               // Named explicitly because the temporary name does not end in .mov.
               << QStringLiteral("-f") << QStringLiteral("mov") << outputPath;
-}
-
-std::optional<double> FFmpegService::parseOutTimeSeconds(QStringView chunk)
-{
-    std::optional<double> seconds;
-    for (const QStringView line : chunk.split(u'\n', Qt::SkipEmptyParts)) {
-        std::optional<double> value;
-        if (line.startsWith(QLatin1String("out_time_ms="))) {
-            // Despite its name, ffmpeg writes microseconds here.
-            if (const auto micro = ToolText::parseDecimal(line.sliced(12)))
-                value = *micro / 1'000'000.0;
-        } else if (line.startsWith(QLatin1String("out_time="))) {
-            value = timecodeToSeconds(line.sliced(9));
-        }
-        if (value)
-            seconds = value;
-    }
-    return seconds;
-}
-
-std::optional<double> FFmpegService::timecodeToSeconds(QStringView text)
-{
-    const QList<QStringView> parts = text.split(u':');
-    if (parts.size() != 3)
-        return std::nullopt;
-    const auto hours = ToolText::parseDecimal(parts[0]);
-    const auto minutes = ToolText::parseDecimal(parts[1]);
-    const auto seconds = ToolText::parseDecimal(parts[2]);
-    if (!hours || !minutes || !seconds)
-        return std::nullopt;
-    return *hours * 3600 + *minutes * 60 + *seconds;
 }

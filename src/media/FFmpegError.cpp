@@ -25,6 +25,20 @@ FFmpegError FFmpegError::outputMissingOrEmpty()
     return FFmpegError(Kind::outputMissingOrEmpty, 0, {});
 }
 
+FFmpegError FFmpegError::stalled()
+{
+    return FFmpegError(Kind::stalled, 0, {});
+}
+
+FFmpegError FFmpegError::truncated(qint64 frames, qint64 expected)
+{
+    FFmpegError error(Kind::truncated, 0, {});
+    error.output_ = QString::number(frames);
+    error.expected_ = expected;
+    error.utf8Description_ = error.description().toUtf8();
+    return error;
+}
+
 QString FFmpegError::description() const
 {
     switch (kind_) {
@@ -36,6 +50,14 @@ QString FFmpegError::description() const
         return QStringLiteral("Cancelled");
     case Kind::outputMissingOrEmpty:
         return QStringLiteral("Output file was not created or is empty");
+    case Kind::stalled:
+        return QStringLiteral("ffmpeg stopped making progress");
+    case Kind::truncated:
+        return QStringLiteral(
+                   "output has %1 of %2 frames — the VIDEO file looks truncated; the movie was kept, as "
+                   "it is all that could be recovered")
+            .arg(output_)
+            .arg(expected_);
     }
     Q_UNREACHABLE();
 }

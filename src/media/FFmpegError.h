@@ -10,12 +10,17 @@
 class FFmpegError : public std::exception
 {
 public:
-    enum class Kind { processFailed, binaryNotFound, cancelled, outputMissingOrEmpty };
+    enum class Kind { processFailed, binaryNotFound, cancelled, outputMissingOrEmpty, stalled, truncated };
 
     static FFmpegError processFailed(int code, const QString& output);
     static FFmpegError binaryNotFound();
     static FFmpegError cancelled();
     static FFmpegError outputMissingOrEmpty();
+    // ffmpeg was ended because its progress stood still past ToolLimits' limit.
+    static FFmpegError stalled();
+    // The movie holds `frames` of the `expected` frames of its source. The
+    // movie is kept: it is all that could be recovered.
+    static FFmpegError truncated(qint64 frames, qint64 expected);
 
     Kind kind() const { return kind_; }
     // Exit status (or ending signal) and the tail of standard error; only for processFailed.
@@ -33,6 +38,7 @@ private:
     Kind kind_;
     int code_;
     QString output_;
+    qint64 expected_ = 0;
     QByteArray utf8Description_;
 };
 

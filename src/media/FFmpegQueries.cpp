@@ -16,57 +16,67 @@ namespace {
 
 using Stream = ProcessRunner::Stream;
 
-// The argument vectors, each in one place. The file's path always comes last.
+// The argument vectors, each in one place. The file's path always comes last,
+// made absolute. No banner: a tool's diagnostics are its own words only.
 
 QStringList probeFullArguments(const QString& path)
 {
-    return {QStringLiteral("-v"),
-            QStringLiteral("error"),
-            QStringLiteral("-show_format"),
-            QStringLiteral("-show_streams"),
-            QStringLiteral("-print_format"),
-            QStringLiteral("json"),
-            path};
+    return {QStringLiteral("-hide_banner"),  QStringLiteral("-v"),
+            QStringLiteral("error"),         QStringLiteral("-show_format"),
+            QStringLiteral("-show_streams"), QStringLiteral("-print_format"),
+            QStringLiteral("json"),          ToolText::toolPath(path)};
 }
 
 // One format-level field, bare: no section wrappers, no key name.
 QStringList singleValueArguments(const QString& entry, const QString& path)
 {
-    return {QStringLiteral("-v"),
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
             QStringLiteral("error"),
             QStringLiteral("-show_entries"),
             entry,
             QStringLiteral("-of"),
             QStringLiteral("default=noprint_wrappers=1:nokey=1"),
-            path};
+            ToolText::toolPath(path)};
 }
 
 QStringList audioStreamIndexArguments(const QString& path)
 {
-    return {QStringLiteral("-v"),  QStringLiteral("error"),         QStringLiteral("-select_streams"),
-            QStringLiteral("a"),   QStringLiteral("-show_entries"), QStringLiteral("stream=index"),
-            QStringLiteral("-of"), QStringLiteral("csv=p=0"),       path};
+    return {QStringLiteral("-hide_banner"),    QStringLiteral("-v"),  QStringLiteral("error"),
+            QStringLiteral("-select_streams"), QStringLiteral("a"),   QStringLiteral("-show_entries"),
+            QStringLiteral("stream=index"),    QStringLiteral("-of"), QStringLiteral("csv=p=0"),
+            ToolText::toolPath(path)};
+}
+
+QStringList videoFramesArguments(const QString& path)
+{
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-select_streams"),
+            QStringLiteral("v:0"),
+            QStringLiteral("-show_entries"),
+            QStringLiteral("stream=nb_frames,avg_frame_rate"),
+            QStringLiteral("-of"),
+            QStringLiteral("default=noprint_wrappers=1"),
+            ToolText::toolPath(path)};
 }
 
 // The whole file goes once through the filter into the null muxer, so nothing
 // is written; the statistics arrive on standard error.
 QStringList volumeDetectArguments(const QString& path)
 {
-    return {QStringLiteral("-nostdin"),
-            QStringLiteral("-i"),
-            path,
-            QStringLiteral("-af"),
-            QStringLiteral("volumedetect"),
-            QStringLiteral("-f"),
-            QStringLiteral("null"),
-            QStringLiteral("-")};
+    return {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
+            ToolText::toolPath(path),       QStringLiteral("-af"),      QStringLiteral("volumedetect"),
+            QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
 }
 
 // What `program` printed on `stream` about the file at `path`; nothing when
-// it could not be started. An answer is remembered for the file as it is now,
-// so asking again about an unchanged file starts no process.
+// it could not be started or ran out of time (then `timedOut` is set). An
+// answer is remembered for the file as it is now, so asking again about an
+// unchanged file starts no process.
 QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList arguments, Stream stream,
-                                                  QString path)
+                                                  QString path, bool* timedOut = nullptr)
 {
     const QString query = program + QLatin1Char('\n') + arguments.join(QLatin1Char('\n'));
     // A file on a stalled volume must not hold up the calling thread.
@@ -81,7 +91,9 @@ QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList a
     clock.start();
     const ProcessResult result = co_await ProcessRunner::query(program, std::move(arguments), stream);
     ProbeCache::recordToolRun(clock.nsecsElapsed());
-    if (result.ending == ProcessResult::Ending::failedToStart)
+    if (timedOut)
+        *timedOut = result.timedOut;
+    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut)
         co_return std::nullopt;
     const QByteArray& output =
         stream == Stream::standardOutput ? result.standardOutput : result.standardError;
@@ -90,16 +102,17 @@ QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList a
     co_return output;
 }
 
-// What ffprobe printed on standard output; nothing when ffprobe is missing or
-// could not be started. The exit status is not examined: what the tool
-// printed decides.
-QCoro::Task<std::optional<QByteArray>> ffprobeOutput(QStringList arguments)
+// What ffprobe printed on standard output; nothing when ffprobe is missing,
+// could not be started or ran out of time (then `timedOut` is set). The exit
+// status is not examined: what the tool printed decides.
+QCoro::Task<std::optional<QByteArray>> ffprobeOutput(QStringList arguments, bool* timedOut = nullptr)
 {
     const std::optional<QString> ffprobe = FFmpegService::resolvedFFprobePath();
     if (!ffprobe)
         co_return std::nullopt;
     QString path = arguments.last();
-    co_return co_await toolOutput(*ffprobe, std::move(arguments), Stream::standardOutput, std::move(path));
+    co_return co_await toolOutput(*ffprobe, std::move(arguments), Stream::standardOutput, std::move(path),
+                                  timedOut);
 }
 
 // What the MXF header of `path` states, asked only where ffprobe would be: a
@@ -111,15 +124,23 @@ QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path)
     co_return co_await ProbeCache::headerFacts(std::move(path));
 }
 
+QCoro::Task<FFmpegService::ProbeAnswer> singleValueAnswer(QString entry, QString path)
+{
+    FFmpegService::ProbeAnswer answer;
+    const std::optional<QByteArray> output =
+        co_await ffprobeOutput(singleValueArguments(entry, path), &answer.timedOut);
+    if (!output)
+        co_return answer;
+    const std::optional<QString> text = ToolText::decodeUtf8(*output);
+    if (text && !text->trimmed().isEmpty())
+        answer.value = text->trimmed();
+    co_return answer;
+}
+
 QCoro::Task<std::optional<QString>> singleValue(QString entry, QString path)
 {
-    const std::optional<QByteArray> output = co_await ffprobeOutput(singleValueArguments(entry, path));
-    if (!output)
-        co_return std::nullopt;
-    const std::optional<QString> text = ToolText::decodeUtf8(*output);
-    if (!text || text->trimmed().isEmpty())
-        co_return std::nullopt;
-    co_return text->trimmed();
+    const FFmpegService::ProbeAnswer answer = co_await singleValueAnswer(std::move(entry), std::move(path));
+    co_return answer.value;
 }
 
 } // namespace
@@ -144,17 +165,23 @@ QCoro::Task<std::optional<double>> FFmpegService::probeDurationSeconds(QString p
 
 QCoro::Task<std::optional<QString>> FFmpegService::materialPackageUMID(QString path)
 {
+    const ProbeAnswer answer = co_await probeMaterialPackageUMID(std::move(path));
+    co_return answer.value;
+}
+
+QCoro::Task<FFmpegService::ProbeAnswer> FFmpegService::probeMaterialPackageUMID(QString path)
+{
     const std::optional<MXFHeaderFacts> facts = co_await headerFacts(path);
     if (facts)
-        co_return facts->materialPackageUMID;
-    std::optional<QString> umid =
-        co_await singleValue(QStringLiteral("format_tags=material_package_umid"), std::move(path));
-    if (!umid)
-        co_return std::nullopt;
-    *umid = umid->toUpper();
-    if (umid->startsWith(QLatin1String("0X")))
-        umid->remove(0, 2);
-    co_return umid;
+        co_return ProbeAnswer{facts->materialPackageUMID, false};
+    ProbeAnswer answer =
+        co_await singleValueAnswer(QStringLiteral("format_tags=material_package_umid"), std::move(path));
+    if (answer.value) {
+        *answer.value = answer.value->toUpper();
+        if (answer.value->startsWith(QLatin1String("0X")))
+            answer.value->remove(0, 2);
+    }
+    co_return answer;
 }
 
 QCoro::Task<std::optional<QString>> FFmpegService::modificationDate(QString path)
@@ -180,6 +207,15 @@ QCoro::Task<bool> FFmpegService::hasAudioStream(QString path)
         co_return true;
     const std::optional<QString> text = ToolText::decodeUtf8(*output);
     co_return text && !text->trimmed().isEmpty();
+}
+
+QCoro::Task<std::optional<FFmpegService::VideoFrames>> FFmpegService::videoFrames(QString path)
+{
+    const std::optional<QByteArray> output = co_await ffprobeOutput(videoFramesArguments(path));
+    if (!output)
+        co_return std::nullopt;
+    const std::optional<QString> text = ToolText::decodeUtf8(*output);
+    co_return text ? parseVideoFrames(*text) : std::nullopt;
 }
 
 QCoro::Task<AudioLevel> FFmpegService::audioSignalLevel(QString path)

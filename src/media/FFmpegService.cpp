@@ -1,8 +1,10 @@
 #include "media/FFmpegService.h"
 
+#include "base/DisplayText.h"
 #include "base/Platform.h"
 #include "media/ProcessRunner.h"
 
+#include <algorithm>
 #include <QFileInfo>
 #include <QMutexLocker>
 
@@ -103,11 +105,28 @@ void FFmpegService::setToolDirectoriesForTesting(const QStringList& directories)
     tools.paths.reset();
 }
 
+QString FFmpegService::shellWord(const QString& argument)
+{
+    const auto plain = [](QChar c) {
+        return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') ||
+               QStringView(u"_./:=,+@%-").contains(c);
+    };
+    if (!argument.isEmpty() && std::all_of(argument.begin(), argument.end(), plain))
+        return argument;
+    // Inside single quotes a POSIX shell takes everything literally; a single
+    // quote itself closes the quotes, is escaped and opens them again. Control
+    // characters are written as escapes, so a logged command never breaks a
+    // report's lines or reaches a terminal raw.
+    QString quoted = argument;
+    quoted.replace(u'\'', QStringLiteral("'\\''"));
+    return u'\'' + DisplayText::escaped(quoted) + u'\'';
+}
+
 QString FFmpegService::commandLineString(const QString& ffmpegPath, const QStringList& arguments)
 {
     QStringList parts;
     for (const QString& part : QStringList{ffmpegPath} + arguments)
-        parts.append(part.contains(u' ') ? u'"' + part + u'"' : part);
+        parts.append(shellWord(part));
     return parts.join(u' ');
 }
 

@@ -50,9 +50,12 @@ public:
     // restores the fixed folders.
     static void setToolDirectoriesForTesting(const QStringList& directories);
 
-    // A command for display: arguments holding a space are wrapped in double
-    // quotes, nothing else is escaped.
+    // A command for display that, pasted into a POSIX shell, runs exactly this
+    // command: each argument as `shellWord` gives it, joined with spaces.
     static QString commandLineString(const QString& ffmpegPath, const QStringList& arguments);
+    // One argument as a shell word: bare when every character is one of
+    // A-Za-z0-9_./:=,+@%- (and it is not empty), otherwise in single quotes.
+    static QString shellWord(const QString& argument);
 
     // --- Probes ---
 
@@ -60,11 +63,29 @@ public:
     static QCoro::Task<std::optional<double>> probeDurationSeconds(QString path);
     // Upper case, without a leading "0X", comparable with a CLIP XML clip ID.
     static QCoro::Task<std::optional<QString>> materialPackageUMID(QString path);
+    // A single-value probe's answer, and whether ffprobe was ended for taking
+    // too long, which the pairing reports.
+    struct ProbeAnswer
+    {
+        std::optional<QString> value;
+        bool timedOut = false;
+    };
+    static QCoro::Task<ProbeAnswer> probeMaterialPackageUMID(QString path);
     static QCoro::Task<std::optional<QString>> modificationDate(QString path);
     static QCoro::Task<std::optional<QString>> sourceTimecode(QString videoPath);
     // True when ffprobe cannot tell: an output is not failed merely because it
     // cannot be inspected.
     static QCoro::Task<bool> hasAudioStream(QString path);
+    // The frames of a movie's first video stream as its header counts them,
+    // and their rate; nothing when ffprobe cannot tell.
+    struct VideoFrames
+    {
+        qint64 frames = 0;
+        double rate = 0;
+    };
+    static QCoro::Task<std::optional<VideoFrames>> videoFrames(QString path);
+    // Reads ffprobe's "avg_frame_rate=N/D" and "nb_frames=N" lines.
+    static std::optional<VideoFrames> parseVideoFrames(QStringView text);
 
     // --- Levels ---
 
@@ -106,6 +127,9 @@ public:
 
     // The hidden file a conversion to `outputPath` writes first.
     static QString temporaryPath(const QString& outputPath);
+    // Removes what interrupted conversions left in `folder`: hidden files named
+    // like a temporary of a movie (".NAME.mov.partial"), nothing else.
+    static void removeStaleTemporaries(const QString& folder);
 
     // Reads the time reached from a chunk of `-progress` output; the last line
     // that carries one wins.

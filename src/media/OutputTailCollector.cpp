@@ -16,6 +16,7 @@ void OutputTailCollector::append(QByteArrayView chunk)
         if (text_.at(cut).isLowSurrogate())
             ++cut;
         text_.remove(0, cut);
+        cut_ = true;
     }
 }
 
@@ -23,4 +24,13 @@ QString OutputTailCollector::text() const
 {
     const QMutexLocker locker(&lock_);
     return text_;
+}
+
+QString OutputTailCollector::wholeLines() const
+{
+    const QMutexLocker locker(&lock_);
+    if (!cut_)
+        return text_;
+    const qsizetype end = text_.indexOf(u'\n');
+    return end < 0 ? QString() : text_.mid(end + 1);
 }

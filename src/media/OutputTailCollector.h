@@ -16,8 +16,12 @@ public:
     void append(QByteArrayView chunk);
 
     QString text() const;
+    // The tail from its first whole line on: once the front has been cut, the
+    // first line is a fragment that could read as a message of its own.
+    QString wholeLines() const;
 
 private:
     mutable QMutex lock_;
     QString text_;
+    bool cut_ = false;
 };

@@ -1,5 +1,7 @@
 #include "media/ProcessRunner.h"
 
+#include "media/ToolLimits.h"
+
 #include <csignal>
 #if defined(Q_OS_LINUX)
 #include <sys/prctl.h>
@@ -8,7 +10,8 @@
 #include <unistd.h>
 #endif
 
-#include <QCoroSignal>
+#include <coroutine>
+#include <QTimer>
 
 QList<QByteArray> LineSplitter::feed(const QByteArray& bytes)
 {
@@ -31,6 +34,39 @@ QList<QByteArray> LineSplitter::finish()
         return {};
     return {std::exchange(pending_, {})};
 }
+
+namespace {
+
+// Suspends a coroutine until `process` changes state. QProcess declares
+// stateChanged with a private tag argument that qCoro's signal awaiter would
+// bind a reference to although Qt never passes one; this awaiter takes no
+// argument of the signal at all. The coroutine resumes from the event loop,
+// not inside the signal: a failed start emits errorOccurred after the state
+// change, and a coroutine resumed at once could free the process first.
+class StateChange
+{
+public:
+    explicit StateChange(QProcess& process) : process_(process) {}
+
+    bool await_ready() const noexcept { return false; }
+
+    void await_suspend(std::coroutine_handle<> waiting)
+    {
+        connection_ = QObject::connect(&process_, &QProcess::stateChanged, &process_,
+                                       [connection = &connection_, process = &process_, waiting] {
+                                           QObject::disconnect(*connection);
+                                           QTimer::singleShot(0, process, [waiting] { waiting.resume(); });
+                                       });
+    }
+
+    void await_resume() const noexcept {}
+
+private:
+    QProcess& process_;
+    QMetaObject::Connection connection_;
+};
+
+} // namespace
 
 ProcessRunner::ProcessRunner(QString program, QStringList arguments)
     : program_(std::move(program)), arguments_(std::move(arguments))
@@ -56,6 +92,7 @@ ProcessRunner::ProcessRunner(QString program, QStringList arguments)
 QCoro::Task<ProcessResult> ProcessRunner::query(QString program, QStringList arguments, Stream stream)
 {
     ProcessRunner runner(std::move(program), std::move(arguments));
+    runner.setTimeLimit(ToolLimits::current().query);
     runner.discard(stream == Stream::standardOutput ? Stream::standardError : Stream::standardOutput);
     co_return co_await runner.run();
 }
@@ -63,6 +100,21 @@ QCoro::Task<ProcessResult> ProcessRunner::query(QString program, QStringList arg
 void ProcessRunner::setLinesHandler(Stream stream, LinesHandler handler)
 {
     handlers_[int(stream)] = std::move(handler);
+}
+
+void ProcessRunner::setTimeLimit(std::chrono::milliseconds limit)
+{
+    timeLimit_ = limit;
+}
+
+void ProcessRunner::stop()
+{
+    process_.terminate();
+    // A tool stuck in the kernel or deaf to the polite signal is killed.
+    QTimer::singleShot(ToolLimits::current().terminationGrace, &process_, [process = &process_] {
+        if (process->state() != QProcess::NotRunning)
+            process->kill();
+    });
 }
 
 void ProcessRunner::discard(Stream stream)
@@ -94,12 +146,23 @@ QCoro::Task<ProcessResult> ProcessRunner::run()
     connectHandler(Stream::standardError);
 
     process_.start(program_, arguments_, QIODevice::ReadOnly);
+    QTimer limit;
+    if (timeLimit_.count() > 0) {
+        limit.setSingleShot(true);
+        QObject::connect(&limit, &QTimer::timeout, &process_, [this] {
+            timedOut_ = true;
+            stop();
+        });
+        limit.start(timeLimit_);
+    }
     // The state leaves Starting/Running both when the child could not be
     // started and when it ended, so one wait covers both. The state is checked
     // before every wait, so no change can slip by between two waits. By the
     // time it reads NotRunning, Qt has drained both pipes into the handlers.
-    while (process_.state() != QProcess::NotRunning)
-        co_await qCoro(&process_, &QProcess::stateChanged);
+    while (process_.state() != QProcess::NotRunning) {
+        StateChange change(process_);
+        co_await change;
+    }
 
     for (int i = 0; i < 2; ++i) {
         QObject::disconnect(connections_[i]);
@@ -112,6 +175,7 @@ QCoro::Task<ProcessResult> ProcessRunner::run()
         result.errorString = process_.errorString();
         co_return result;
     }
+    result.timedOut = timedOut_;
     result.ending = process_.exitStatus() == QProcess::CrashExit ? ProcessResult::Ending::signalled
                                                                  : ProcessResult::Ending::exited;
     result.status = process_.exitCode();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <QByteArray>
 #include <QCoroTask>
@@ -37,6 +38,8 @@ struct ProcessResult
     int status = 0;
     // Why the child could not be started.
     QString errorString;
+    // The child was ended because it ran past its time limit.
+    bool timedOut = false;
     // Whatever the child wrote to a stream that had no line handler.
     QByteArray standardOutput;
     QByteArray standardError;
@@ -62,10 +65,13 @@ public:
     ProcessRunner& operator=(const ProcessRunner&) = delete;
 
     // Runs a short-lived query and gives back `stream` whole; the other stream
-    // is discarded so it can never reach the application's console.
+    // is discarded so it can never reach the application's console. A query
+    // still running after ToolLimits' query limit is ended.
     static QCoro::Task<ProcessResult> query(QString program, QStringList arguments, Stream stream);
 
     void setLinesHandler(Stream stream, LinesHandler handler);
+    // Ends the child once it has run this long (none when zero or less).
+    void setTimeLimit(std::chrono::milliseconds limit);
 
     // Starts the child and suspends until it has ended. Handlers are detached
     // before this returns.
@@ -74,6 +80,9 @@ public:
     // Politely asks the child to end. Safe from any thread while the runner is
     // alive: the request is queued to the thread the process lives on.
     void terminate();
+    // Asks the child to end and kills it when it has not within ToolLimits'
+    // grace. Only on the thread the runner lives on.
+    void stop();
 
 private:
     void discard(Stream stream);
@@ -85,4 +94,6 @@ private:
     LinesHandler handlers_[2];
     LineSplitter splitters_[2];
     QMetaObject::Connection connections_[2];
+    std::chrono::milliseconds timeLimit_{0};
+    bool timedOut_ = false;
 };

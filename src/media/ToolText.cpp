@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <QFileInfo>
 #include <QStringDecoder>
 
 namespace ToolText {
@@ -47,6 +48,24 @@ QString shortestDecimal(double value)
     if (!text.contains(u'.'))
         text += QStringLiteral(".0");
     return text;
+}
+
+QString toolPath(const QString& path)
+{
+    return QFileInfo(path).absoluteFilePath();
+}
+
+QString lastMeaningfulLines(QStringView output, int count)
+{
+    QStringList lines;
+    const QList<QStringView> all = output.split(u'\n');
+    for (auto line = all.crbegin(); line != all.crend() && lines.size() < count; ++line) {
+        const QStringView text = line->trimmed();
+        if (text.isEmpty() || text.startsWith(u"frame=") || text.startsWith(u"size="))
+            continue;
+        lines.prepend(text.toString());
+    }
+    return lines.join(QStringLiteral(" \u2014 "));
 }
 
 } // namespace ToolText

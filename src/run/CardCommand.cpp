@@ -1,6 +1,9 @@
 #include "run/CardCommand.h"
 
+#include <cerrno>
+#include <QFile>
 #include <QFileInfo>
+#include <sys/stat.h>
 
 namespace CardCommand {
 
@@ -37,10 +40,34 @@ std::optional<QString> parseArguments(const QString& command, const QStringList&
         return usageError(command, QStringLiteral("no card folder given"));
     if (folders.size() > 1)
         return usageError(command, QStringLiteral("one card folder at a time, not %1").arg(folders.size()));
-    if (!QFileInfo(folders.first()).isDir())
+    if (!QFileInfo(folders.first()).isDir()) {
+        struct stat status;
+        if (::stat(QFile::encodeName(folders.first()).constData(), &status) != 0 && errno == ENAMETOOLONG)
+            return usageError(
+                command, QStringLiteral("“%1” is a longer path than the system allows").arg(folders.first()));
         return usageError(command, QStringLiteral("“%1” is not a folder").arg(folders.first()));
-    cardFolder = folders.first();
+    }
+    // Absolute from here on: reports name the card's files in full, and no
+    // name handed to a tool can pass for an option or a protocol.
+    cardFolder = QFileInfo(folders.first()).absoluteFilePath();
     return std::nullopt;
+}
+
+QString forTerminal(QString text)
+{
+    static const std::pair<QLatin1String, QLatin1String> replacements[] = {
+        {QLatin1String("See \"View Pairing Details\", or enable unsafe fallback pairing in Settings."),
+         QLatin1String("See tolvane-cli scan, or add --allow-unsafe-fallback.")},
+        {QLatin1String("check \"View Pairing Details\"."), QLatin1String("check tolvane-cli scan.")},
+        {QLatin1String("Enable \"Allow unsafe fallback pairing\" in Settings to include this clip."),
+         QLatin1String("Add --allow-unsafe-fallback to include this clip.")},
+        {QLatin1String("(enable it in Settings)"), QLatin1String("(add --allow-unsafe-fallback)")},
+        {QLatin1String("because \"Allow unsafe fallback pairing\" is off"),
+         QLatin1String("because --allow-unsafe-fallback was not given")},
+    };
+    for (const auto& [window, terminal] : replacements)
+        text.replace(window, terminal);
+    return text;
 }
 
 } // namespace CardCommand

@@ -31,8 +31,15 @@ std::optional<QString> optionValue(const QString& name, const QStringList& argum
 
 // Finds the one card folder among `arguments` and hands every option before
 // "--" to `takeOption`, so a folder whose name starts with a dash can follow
-// "--". Gives the usage error to show, or nothing with `cardFolder` set.
+// "--". Gives the usage error to show, or nothing with `cardFolder` set
+// to the folder's absolute path.
 std::optional<QString> parseArguments(const QString& command, const QStringList& arguments,
                                       const TakeOption& takeOption, QString& cardFolder);
+
+// `text` as the terminal shows it: where a status line or pairing note points
+// at a control of the window ("View Pairing Details", the unsafe-fallback
+// setting), it names the command line's own (`tolvane-cli scan`,
+// `--allow-unsafe-fallback`) instead.
+QString forTerminal(QString text);
 
 } // namespace CardCommand

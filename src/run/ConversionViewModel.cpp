@@ -28,6 +28,16 @@ QString plural(qsizetype count)
     return count == 1 ? QString() : QStringLiteral("s");
 }
 
+// What of the card could not be read, after the card summary: nothing that
+// could not be read may pass for a card without it.
+QString unreadableStatus(const P2CardStructure& structure)
+{
+    QString status;
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        status += QLatin1Char(' ') + P2Scanner::unreadableSentence(entry);
+    return status;
+}
+
 // The elapsed time is refreshed this often while a run is under way.
 constexpr int elapsedIntervalMs = 250;
 
@@ -172,7 +182,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
 
     if (structure.videoFiles.isEmpty()) {
-        update(m_scanErrorMessage, std::optional(P2Scanner::noVideoMessage()),
+        update(m_scanErrorMessage, std::optional(P2Scanner::noVideoMessage(structure)),
                &ConversionViewModel::scanErrorMessageChanged);
         setPhase(Phase::idle);
         setStatusMessage(readyMessage);
@@ -190,7 +200,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     QString status = scannedStatus(m_clips, m_excludedClipCount);
     if (!m_joinedShots.isEmpty())
         status += QLatin1Char(' ') + joinedShotsSentence(m_joinedShots);
-    setStatusMessage(status);
+    setStatusMessage(status + unreadableStatus(structure));
 }
 
 QString ConversionViewModel::scannedStatus(const QList<P2Clip>& clips, qint64 excludedCount)
@@ -260,11 +270,20 @@ void ConversionViewModel::start()
             OutputFolderNamer::availableURL(QDir::cleanPath(m_settings.outputFolderPath()), name);
     }
     const QString folder = *m_currentRunOutputFolder;
+    // A card is only ever read: movies and reports written into it could
+    // fill it or be taken for its own files by the camera.
+    if (m_cardStructure && FileSystemUtilities::isWithin(folder, m_cardStructure->rootURL)) {
+        setStatusMessage(outputInsideCardMessage(folder));
+        m_currentRunOutputFolder.reset();
+        return;
+    }
     if (const std::optional<QString> failure = FileSystemUtilities::createDirectories(folder)) {
         setStatusMessage(QStringLiteral("Could not create output folder: %1").arg(oneLine(*failure)));
         return;
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
+    // An interrupted run of this folder may have left gigabytes of half a movie.
+    FFmpegService::removeStaleTemporaries(folder);
 
     const QList<std::shared_ptr<ConversionJob>> jobs =
         makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
@@ -275,9 +294,12 @@ void ConversionViewModel::start()
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
     m_ffmpegErrorLines.clear();
+    m_reportWriteFailures.clear();
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setPhase(Phase::converting);
-    setStatusMessage(QStringLiteral("Converting…"));
+    const std::optional<QString> offsetWarning = m_settings.audioOffsetWarning();
+    setStatusMessage(QStringLiteral("Converting…") +
+                     (offsetWarning ? QLatin1Char(' ') + *offsetWarning : QString()));
 
     m_startClock.emplace();
     m_startClock->start();
@@ -348,15 +370,21 @@ QList<std::shared_ptr<ConversionJob>> ConversionViewModel::makeJobs(const QList<
         for (const P2Clip& piece : shot.pieces)
             shotOfPiece.insert(piece.id, &shot);
 
-    QList<std::shared_ptr<ConversionJob>> jobs;
+    QList<const P2Clip*> heads;
+    QStringList baseNames;
     for (const P2Clip& clip : clips) {
         const SpannedShot* shot = shotOfPiece.value(clip.id);
         if (shot && shot->top().id != clip.id)
             continue;
-        const QString output =
-            ExportFilename::uniqueOutputURL(clip.outputFilename(prefixWithOrderNumber), folder);
-        jobs.append(shot ? std::make_shared<ConversionJob>(*shot, output)
-                         : std::make_shared<ConversionJob>(clip, output));
+        heads.append(&clip);
+        baseNames.append(clip.outputFilename(prefixWithOrderNumber));
+    }
+    const QStringList outputs = ExportFilename::uniqueOutputURLs(baseNames, folder);
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    for (qsizetype i = 0; i < heads.size(); ++i) {
+        const SpannedShot* shot = shotOfPiece.value(heads.at(i)->id);
+        jobs.append(shot ? std::make_shared<ConversionJob>(*shot, outputs.at(i))
+                         : std::make_shared<ConversionJob>(*heads.at(i), outputs.at(i)));
     }
     return jobs;
 }
@@ -482,6 +510,13 @@ QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
     return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
+QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
+{
+    return QStringLiteral("The output folder “%1” is inside the card. Choose a folder outside the card: "
+                          "nothing is ever written to a card.")
+        .arg(folder);
+}
+
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
 {
     if (summary.failed >= 1)
@@ -509,7 +544,8 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
 
-    LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder);
+    addReportWriteFailures(
+        LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
@@ -539,11 +575,24 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
     // would destroy the lambda's captured texts twice.
-    QFuture<void> written = QtConcurrent::run([report, path] { LogWriter::writeText(report, path); });
-    co_await written;
+    QFuture<std::optional<QString>> written =
+        QtConcurrent::run([report, path] { return LogWriter::writeText(report, path); });
+    const std::optional<QString> failure = co_await written;
+    // A later run has a status line of its own.
+    if (self && failure && self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
+        self->addReportWriteFailures({LogWriter::writeFailure(LogWriter::debugReportFilename, *failure)});
     if (self)
         self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
                      &ConversionViewModel::debugReportGenerationTickChanged);
+}
+
+void ConversionViewModel::addReportWriteFailures(const QStringList& failures)
+{
+    if (failures.isEmpty() || !m_summary)
+        return;
+    m_reportWriteFailures.append(failures);
+    setStatusMessage(LogWriter::writeFailuresSentence(m_reportWriteFailures) + QLatin1Char(' ') +
+                     summarySentence(*m_summary));
 }
 
 void ConversionViewModel::revealOutputFolder()

@@ -112,6 +112,8 @@ public:
     bool ffmpegAvailable() const { return m_ffmpegAvailable; }
     bool isGeneratingDebugReport() const { return m_isGeneratingDebugReport; }
     int debugReportGenerationTick() const { return m_debugReportGenerationTick; }
+    // The reports of the last run that could not be written, as "NAME (reason)".
+    const QStringList& reportWriteFailures() const { return m_reportWriteFailures; }
 
     QVariant scanErrorMessageValue() const;
     QVariant estimatedRemainingValue() const;
@@ -172,6 +174,8 @@ public:
     // The status line when a run cannot start because ffmpeg is missing, with
     // the install command of `platform`.
     static QString ffmpegMissingMessage(const PlatformFacts& platform = Platform::current());
+    // The status line when a run would write into the card it converts.
+    static QString outputInsideCardMessage(const QString& folder);
     // The status sentence that ends a run.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,
@@ -255,6 +259,9 @@ private:
     void setGeneratingDebugReport(bool generating);
     void recomputeOverallProgress();
     void updateElapsed();
+    // Records reports of the finished run that could not be written and puts
+    // them first on the status line.
+    void addReportWriteFailures(const QStringList& failures);
     // The derived values, re-announced after any of their inputs changed.
     void announceDerived();
 
@@ -300,6 +307,7 @@ private:
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
     QStringList m_ffmpegErrorLines;
+    QStringList m_reportWriteFailures;
 
     // The newest scan or re-pairing and the open folder chooser. Replaced work
     // runs on to its end and frees itself; it reaches the driver only through

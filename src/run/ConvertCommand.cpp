@@ -1,5 +1,9 @@
 #include "run/ConvertCommand.h"
 
+#include "base/DisplayText.h"
+#include "base/Platform.h"
+#include "card/P2Scanner.h"
+#include "media/FFmpegService.h"
 #include "media/ProResProfile.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
@@ -108,6 +112,13 @@ void writeOut(const QString& text)
     std::fflush(stdout);
 }
 
+void writeError(const QString& text)
+{
+    const QByteArray bytes = DisplayText::escapedLines(text).toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
+    std::fflush(stderr);
+}
+
 // Columns of the terminal on standard output, or nothing when unknown.
 std::optional<int> terminalWidth()
 {
@@ -146,9 +157,13 @@ class RunConsole : public QObject
 
 public:
     RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts)
-        : m_driver(driver), m_terminal(isatty(STDOUT_FILENO) == 1)
+        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1)
     {
         connect(&interrupts, &InterruptWatcher::interrupted, this, &RunConsole::interrupt);
+        for (const auto changed :
+             {&ConversionViewModel::currentClipNameChanged, &ConversionViewModel::completedCountChanged,
+              &ConversionViewModel::phaseChanged})
+            connect(&driver, changed, this, &RunConsole::followRunningClip);
         connect(&driver, &ConversionViewModel::jobsChanged, this, [this] { m_nextJobToPrint = 0; });
         connect(&driver, &ConversionViewModel::completedCountChanged, this, [this] {
             printFinishedJobs();
@@ -176,7 +191,7 @@ public:
     void printLine(const QString& line)
     {
         clearProgressLine();
-        writeOut(line + QLatin1Char('\n'));
+        writeOut(DisplayText::escapedLines(CardCommand::forTerminal(line)) + QLatin1Char('\n'));
         redraw(true);
     }
 
@@ -207,6 +222,20 @@ private:
             std::fflush(stdout);
             _exit(InterruptWatcher::interruptedExitStatus);
         }
+    }
+
+    // A second Ctrl-C ends the program at once; it then removes the running
+    // clip's half-written movie, which would otherwise stay behind hidden.
+    void followRunningClip()
+    {
+        QString partial;
+        if (m_driver.isConverting()) {
+            for (const std::shared_ptr<ConversionJob>& job : m_driver.jobs()) {
+                if (job->status().kind == ClipStatus::Kind::converting)
+                    partial = FFmpegService::temporaryPath(job->outputURL());
+            }
+        }
+        m_interrupts.setFileToRemoveOnExit(partial);
     }
 
     void printFinishedJobs()
@@ -248,6 +277,7 @@ private:
     }
 
     ConversionViewModel& m_driver;
+    InterruptWatcher& m_interrupts;
     const bool m_terminal;
     qsizetype m_nextJobToPrint = 0;
     qsizetype m_shownWidth = 0;
@@ -255,6 +285,12 @@ private:
     bool m_cancelRequested = false;
     bool m_stopWaiting = false;
 };
+
+QString ffprobeMissingMessage()
+{
+    return QStringLiteral("ffprobe was not found. Install it with: %1")
+        .arg(Platform::current().ffmpegInstallCommand);
+}
 
 QString helpText()
 {
@@ -280,10 +316,10 @@ QString helpText()
                           "               a second Ctrl-C stops at once.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
                           "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
-                          "               the run was cancelled or no clip could be converted, 2 on a\n"
-                          "               usage error, when the folder holds no video MXF file, when\n"
-                          "               ffmpeg is missing or the output folder cannot be created,\n"
-                          "               130 after a second Ctrl-C.\n")
+                          "               a report could not be written, the run was cancelled or no\n"
+                          "               clip could be converted, 2 on a usage error, when the folder\n"
+                          "               holds no video MXF file, when ffmpeg is missing or the output\n"
+                          "               folder cannot be created, 130 after a second Ctrl-C.\n")
         .arg(SettingsStore::defaultOutputBase());
 }
 
@@ -309,7 +345,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     InterruptWatcher interrupts;
     RunConsole console(driver, interrupts);
 
-    driver.scan(QFileInfo(cardFolder).absoluteFilePath());
+    driver.scan(cardFolder);
     while (driver.phase() == Phase::scanning)
         co_await qCoro(&driver, &ConversionViewModel::phaseChanged);
     if (const std::optional<QString>& noVideo = driver.scanErrorMessage())
@@ -317,6 +353,14 @@ QCoro::Task<Outcome> run(QStringList arguments)
     if (!driver.ffmpegAvailable())
         co_return Outcome{usageOrCannotRun, QString(),
                           ConversionViewModel::ffmpegMissingMessage() + QLatin1Char('\n')};
+    // Without ffprobe no clip can be verified or its movie checked.
+    if (!FFmpegService::resolvedFFprobePath())
+        co_return Outcome{usageOrCannotRun, QString(), ffprobeMissingMessage() + QLatin1Char('\n')};
+    // What could not be read is said on standard error before anything else.
+    QString unreadable;
+    for (const FileSystemUtilities::Unreadable& entry : driver.cardStructure()->unreadable)
+        unreadable += P2Scanner::unreadableSentence(entry) + QLatin1Char('\n');
+    writeError(unreadable);
     if (driver.clips().isEmpty())
         co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
     console.printLine(driver.statusMessage());
@@ -331,9 +375,16 @@ QCoro::Task<Outcome> run(QStringList arguments)
 
     const ConversionSummary& summary = *driver.summary();
     const bool everyClipConverted = summary.failed == 0 && !console.cancelRequested();
-    co_return Outcome{everyClipConverted ? allConverted : notAllConverted,
+    // A run whose reports are missing has not left what it promised.
+    const QStringList& unwritten = driver.reportWriteFailures();
+    QString warnings;
+    if (const std::optional<QString> offsetWarning = settings.audioOffsetWarning())
+        warnings += *offsetWarning + QLatin1Char('\n');
+    if (!unwritten.isEmpty())
+        warnings += LogWriter::writeFailuresSentence(unwritten) + QLatin1Char('\n');
+    co_return Outcome{everyClipConverted && unwritten.isEmpty() ? allConverted : notAllConverted,
                       driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n'),
-                      QString()};
+                      warnings};
 }
 
 } // namespace ConvertCommand

@@ -24,6 +24,9 @@ using Outcome = CardCommand::Outcome;
 // The command's help, shown by `tolvane-cli --help`.
 QString helpText();
 
+// What the command says when ffmpeg is there but ffprobe is not.
+QString ffprobeMissingMessage();
+
 // Scans, pairs and converts the folder the arguments name. Progress and one
 // line per finished clip are printed while it runs; the outcome's standard
 // output is the closing status sentence and the output folder. Ctrl-C cancels

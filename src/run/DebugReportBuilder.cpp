@@ -1,5 +1,6 @@
 #include "run/DebugReportBuilder.h"
 
+#include "base/DisplayText.h"
 #include "card/ShootOrder.h"
 #include "media/BoundedTasks.h"
 #include "media/FFmpegService.h"
@@ -13,6 +14,16 @@
 namespace DebugReportBuilder {
 
 namespace {
+
+// The lines of one block, each on a line of its own whatever a card's names
+// and tags hold: control characters are shown escaped, so a name cannot add
+// lines to the report or reach a terminal that shows it.
+QString shownLines(QStringList lines)
+{
+    for (QString& line : lines)
+        line = DisplayText::escaped(line);
+    return lines.join(u'\n');
+}
 
 // The same threshold the level summary uses to flag a probably unused input.
 constexpr double noiseFloorDB = -55.0;
@@ -241,7 +252,7 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
         FFmpegService::buildArguments(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, timecode,
                                       QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
-    return lines.join(u'\n');
+    return shownLines(std::move(lines));
 }
 
 QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& timecode,
@@ -263,7 +274,7 @@ QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& t
     const QStringList arguments = FFmpegService::buildJoinArguments(
         pieces, audioOffsetSeconds, profile, timecode, QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
-    return lines.join(u'\n');
+    return shownLines(std::move(lines));
 }
 
 QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
@@ -317,7 +328,7 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
         if (const SpannedShot* shot = shotOfPiece.value(clip.id)) {
             // A piece is never converted on its own: its command would mislead.
             block.truncate(block.lastIndexOf(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:")));
-            block += QStringLiteral("PIECE OF JOINED SHOT: ") + shot->name() +
+            block += QStringLiteral("PIECE OF JOINED SHOT: ") + DisplayText::escaped(shot->name()) +
                      QStringLiteral(" — converted by the shot's command below");
         }
         lines.append(block);
@@ -338,8 +349,9 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
     QStringList excluded;
     for (const PairingReportEntry& entry : allEntries) {
         if (!entry.included)
-            excluded.append(QStringLiteral("  ") + entry.clipName + QStringLiteral(": ") +
-                            valueOr(entry.note, QStringLiteral("no verified pairing")));
+            excluded.append(DisplayText::escaped(QStringLiteral("  ") + entry.clipName +
+                                                 QStringLiteral(": ") +
+                                                 valueOr(entry.note, QStringLiteral("no verified pairing"))));
     }
     if (!excluded.isEmpty()) {
         if (clips.isEmpty())

@@ -75,7 +75,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
 
     const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
-        co_return Outcome{usageOrUnusableCard, QString(), P2Scanner::noVideoMessage() + QLatin1Char('\n')};
+        co_return Outcome{usageOrUnusableCard, QString(),
+                          P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};
     // The report names the exact ffmpeg command of each clip, so it needs ffmpeg.
     if (!FFmpegService::resolvedFFmpegPath())
         co_return Outcome{usageOrUnusableCard, QString(),

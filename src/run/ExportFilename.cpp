@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
 
 namespace ExportFilename {
 
@@ -32,6 +33,22 @@ QString uniqueOutputURL(const QString& baseFilename, const QString& folder, cons
             return candidate;
     }
     return base;
+}
+
+QStringList uniqueOutputURLs(const QStringList& baseFilenames, const QString& folder,
+                             const LocationTaken& taken)
+{
+    QSet<QString> claimed;
+    const LocationTaken takenInRun = [&claimed, &taken](const QString& path) {
+        return claimed.contains(path.toCaseFolded()) || taken(path);
+    };
+    QStringList locations;
+    locations.reserve(baseFilenames.size());
+    for (const QString& base : baseFilenames) {
+        locations.append(uniqueOutputURL(base, folder, takenInRun));
+        claimed.insert(locations.last().toCaseFolded());
+    }
+    return locations;
 }
 
 bool locationTaken(const QString& path)

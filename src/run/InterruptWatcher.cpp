@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <QFile>
 #include <unistd.h>
 
 namespace {
@@ -11,15 +12,20 @@ namespace {
 // Shared with the handler, which may touch nothing else.
 std::atomic<int> interruptCount{0};
 std::atomic<int> pipeWriteEnd{-1};
+std::atomic<const char*> fileToRemove{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs lock-free atomics");
+static_assert(std::atomic<const char*>::is_always_lock_free, "the signal handler needs lock-free atomics");
 
 constexpr int watchedSignals[] = {SIGINT, SIGTERM};
 struct sigaction previousActions[std::size(watchedSignals)];
 
 extern "C" void onInterrupt(int)
 {
-    if (interruptCount.fetch_add(1) >= 1)
+    if (interruptCount.fetch_add(1) >= 1) {
+        if (const char* path = fileToRemove.load())
+            unlink(path);
         _exit(InterruptWatcher::interruptedExitStatus);
+    }
     const int savedErrno = errno;
     const char byte = 1;
     // A full pipe already holds a wake-up for the event loop.
@@ -49,8 +55,19 @@ InterruptWatcher::InterruptWatcher(QObject* parent) : QObject(parent)
         sigaction(watchedSignals[i], &action, &previousActions[i]);
 }
 
+void InterruptWatcher::setFileToRemoveOnExit(const QString& path)
+{
+    if (path.isEmpty()) {
+        fileToRemove.store(nullptr);
+        return;
+    }
+    m_filesToRemove.append(QFile::encodeName(path));
+    fileToRemove.store(m_filesToRemove.last().constData());
+}
+
 InterruptWatcher::~InterruptWatcher()
 {
+    fileToRemove.store(nullptr);
     for (std::size_t i = 0; i < std::size(watchedSignals); ++i)
         sigaction(watchedSignals[i], &previousActions[i], nullptr);
     m_notifier.reset();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <QByteArray>
+#include <QList>
 #include <QObject>
 #include <QSocketNotifier>
 
@@ -8,7 +10,9 @@
 // command-line run can stop the way the Cancel button stops it. The handler
 // only writes one byte to a pipe that the event loop watches, which is safe
 // to do inside a signal handler. The second interrupt ends the process at
-// once with status 130, as a shell expects from a program stopped by Ctrl-C.
+// once with status 130, as a shell expects from a program stopped by Ctrl-C,
+// after removing the file named by `setFileToRemoveOnExit` (the half-written
+// movie of the running clip).
 //
 // One watcher at a time; it restores the previous handlers when destroyed.
 class InterruptWatcher : public QObject
@@ -21,6 +25,11 @@ public:
     explicit InterruptWatcher(QObject* parent = nullptr);
     ~InterruptWatcher() override;
 
+    // The file the second interrupt removes before the process ends; an empty
+    // path names none. Kept ready here because the signal handler may only
+    // call unlink on a path it already holds.
+    void setFileToRemoveOnExit(const QString& path);
+
 signals:
     // The first interrupt, delivered by the event loop.
     void interrupted();
@@ -29,5 +38,8 @@ private:
     void drain();
 
     int m_readEnd = -1;
+    // Every path handed to the handler stays alive as long as the watcher, so
+    // the handler never reads one that is being freed.
+    QList<QByteArray> m_filesToRemove;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };

@@ -33,19 +33,29 @@ QString failedReportLine(const QString& clipName, const QString& message,
 QString errorLine(const QString& clipName, const QString& message);
 
 // Writes `text` as UTF-8 to `path`, replacing an existing file in one step.
-// Returns the reason when it could not; nothing when it was written.
+// Returns the reason when it could not; nothing when it was written. A write
+// that fails part-way (a full disk) leaves the old file, or none, never a
+// truncated one under the final name.
 std::optional<QString> writeText(const QString& text, const QString& path);
 
+// One file that could not be written, as the status line names it:
+// "NAME (reason)".
+QString writeFailure(const QString& filename, const QString& reason);
+
 // Writes the lines, each ending with a line feed, to `folder`/`filename`; an
-// empty list writes nothing. False only when a file could not be written.
-bool writeIfNonEmpty(const QStringList& lines, const QString& filename, const QString& folder);
+// empty list writes nothing. The failure, when the file could not be written.
+std::optional<QString> writeIfNonEmpty(const QStringList& lines, const QString& filename,
+                                       const QString& folder);
 
 // The end-of-run logs: CONVERSION_REPORT.txt when there are report lines, then
 // PAIRING_REPORT.txt when the pairing report is not empty, then
 // FFMPEG_ERRORS.txt when there are error lines. A file that cannot be written
-// is simply missing and the others are still written; the result is false
-// when that happened, for callers that want to say so.
-bool write(const QStringList& conversionReportLines, const QString& pairingReportText,
-           const QStringList& ffmpegErrorLines, const QString& folder);
+// does not stop the others; the failures come back, in that order.
+QStringList write(const QStringList& conversionReportLines, const QString& pairingReportText,
+                  const QStringList& ffmpegErrorLines, const QString& folder);
+
+// The sentence that leads the status line when reports could not be written:
+// "Could not write NAME (reason), NAME (reason)."; empty when none failed.
+QString writeFailuresSentence(const QStringList& failures);
 
 } // namespace LogWriter

@@ -1,5 +1,7 @@
 #include "run/ProgressText.h"
 
+#include "base/DisplayText.h"
+
 #include <cmath>
 #include <QtGlobal>
 
@@ -33,7 +35,8 @@ QString progressLine(const Snapshot& snapshot)
     return (snapshot.cancelling ? QStringLiteral("Cancelling…") : QStringLiteral("Converting")) +
            QStringLiteral(" %1 / %2").arg(snapshot.completedCount).arg(snapshot.totalCount) + separator +
            percentText(snapshot.overallProgress) + separator +
-           (snapshot.currentClipName.isEmpty() ? QStringLiteral("Preparing…") : snapshot.currentClipName) +
+           (snapshot.currentClipName.isEmpty() ? QStringLiteral("Preparing…")
+                                               : DisplayText::escaped(snapshot.currentClipName)) +
            separator + QStringLiteral("Elapsed ") + formatted(snapshot.elapsed) + separator +
            QStringLiteral("Remaining ") +
            (snapshot.estimatedRemaining ? formatted(*snapshot.estimatedRemaining)

@@ -5,9 +5,11 @@
 #include "card/PairingReport.h"
 #include "media/ProbeCache.h"
 
+#include <cstdio>
 #include <QCoroFuture>
 #include <QElapsedTimer>
 #include <QtConcurrent>
+#include <unistd.h>
 
 namespace ScanCommand {
 
@@ -32,6 +34,13 @@ double secondsSince(const QElapsedTimer& clock)
     return static_cast<double>(clock.nsecsElapsed()) / 1e9;
 }
 
+void writeError(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
+    std::fflush(stderr);
+}
+
 } // namespace
 
 QString timingsText(const Timings& timings)
@@ -48,6 +57,11 @@ QString timingsText(const Timings& timings)
              count(timings.answersFromMemory, QStringLiteral("answer")));
 }
 
+QString probeProgressLine(qsizetype done, qsizetype total)
+{
+    return QStringLiteral("Reading UMIDs %1 / %2").arg(done).arg(total);
+}
+
 QString helpText()
 {
     return QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n"
@@ -57,6 +71,8 @@ QString helpText()
                           "               Nothing is converted; the card is only read.\n"
                           "               With --allow-unsafe-fallback, clips that cannot be verified\n"
                           "               are paired by file name, then by sort order, marked UNSAFE.\n"
+                          "               On a terminal, a line on standard error counts the files\n"
+                          "               whose UMID has been read.\n"
                           "               With --timings, standard error tells how long each stage\n"
                           "               took, how many files were read natively and how many\n"
                           "               facts fell back to ffprobe.\n"
@@ -90,15 +106,28 @@ QCoro::Task<Outcome> run(QStringList arguments)
     clock.start();
     const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
-        co_return Outcome{usageOrNoVideo, QString(), P2Scanner::noVideoMessage() + QLatin1Char('\n')};
+        co_return Outcome{usageOrNoVideo, QString(),
+                          P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};
     timings.walkSeconds = secondsSince(clock);
 
+    // A large card takes a while to read: a terminal sees the count go up.
+    qsizetype shownWidth = 0;
+    P2MetadataParser::ProbeProgress progress;
+    if (isatty(STDERR_FILENO) == 1)
+        progress = [&shownWidth](qsizetype done, qsizetype total) {
+            const QString line = probeProgressLine(done, total);
+            writeError(QLatin1Char('\r') + line.leftJustified(shownWidth));
+            shownWidth = line.size();
+        };
     clock.restart();
     const ProbeCache::Statistics before = ProbeCache::statistics();
-    const P2MetadataParser::PairingResult pairing =
-        co_await P2MetadataParser::pairClips(structure, allowUnsafeFallback);
+    QCoro::Task<P2MetadataParser::PairingResult> pairingTask =
+        P2MetadataParser::pairClips(structure, allowUnsafeFallback, progress);
+    const P2MetadataParser::PairingResult pairing = co_await pairingTask;
     const ProbeCache::Statistics after = ProbeCache::statistics();
     timings.pairingSeconds = secondsSince(clock);
+    if (shownWidth > 0)
+        writeError(QLatin1Char('\r') + QString(shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
 
     clock.restart();
     const QString report = PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
@@ -111,8 +140,11 @@ QCoro::Task<Outcome> run(QStringList arguments)
     timings.nativeReadSeconds =
         static_cast<double>(after.nativeReadNanoseconds - before.nativeReadNanoseconds) / 1e9;
     timings.ffprobeSeconds = static_cast<double>(after.toolRunNanoseconds - before.toolRunNanoseconds) / 1e9;
+    QString unreadable;
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        unreadable += P2Scanner::unreadableSentence(entry) + QLatin1Char('\n');
     co_return Outcome{pairing.clips.isEmpty() ? noClipWouldConvert : someClipsWouldConvert, report,
-                      showTimings ? timingsText(timings) : QString()};
+                      unreadable + (showTimings ? timingsText(timings) : QString())};
 }
 
 } // namespace ScanCommand

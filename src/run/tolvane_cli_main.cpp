@@ -1,4 +1,6 @@
 #include "base/AppInfo.h"
+#include "base/DisplayText.h"
+#include "run/CardCommand.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/HistoryCommand.h"
@@ -42,8 +44,9 @@ template <typename Outcome>
 QCoro::Task<> runCommand(QCoro::Task<Outcome> (*command)(QStringList), QStringList arguments)
 {
     const Outcome outcome = co_await command(std::move(arguments));
-    write(stdout, outcome.standardOutput);
-    write(stderr, outcome.standardError);
+    // Names from the card may hold control characters; only line feeds reach the terminal.
+    write(stdout, DisplayText::escapedLines(CardCommand::forTerminal(outcome.standardOutput)));
+    write(stderr, DisplayText::escapedLines(CardCommand::forTerminal(outcome.standardError)));
     QCoreApplication::exit(outcome.exitStatus);
 }
 

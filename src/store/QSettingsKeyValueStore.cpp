@@ -44,7 +44,9 @@ QVariant fromJson(const QJsonValue& value)
     return value.toVariant();
 }
 
-bool readJsonPreferences(QIODevice& device, QSettings::SettingsMap& map)
+} // namespace
+
+bool QSettingsKeyValueStore::readJsonPreferences(QIODevice& device, QSettings::SettingsMap& map)
 {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(device.readAll(), &error);
@@ -55,6 +57,8 @@ bool readJsonPreferences(QIODevice& device, QSettings::SettingsMap& map)
         map.insert(member.key(), fromJson(member.value()));
     return true;
 }
+
+namespace {
 
 bool writeJsonPreferences(QIODevice& device, const QSettings::SettingsMap& map)
 {
@@ -67,8 +71,8 @@ bool writeJsonPreferences(QIODevice& device, const QSettings::SettingsMap& map)
 
 QSettings::Format jsonFormat()
 {
-    static const QSettings::Format format =
-        QSettings::registerFormat(QStringLiteral("json"), readJsonPreferences, writeJsonPreferences);
+    static const QSettings::Format format = QSettings::registerFormat(
+        QStringLiteral("json"), QSettingsKeyValueStore::readJsonPreferences, writeJsonPreferences);
     return format;
 }
 

@@ -34,6 +34,10 @@ public:
     void remove(const QString& key) override;
     void exclusively(const std::function<void()>& work) override;
 
+    // Reads the preferences file's JSON into `map`; false, with `map`
+    // untouched, when it is not a JSON object.
+    static bool readJsonPreferences(QIODevice& device, QSettings::SettingsMap& map);
+
 private:
     QSettings m_settings;
     bool m_inExclusiveSection = false;

@@ -2,6 +2,7 @@
 
 #include "base/Platform.h"
 
+#include <cmath>
 #include <limits>
 #include <QPointer>
 
@@ -75,6 +76,10 @@ SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::share
       m_joinSpannedRecordings(
           m_defaults->boolValue(joinSpannedRecordingsKey).value_or(defaultJoinSpannedRecordings))
 {
+    if (const std::optional<QVariant> stored = m_defaults->value(audioOffsetSecondsKey);
+        stored && stored->canConvert<double>() && stored->typeId() != QMetaType::QString &&
+        !std::isfinite(stored->toDouble()))
+        m_unusableStoredOffset = stored->toDouble();
     migrateAudioOffset();
 }
 
@@ -89,6 +94,7 @@ void SettingsStore::migrateAudioOffset()
 
 void SettingsStore::setAudioOffsetSeconds(double seconds)
 {
+    m_unusableStoredOffset.reset();
     if (update(m_audioOffsetSeconds, seconds, &SettingsStore::audioOffsetSecondsChanged))
         emit effectiveAudioOffsetSecondsChanged();
     m_defaults->setDouble(audioOffsetSecondsKey, seconds);
@@ -159,7 +165,23 @@ void SettingsStore::setFlag(bool& field, bool value, void (SettingsStore::*chang
 
 double SettingsStore::effectiveAudioOffsetSeconds() const
 {
-    return m_audioSyncMode == AudioSyncMode::manual ? m_audioOffsetSeconds : 0.0;
+    if (m_audioSyncMode != AudioSyncMode::manual || audioOffsetWarning())
+        return 0.0;
+    return m_audioOffsetSeconds;
+}
+
+std::optional<QString> SettingsStore::audioOffsetWarning() const
+{
+    // A hand-edited or damaged preferences file must not shift every clip's
+    // audio by minutes, or hand ffmpeg "nan".
+    const double stored = m_unusableStoredOffset.value_or(m_audioOffsetSeconds);
+    if (m_audioSyncMode != AudioSyncMode::manual ||
+        (std::isfinite(stored) && std::abs(stored) <= maximumAudioOffsetSeconds))
+        return std::nullopt;
+    return QStringLiteral(
+               "The stored audio offset (%1 s) is not a number within ±%2 s, so no offset is used.")
+        .arg(stored)
+        .arg(maximumAudioOffsetSeconds);
 }
 
 void SettingsStore::resetToDefaults()

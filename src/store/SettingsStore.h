@@ -6,6 +6,7 @@
 #include "store/KeyValueStore.h"
 
 #include <memory>
+#include <optional>
 #include <QCoro/QCoroTask>
 #include <QObject>
 #include <QString>
@@ -70,8 +71,13 @@ public:
     void setJoinSpannedRecordings(bool join);
 
     // The audio shift a conversion receives: the user's offset in manual mode,
-    // exactly 0 in auto mode whatever the stored offset.
+    // exactly 0 in auto mode whatever the stored offset, and 0 when the stored
+    // offset is not finite or lies beyond ±maximumAudioOffsetSeconds.
     double effectiveAudioOffsetSeconds() const;
+    static constexpr double maximumAudioOffsetSeconds = 60;
+    // In manual mode with a stored offset that is not used for that reason,
+    // the sentence that says so.
+    std::optional<QString> audioOffsetWarning() const;
 
     // Every property back to its default, through the setters. History, recent
     // folders and the migration mark are left alone.
@@ -101,6 +107,9 @@ private:
     std::shared_ptr<KeyValueStore> m_defaults;
     std::shared_ptr<Desktop> m_desktop;
     double m_audioOffsetSeconds;
+    // A stored offset that is a number but not a finite one (NaN, infinity):
+    // the offset in use is the default, and the warning says what was stored.
+    std::optional<double> m_unusableStoredOffset;
     AudioSyncMode m_audioSyncMode;
     QString m_outputFolderPath;
     ProResProfile m_proResProfile;

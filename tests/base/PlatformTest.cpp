@@ -42,6 +42,11 @@ private slots:
                                       .packageManagerName = "your package manager",
                                       .ffmpegInstallCommand = "sudo apt install ffmpeg",
                                       .terminalName = "a terminal",
+                                      .virtualFileSystems = {"proc", "sysfs", "devtmpfs", "devpts", "cgroup",
+                                                             "cgroup2", "debugfs", "tracefs", "securityfs",
+                                                             "pstore", "bpf", "configfs", "fusectl", "mqueue",
+                                                             "hugetlbfs", "binfmt_misc", "efivarfs", "autofs",
+                                                             "rpc_pipefs", "nsfs"},
                                   }
                                << QStringLiteral("/usr/local/bin and /usr/bin");
         // The editing drive, whatever the user's movies folder is.
@@ -57,6 +62,7 @@ private slots:
                                       .packageManagerName = "Homebrew",
                                       .ffmpegInstallCommand = "brew install ffmpeg",
                                       .terminalName = "Terminal",
+                                      .virtualFileSystems = {"devfs", "autofs"},
                                   }
                                << QStringLiteral("/opt/homebrew/bin and /usr/local/bin");
     }

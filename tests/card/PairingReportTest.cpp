@@ -143,6 +143,30 @@ private slots:
             QStringLiteral("first line.\nsecond line.\n\n") + entry.reportBlock());
     }
 
+    // Names and XML texts come from the card: none may forge a line or reach a terminal raw.
+    void controlCharactersFromTheCardAreShownEscaped()
+    {
+        PairingReportEntry entry = verifiedEntry();
+        entry.xmlFile = QStringLiteral("0003AB\x1b[2J.XML");
+        entry.videoFile = QStringLiteral("0003AB\r.MXF");
+        entry.audioFiles = {QStringLiteral("0003AB00\t.MXF"), QStringLiteral("0003AB01\u0085.MXF")};
+        entry.startTimecode = QStringLiteral("01:00:20:00\nStatus: forged");
+        entry.recordingDateTimeDisplay = QStringLiteral("2026\x7f");
+        entry.note = QStringLiteral("Clip\nPairing method: forged");
+        const QString text =
+            PairingReport::text({QStringLiteral("0003AB\nXML file: forged: CLIP XML declares 4.")}, {entry});
+        QCOMPARE(text, QStringLiteral("0003AB\\nXML file: forged: CLIP XML declares 4.\n\n"
+                                      "Final export order number: 003\n"
+                                      "XML file: 0003AB\\x1b[2J.XML\n"
+                                      "Video MXF: 0003AB\\r.MXF\n"
+                                      "Audio MXFs: 0003AB00\\t.MXF, 0003AB01\\x85.MXF\n"
+                                      "Recording date/time: 2026\\x7f\n"
+                                      "Start timecode: 01:00:20:00\\nStatus: forged\n"
+                                      "Sort key used: XML recording date/time\n"
+                                      "Pairing method: XML metadata (UMID-verified)\n"
+                                      "Note: Clip\\nPairing method: forged"));
+    }
+
     void summaryLinesAlone()
     {
         QCOMPARE(PairingReport::text({QStringLiteral("only line.")}, {}), QStringLiteral("only line.\n"));

@@ -2,12 +2,14 @@
 
 #include "card/P2Scanner.h"
 #include "card/ShootOrder.h"
+#include "media/ToolLimits.h"
 #include "PairingTests.h"
 #include "PairingTestSupport.h"
 
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace P2MetadataParser;
@@ -393,6 +395,32 @@ private slots:
         QCOMPARE(result.summaryLines, QStringList());
     }
 
+    // An XML cut short after its GlobalClipID still verifies the clip, but
+    // the dates and audio count lost with the rest are no secret.
+    void damageInAVerifiedClipsXMLIsShown()
+    {
+        std::optional<SyntheticCard::WrittenCard> card = writeSingleClipCard(2);
+        QVERIFY(card);
+        const QString xml = SyntheticCard::clipXml(shortClip(1, 2));
+        const qsizetype cut = xml.indexOf(QStringLiteral("</GlobalClipID>")) + 15;
+        QVERIFY(writeFile(card->clips.at(0).xmlPath, xml.left(cut).toUtf8()));
+        const PairingResult result = scanAndPair(card->rootPath, false);
+        QCOMPARE(result.clips.size(), 1);
+        QCOMPARE(result.entries.size(), 1);
+        const PairingReportEntry& entry = result.entries.at(0);
+        QVERIFY(entry.included);
+        QVERIFY(entry.note);
+        const QString mismatch =
+            QStringLiteral("CLIP XML declares 0 audio essence(s); found 2 UMID-matching AUDIO file(s)");
+        QVERIFY2(entry.note->startsWith(mismatch + QStringLiteral("; XML parse error: ")),
+                 qPrintable(*entry.note));
+        QCOMPARE(result.summaryLines.size(), 2);
+        QCOMPARE(result.summaryLines.at(0), QStringLiteral("0001AB: ") + mismatch + QLatin1Char('.'));
+        QVERIFY2(result.summaryLines.at(1).startsWith(QStringLiteral("0001AB: XML parse error: ")),
+                 qPrintable(result.summaryLines.at(1)));
+        QVERIFY(result.summaryLines.at(1).endsWith(QLatin1Char('.')));
+    }
+
     void withoutFFprobeEveryXMLIsExcluded()
     {
         SyntheticCard::CardSpec plan;
@@ -544,6 +572,30 @@ private slots:
         QCOMPARE(readLines(state + QStringLiteral(".log")).size(), 20);
         QCOMPARE(umids.size(), 20);
         QCOMPARE(umids.value(files.at(6)), QStringLiteral("CLIP 7"));
+    }
+
+    // A probe that never ends is ended, and the files it left unread are named.
+    void fakeProbesThatHangAreNamed()
+    {
+        ToolLimits::setForTesting(
+            {.query = std::chrono::milliseconds(1000), .terminationGrace = std::chrono::milliseconds(300)});
+        const auto restore = qScopeGuard([] { ToolLimits::setForTesting({}); });
+        const QString root = m_writer.newFolder();
+        // Answers at once, except for the files of clip 0002AB.
+        const QString probe = root + QStringLiteral("/hanging-ffprobe");
+        QVERIFY(writeFile(probe, "#!/bin/sh\nfor file in \"$@\"; do :; done\n"
+                                 "case \"$file\" in *0002AB*) exec sleep 3600 ;; esac\nprintf '060A\\n'\n"));
+        QVERIFY(QFile::setPermissions(probe, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        ToolFolder tools(probe);
+        QVERIFY(tools.ready());
+        for (const QString& name : {QStringLiteral("VIDEO/0001AB.MXF"), QStringLiteral("VIDEO/0002AB.MXF"),
+                                   QStringLiteral("AUDIO/0002AB00.MXF")})
+            QVERIFY(writeFile(root + QStringLiteral("/CARD/") + name, {}));
+
+        const PairingResult result = scanAndPair(root + QStringLiteral("/CARD"), false);
+        QCOMPARE(result.summaryLines.value(0),
+                 QStringLiteral("ffprobe did not answer within 1 s for 2 file(s), which therefore match no "
+                                "clip: 0002AB.MXF, 0002AB00.MXF."));
     }
 
     void fakeProbesVideosBeforeAudio()

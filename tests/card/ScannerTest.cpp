@@ -2,10 +2,12 @@
 #include "card/P2Scanner.h"
 #include "CardTests.h"
 #include "CardTree.h"
+#include "TestFiles.h"
 
 #include <fcntl.h>
 #include <filesystem>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
@@ -190,6 +192,61 @@ private slots:
                  (QStringList{"shoot/day 2/0001AB.MXF", "shoot/0002AB.MXF", "0010AB.mxf"}));
         QVERIFY(structure.audioFiles.isEmpty());
         QVERIFY(structure.clipXMLFiles.isEmpty());
+    }
+
+    void looseWalkGoesFourLevelsDeepAndNoFurther()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"a/b/c/d/0004AB.MXF", "a/b/c/d/e/0005AB.MXF"}));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(CardTree::relative(root, structure.videoFiles), QStringList{"a/b/c/d/0004AB.MXF"});
+        QVERIFY(!structure.walkStopped);
+    }
+
+    void looseWalkStopsPastFiveThousandFiles()
+    {
+        const QString root = freshRoot();
+        QDir().mkpath(root + "/x");
+        QVERIFY(CardTree::make(root, {"0001AB.MXF"}));
+        // 4999 more files keep the walk going; one more stops it.
+        for (int i = 0; i < 4999; ++i)
+            QVERIFY(QFile(root + QStringLiteral("/x/%1.txt").arg(i)).open(QIODevice::WriteOnly));
+        QCOMPARE(P2Scanner::scan(root).videoFiles.size(), 1);
+        QVERIFY(QFile(root + "/x/one-too-many.txt").open(QIODevice::WriteOnly));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QVERIFY(structure.videoFiles.isEmpty());
+        const QString expected =
+            QStringLiteral("Stopped looking after 5000 files below “%1” without finding a P2 "
+                           "card (a CONTENTS or VIDEO folder). Choose the card itself, or a "
+                           "folder that holds just its clips.")
+                .arg(root);
+        QCOMPARE(structure.walkStopped, std::optional(expected));
+        QCOMPARE(P2Scanner::noVideoMessage(structure), expected);
+    }
+
+    void looseWalkNeverReadsAVirtualFileSystem()
+    {
+        if (!QFileInfo(QStringLiteral("/proc/self")).exists())
+            QSKIP("this system has no /proc");
+        const P2CardStructure structure = P2Scanner::scan(QStringLiteral("/proc"));
+        QVERIFY(structure.videoFiles.isEmpty());
+        QCOMPARE(
+            P2Scanner::noVideoMessage(structure),
+            QStringLiteral("“/proc” is on a proc file system, which the system makes up; it holds no camera "
+                           "files."));
+    }
+
+    void looseWalkStaysOnItsFileSystem()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"0001AB.MXF"}));
+        // Mounting takes root; the bound is the same for everyone.
+        const SmallDisk disk(root + "/mounted", QStringLiteral("size=1m"));
+        if (!disk.mounted())
+            QSKIP("mounting a small disk needs root");
+        QVERIFY(CardTree::make(root, {"mounted/0002AB.MXF"}));
+        QVERIFY(QFileInfo::exists(root + "/mounted/0002AB.MXF"));
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles), QStringList{"0001AB.MXF"});
     }
 
     void anyCardFolderStopsLooseListing()

@@ -8,8 +8,10 @@
 #include "media/ToolText.h"
 #include "MediaTests.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QProcess>
 #include <QTest>
 
 using OptionalDouble = std::optional<double>;
@@ -138,6 +140,18 @@ private slots:
         QCOMPARE(collector.text(), QString::fromLatin1(full.mid(3) + "xyz"));
     }
 
+    void wholeLinesLeaveOutTheFragmentACutLeft()
+    {
+        OutputTailCollector collector;
+        collector.append("first\nsecond\n");
+        QCOMPARE(collector.wholeLines(), QStringLiteral("first\nsecond\n"));
+        collector.append(QByteArray(7990, 'x') + "\nlast\n");
+        QCOMPARE(collector.text().size(), 8000);
+        // "ond\n" is what the cut left of "second\n".
+        QVERIFY(collector.text().startsWith(QStringLiteral("ond\n")));
+        QCOMPARE(collector.wholeLines(), QString(7990, u'x') + QStringLiteral("\nlast\n"));
+    }
+
     void tailDropsUndecodableChunks()
     {
         OutputTailCollector collector;
@@ -181,20 +195,122 @@ private slots:
         QCOMPARE(splitter.finish(), QList<QByteArray>{});
     }
 
-    void commandLineQuotesOnlyArgumentsWithSpaces()
+    void commandLineQuotesWhatAShellWouldRead()
     {
         QCOMPARE(
             FFmpegService::commandLineString(QStringLiteral("/usr/local/bin/ffmpeg"),
-                                             {QStringLiteral("-i"), video, QStringLiteral("-y")}),
-            QStringLiteral("/usr/local/bin/ffmpeg -i \"/Volumes/My Card/CONTENTS/VIDEO/0001AB.MXF\" -y"));
+                                             {QStringLiteral("-i"), video, QStringLiteral("-y"),
+                                              QStringLiteral("pipe:1"), QStringLiteral("0:a:0"), QString()}),
+            QStringLiteral(
+                "/usr/local/bin/ffmpeg -i '/Volumes/My Card/CONTENTS/VIDEO/0001AB.MXF' -y pipe:1 0:a:0 ''"));
+        QCOMPARE(FFmpegService::commandLineString(QStringLiteral("/opt/my tools/ffmpeg"),
+                                                  {QStringLiteral("a\"b"), QStringLiteral("it's"),
+                                                   QStringLiteral("$x;y"), QStringLiteral("ünï")}),
+                 QStringLiteral("'/opt/my tools/ffmpeg' 'a\"b' 'it'\\''s' '$x;y' 'ünï'"));
     }
 
-    void commandLineEscapesNothingElse()
+    void commandLineShowsControlCharactersEscaped()
     {
-        QCOMPARE(FFmpegService::commandLineString(QStringLiteral("/opt/my tools/ffmpeg"),
-                                                  {QStringLiteral("a\"b"), QStringLiteral("tab\there"),
-                                                   QStringLiteral("say \"hi\""), QStringLiteral("$x;y")}),
-                 QStringLiteral("\"/opt/my tools/ffmpeg\" a\"b tab\there \"say \"hi\"\" $x;y"));
+        QCOMPARE(
+            FFmpegService::commandLineString(
+                QStringLiteral("/usr/bin/ffmpeg"),
+                {QStringLiteral("/card/0001AB\n[00:00:00] forged.MXF"), QStringLiteral("\x1b[2Jclear\tme")}),
+            QStringLiteral("/usr/bin/ffmpeg '/card/0001AB\\n[00:00:00] forged.MXF' '\\x1b[2Jclear\\tme'"));
+    }
+
+    // Pasted into a POSIX shell, the logged command runs with exactly its arguments.
+    void commandLineRunsExactlyInAShell()
+    {
+        const QStringList arguments{QStringLiteral("%s|"),
+                                    QStringLiteral("-My Card \"Q\" $HOME; ünï"),
+                                    QStringLiteral("it's"),
+                                    QStringLiteral("`id` $(id) \\ * ? ~ & ! #"),
+                                    QString(),
+                                    QStringLiteral("a=b,c+d@e%f:g/h.i_j-k")};
+        QProcess shell;
+        shell.start(
+            QStringLiteral("/bin/sh"),
+            {QStringLiteral("-c"), FFmpegService::commandLineString(QStringLiteral("printf"), arguments)});
+        QVERIFY(shell.waitForFinished());
+        QCOMPARE(shell.exitCode(), 0);
+        QStringList expected;
+        for (const QString& argument : arguments.mid(1))
+            expected.append(argument + QLatin1Char('|'));
+        QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), expected.join(QString()));
+    }
+
+    void failureTailKeepsTheLastMeaningfulLines_data()
+    {
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("cause at the end")
+            << "Input #0, mxf, from '/card/VIDEO/0001AB.MXF':\n  Duration: 00:00:00.10\n"
+               "frame=    2 fps=0.0 q=-0.0 size=       0kB\n"
+               "[mov @ 0x55] Error writing trailer of /out/.001.mov.partial: No space left on device\n"
+               "Error closing file /out/.001.mov.partial: No space left on device\n\n"
+               "size=     512kB time=00:00:00.06\n"
+            << "Duration: 00:00:00.10 \u2014 [mov @ 0x55] Error writing trailer of /out/.001.mov.partial: No "
+               "space left on device \u2014 Error closing file /out/.001.mov.partial: No space left on "
+               "device";
+        QTest::newRow("one line") << "Conversion failed!\n"
+                                  << "Conversion failed!";
+        QTest::newRow("nothing said") << "\n \n\n"
+                                      << "";
+        QTest::newRow("empty") << ""
+                               << "";
+    }
+
+    void failureTailKeepsTheLastMeaningfulLines()
+    {
+        QFETCH(QString, output);
+        QFETCH(QString, expected);
+        QCOMPARE(ToolText::lastMeaningfulLines(output), expected);
+    }
+
+    void videoFramesAreRead_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<qint64>("frames");
+        QTest::addColumn<double>("rate");
+        QTest::newRow("ntsc") << "avg_frame_rate=30000/1001\nnb_frames=7\n" << qint64(7) << 30000.0 / 1001;
+        QTest::newRow("order") << "nb_frames=15\navg_frame_rate=25/1\n" << qint64(15) << 25.0;
+        QTest::newRow("no count") << "avg_frame_rate=25/1\nnb_frames=N/A\n" << qint64(-1) << 0.0;
+        QTest::newRow("no rate") << "avg_frame_rate=0/0\nnb_frames=3\n" << qint64(-1) << 0.0;
+        QTest::newRow("nothing") << "" << qint64(-1) << 0.0;
+    }
+
+    void videoFramesAreRead()
+    {
+        QFETCH(QString, text);
+        QFETCH(qint64, frames);
+        QFETCH(double, rate);
+        const std::optional<FFmpegService::VideoFrames> read = FFmpegService::parseVideoFrames(text);
+        if (frames < 0) {
+            QVERIFY(!read);
+            return;
+        }
+        QVERIFY(read);
+        QCOMPARE(read->frames, frames);
+        QCOMPARE(read->rate, rate);
+    }
+
+    void truncationSaysWhatWasKept()
+    {
+        QCOMPARE(
+            FFmpegError::truncated(7, 15).description(),
+            QStringLiteral("output has 7 of 15 frames — the VIDEO file looks truncated; the movie was kept, "
+                           "as it is all that could be recovered"));
+        QCOMPARE(FFmpegError::stalled().description(), QStringLiteral("ffmpeg stopped making progress"));
+    }
+
+    void toolPathsAreAbsolute()
+    {
+        const QString here = QDir::currentPath();
+        QCOMPARE(ToolText::toolPath(QStringLiteral("-card/VIDEO/0001AB.MXF")),
+                 here + QStringLiteral("/-card/VIDEO/0001AB.MXF"));
+        QCOMPARE(ToolText::toolPath(QStringLiteral("take1:A")), here + QStringLiteral("/take1:A"));
+        QCOMPARE(ToolText::toolPath(QStringLiteral("/Volumes/My Card/0001AB.MXF")),
+                 QStringLiteral("/Volumes/My Card/0001AB.MXF"));
     }
 
     void binaryNotFoundNamesThePlatformsInstallCommand()
@@ -406,20 +522,21 @@ private slots:
     void argumentsWithoutAudio()
     {
         QCOMPARE(FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output),
-                 QStringList({"-y", "-nostdin", "-i", video, "-map", "0:v:0"}) +
+                 QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-map", "0:v:0"}) +
                      encoderTail("2", false, "00:00:00:00"));
     }
 
     void argumentsWithThreeAudioFilesAndPositiveOffset()
     {
         const QStringList audio = audioFiles(3);
-        QCOMPARE(FFmpegService::buildArguments(video, audio, 0.25, ProResProfile::standard,
-                                               QStringLiteral("01:00:00:00"), output),
-                 QStringList({"-y",         "-nostdin", "-i",         video,    "-itsoffset", "0.25",
-                              "-i",         audio[0],   "-itsoffset", "0.25",   "-i",         audio[1],
-                              "-itsoffset", "0.25",     "-i",         audio[2], "-map",       "0:v:0",
-                              "-map",       "1:a:0",    "-map",       "2:a:0",  "-map",       "3:a:0"}) +
-                     encoderTail("2", true, "01:00:00:00"));
+        QCOMPARE(
+            FFmpegService::buildArguments(video, audio, 0.25, ProResProfile::standard,
+                                          QStringLiteral("01:00:00:00"), output),
+            QStringList({"-hide_banner", "-y",     "-nostdin",   "-i",   video,   "-itsoffset", "0.25",
+                         "-i",           audio[0], "-itsoffset", "0.25", "-i",    audio[1],     "-itsoffset",
+                         "0.25",         "-i",     audio[2],     "-map", "0:v:0", "-map",       "1:a:0",
+                         "-map",         "2:a:0",  "-map",       "3:a:0"}) +
+                encoderTail("2", true, "01:00:00:00"));
     }
 
     void argumentsWithNegativeOffsetSeekIntoEachAudio()
@@ -427,10 +544,10 @@ private slots:
         const QStringList audio = audioFiles(2);
         const QStringList arguments =
             FFmpegService::buildArguments(video, audio, -1, ProResProfile::hq, std::nullopt, output);
-        QCOMPARE(arguments,
-                 QStringList({"-y", "-nostdin", "-i", video, "-ss", "1.0", "-i", audio[0], "-ss", "1.0", "-i",
-                              audio[1], "-map", "0:v:0", "-map", "1:a:0", "-map", "2:a:0"}) +
-                     encoderTail("3", true, "00:00:00:00"));
+        QCOMPARE(arguments, QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-ss", "1.0", "-i",
+                                         audio[0], "-ss", "1.0", "-i", audio[1], "-map", "0:v:0", "-map",
+                                         "1:a:0", "-map", "2:a:0"}) +
+                                encoderTail("3", true, "00:00:00:00"));
         QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
     }
 
@@ -443,7 +560,8 @@ private slots:
              {QStringLiteral("/card/AUDIO/0159E200.MXF"), QStringLiteral("/card/AUDIO/0159E201.MXF")}}};
         QCOMPARE(FFmpegService::buildJoinArguments(pieces, 0, ProResProfile::standard,
                                                    QStringLiteral("01:00:00:00"), output),
-                 QStringList({"-y",
+                 QStringList({"-hide_banner",
+                              "-y",
                               "-nostdin",
                               "-i",
                               "/card/VIDEO/0158Q5.MXF",
@@ -474,7 +592,7 @@ private slots:
             {video, {}}, {video + QStringLiteral("2"), {}}, {video + QStringLiteral("3"), {}}};
         QCOMPARE(
             FFmpegService::buildJoinArguments(pieces, 0.5, ProResProfile::hq, std::nullopt, output),
-            QStringList({"-y", "-nostdin", "-i", video, "-i", video + "2", "-i", video + "3",
+            QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-i", video + "2", "-i", video + "3",
                          "-filter_complex", "[0:v:0][1:v:0][2:v:0]concat=n=3:v=1:a=0[v]", "-map", "[v]"}) +
                 encoderTail("3", false, "00:00:00:00"));
     }
@@ -498,9 +616,9 @@ private slots:
         QFETCH(QString, graph);
         const QStringList arguments = FFmpegService::buildJoinArguments(
             {{video, audioFiles(1)}}, offset, ProResProfile::proxy, std::nullopt, output);
-        QCOMPARE(arguments.mid(0, 9), QStringList({"-y", "-nostdin", "-i", video, "-i", audioFiles(1)[0],
-                                                   "-filter_complex", graph, "-map"}));
-        QCOMPARE(arguments.mid(9, 3), QStringList({"[v]", "-map", "[s1]"}));
+        QCOMPARE(arguments.mid(0, 10), QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-i",
+                                                    audioFiles(1)[0], "-filter_complex", graph, "-map"}));
+        QCOMPARE(arguments.mid(10, 3), QStringList({"[v]", "-map", "[s1]"}));
         QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
         QVERIFY(!arguments.contains(QStringLiteral("-ss")));
     }
@@ -523,7 +641,7 @@ private slots:
         const QStringList audio = audioFiles(1);
         QCOMPARE(
             FFmpegService::buildArguments(video, audio, offset, ProResProfile::standard, std::nullopt, output)
-                .mid(4, offsetArguments.size() + 2),
+                .mid(5, offsetArguments.size() + 2),
             (offsetArguments + QStringList{"-i", audio[0]}));
     }
 

@@ -282,7 +282,7 @@ private slots:
         QCOMPARE(
             excluded.standardError,
             QStringLiteral("0 clips ready to convert — 1 clip(s) had no verified XML/UMID match. See "
-                           "\"View Pairing Details\", or enable unsafe fallback pairing in Settings.\n"));
+                           "tolvane-cli scan, or add --allow-unsafe-fallback.\n"));
         QVERIFY(!QFileInfo::exists(output));
 
         const CommandRun allowed =
@@ -291,8 +291,8 @@ private slots:
         QCOMPARE(allowed.standardError, QString());
         QCOMPARE(allowed.exitStatus, 0);
         QVERIFY(allowed.standardOutput.startsWith(
-            QStringLiteral("Found 1 clip — 1 with audio. 1 used UNSAFE fallback pairing — check \"View "
-                           "Pairing Details\".\n")));
+            QStringLiteral("Found 1 clip — 1 with audio. 1 used UNSAFE fallback pairing — check tolvane-cli "
+                           "scan.\n")));
         QVERIFY(allowed.standardOutput.contains(QStringLiteral("] 0003AB: converted successfully.\n")));
         const QString folder = runFolderIn(output);
         QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);

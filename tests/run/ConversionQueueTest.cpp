@@ -310,7 +310,7 @@ private slots:
         QTest::addColumn<QString>("ffmpegConf");
         QTest::addColumn<QString>("expected");
         QTest::newRow("non-zero exit") << "FAKE_STDERR='Invalid data found\n'; FAKE_EXIT=1"
-                                       << "ffmpeg exited with code 1: Invalid data found\n";
+                                       << "ffmpeg exited with code 1: Invalid data found";
         QTest::newRow("no output written") << ""
                                            << "Output file was not created or is empty";
         QTest::newRow("ffmpeg missing")
@@ -361,7 +361,7 @@ private slots:
         runAndWait(recorder, queue, jobs, false);
         QCOMPARE(jobs[0]->status(), ClipStatus::completed());
         QCOMPARE(jobs[1]->status(),
-                 ClipStatus::failed(QStringLiteral("ffmpeg exited with code 1: Invalid data found\n")));
+                 ClipStatus::failed(QStringLiteral("ffmpeg exited with code 1: Invalid data found")));
         QCOMPARE(jobs[1]->progress(), 0.0);
         QCOMPARE(jobs[2]->status(), ClipStatus::completed());
         QStringList finished = recorder.events.filter(QStringLiteral("finished"));

@@ -16,11 +16,11 @@ namespace {
 
 const QString umidText = QStringLiteral("0x060A2B340101010501010D4313000000");
 const QString outputCommandHq = QStringLiteral(
-    "/usr/local/bin/ffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF -itsoffset 0.5 -i "
+    "/usr/local/bin/ffmpeg -hide_banner -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF -itsoffset 0.5 -i "
     "/card/CONTENTS/AUDIO/0001AB00.MXF -itsoffset 0.5 -i /card/CONTENTS/AUDIO/0001AB01.MXF -map "
     "0:v:0 -map 1:a:0 -map 2:a:0 -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 "
     "-c:a pcm_s24le -timecode 01:00:00:00 -progress pipe:1 -nostats -f mov "
-    "<OUTPUT_FOLDER>/003.mov");
+    "'<OUTPUT_FOLDER>/003.mov'");
 
 const QStringList noiseNote = {
     QStringLiteral("    Note: measured near the noise floor — likely an unused/unconnected"),
@@ -327,11 +327,11 @@ private slots:
         QVERIFY(lines.contains(QStringLiteral("Recording date/time: unknown")));
         QVERIFY(lines.contains(QStringLiteral("Start timecode: unknown")));
         QVERIFY(lines.contains(QStringLiteral("Sort key used: not resolved")));
-        QCOMPARE(
-            commandOf(block),
-            QStringLiteral("/usr/local/bin/ffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0002AB.MXF -map 0:v:0 "
-                           "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 -timecode "
-                           "00:00:00:00 -progress pipe:1 -nostats -f mov <OUTPUT_FOLDER>/0002AB.mov"));
+        QCOMPARE(commandOf(block),
+                 QStringLiteral("/usr/local/bin/ffmpeg -hide_banner -y -nostdin -i "
+                                "/card/CONTENTS/VIDEO/0002AB.MXF -map 0:v:0 "
+                                "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -vendor apl0 -timecode "
+                                "00:00:00:00 -progress pipe:1 -nostats -f mov '<OUTPUT_FOLDER>/0002AB.mov'"));
         QVERIFY(!commandOf(block).contains(QStringLiteral("-c:a")));
         QVERIFY(!commandOf(block).contains(QStringLiteral(":a:0")));
     }
@@ -341,7 +341,7 @@ private slots:
         Facts facts = handMadeFacts();
         facts.ffmpegPath.reset();
         const QString command = commandOf(blockFromFacts(verifiedClip(), facts));
-        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -y -nostdin -i ")));
+        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -hide_banner -y -nostdin -i ")));
         QCOMPARE(command, QString(outputCommandHq)
                               .replace(QStringLiteral("/usr/local/bin/ffmpeg"), QStringLiteral("ffmpeg")));
     }
@@ -361,7 +361,7 @@ private slots:
         const QString block = blockFromFacts(verifiedClip(), handMadeFacts(), prefix);
         QVERIFY(block.split(u'\n').contains(QStringLiteral("Output filename: ") + name));
         const QString command = commandOf(block);
-        QVERIFY(command.endsWith(QStringLiteral(" -f mov <OUTPUT_FOLDER>/") + name));
+        QVERIFY(command.endsWith(QStringLiteral(" -f mov '<OUTPUT_FOLDER>/") + name + QLatin1Char('\'')));
         QVERIFY(!command.contains(QStringLiteral(".partial")));
         QVERIFY(!command.contains(QStringLiteral("/.0")));
     }
@@ -372,7 +372,8 @@ private slots:
         clip.videoURL = QStringLiteral("/my card/VIDEO/0002AB.MXF");
         Facts facts;
         const QString command = commandOf(blockFromFacts(clip, facts));
-        QVERIFY(command.startsWith(QStringLiteral("ffmpeg -y -nostdin -i \"/my card/VIDEO/0002AB.MXF\" ")));
+        QVERIFY(command.startsWith(
+            QStringLiteral("ffmpeg -hide_banner -y -nostdin -i '/my card/VIDEO/0002AB.MXF' ")));
     }
 
     void renderedReport()
@@ -448,7 +449,7 @@ private slots:
                                       QDateTime::currentDateTimeUtc());
         QVERIFY(!report.contains(QStringLiteral("EXCLUDED CLIPS")));
         QVERIFY(report.contains(QStringLiteral("\nAudio offset: 0.0s   ProRes profile: ProRes 422\n")));
-        QVERIFY(report.endsWith(QStringLiteral("<OUTPUT_FOLDER>/0002AB.mov\n")));
+        QVERIFY(report.endsWith(QStringLiteral("'<OUTPUT_FOLDER>/0002AB.mov'\n")));
     }
 
     void excludedSectionWithoutClips()
@@ -460,6 +461,32 @@ private slots:
             report.endsWith(QString(78, u'=') +
                             QStringLiteral("\n\nEXCLUDED CLIPS (not detailed above — see PAIRING_REPORT.txt "
                                            "for full reasoning)\n  0003AB: no verified pairing\n")));
+    }
+
+    // Names and tags from a card cannot add lines to the report or drive a terminal.
+    void controlCharactersFromTheCardAreShownEscaped()
+    {
+        P2Clip clip = verifiedClip();
+        clip.videoURL = QStringLiteral("/card/CONTENTS/VIDEO/0001AB\nCLIP: forged\x1b[2J.MXF");
+        Facts facts = handMadeFacts();
+        MediaProbe probe = videoProbe();
+        probe.format.tags->insert(QStringLiteral("company_name"), QStringLiteral("Pana\rsonic"));
+        facts.videoProbes.insert(clip.videoURL, probe);
+        const QString block = blockFromFacts(clip, facts);
+        QVERIFY2(block.contains(QStringLiteral(
+                     "\n  Absolute path: /card/CONTENTS/VIDEO/0001AB\\nCLIP: forged\\x1b[2J.MXF\n")),
+                 qPrintable(block));
+        QVERIFY(block.contains(QStringLiteral("\n    company_name = Pana\\rsonic\n")));
+        QVERIFY(!block.contains(QStringLiteral("\nCLIP: forged")));
+        QVERIFY(!block.contains(QLatin1Char('\x1b')));
+        QVERIFY(!block.contains(QLatin1Char('\r')));
+
+        const QList<PairingReportEntry> entries{
+            entry(QStringLiteral("0003AB\nEXCLUDED CLIPS"), false, QStringLiteral("no\tmatch"))};
+        const QString report =
+            render({}, entries, Facts{}, 0, ProResProfile::standard, false, QDateTime::currentDateTimeUtc());
+        QVERIFY2(report.endsWith(QStringLiteral("\n  0003AB\\nEXCLUDED CLIPS: no\\tmatch\n")),
+                 qPrintable(report));
     }
 
     // With neither tool installed nothing can be gathered, and every fact reads as unknown.
@@ -485,7 +512,8 @@ private slots:
         }
         QCOMPARE(lines.count(QStringLiteral("  Streams:")), 3);
         QVERIFY(!report.contains(QStringLiteral("\n    #")));
-        QVERIFY(report.contains(QStringLiteral("\nffmpeg -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF ")));
+        QVERIFY(report.contains(
+            QStringLiteral("\nffmpeg -hide_banner -y -nostdin -i /card/CONTENTS/VIDEO/0001AB.MXF ")));
         QVERIFY(report.contains(QStringLiteral(" -timecode 00:00:00:00 ")));
     }
 
@@ -499,7 +527,7 @@ private slots:
                                                "  UMID (material_package_umid): unknown\n"
                                                "  Streams:\n  Format metadata:\n")));
         QVERIFY(report.contains(u'\n' + tools.toolPath(QStringLiteral("ffmpeg")) +
-                                QStringLiteral(" -y -nostdin ")));
+                                QStringLiteral(" -hide_banner -y -nostdin ")));
     }
 
     void realToolsOnASyntheticCard()

@@ -17,6 +17,7 @@ QDateTime localTime(int hour, int minute, int second)
 
 const QString conversionReport = QStringLiteral("CONVERSION_REPORT.txt");
 const QString pairingReport = QStringLiteral("PAIRING_REPORT.txt");
+const QString debugReport = QStringLiteral("DEBUG_REPORT.txt");
 const QString ffmpegErrors = QStringLiteral("FFMPEG_ERRORS.txt");
 
 } // namespace
@@ -95,7 +96,7 @@ private slots:
         QTemporaryDir folder;
         const QStringList lines{LogWriter::skippedReportLine(QStringLiteral("0001AB"), localTime(10, 0, 0)),
                                 LogWriter::skippedReportLine(QStringLiteral("0002CD"), localTime(10, 0, 1))};
-        QVERIFY(LogWriter::write(lines, QStringLiteral("pairing\n"), {}, folder.path()));
+        QVERIFY(LogWriter::write(lines, QStringLiteral("pairing\n"), {}, folder.path()).isEmpty());
 
         QCOMPARE(entries(folder.path()), (QStringList{conversionReport, pairingReport}));
         QCOMPARE(readFile(folder.filePath(conversionReport)),
@@ -112,7 +113,7 @@ private slots:
             LogWriter::failedReportLine(QStringLiteral("0001AB"), QStringLiteral("Cancelled"),
                                         localTime(11, 0, 5))};
         const QStringList errors{LogWriter::errorLine(QStringLiteral("0001AB"), QStringLiteral("Cancelled"))};
-        QVERIFY(LogWriter::write(lines, QStringLiteral("pairing\n"), errors, folder.path()));
+        QVERIFY(LogWriter::write(lines, QStringLiteral("pairing\n"), errors, folder.path()).isEmpty());
 
         QCOMPARE(entries(folder.path()), (QStringList{conversionReport, ffmpegErrors, pairingReport}));
         const QByteArray report = readFile(folder.filePath(conversionReport));
@@ -128,19 +129,19 @@ private slots:
     void noLinesWriteNoReport()
     {
         QTemporaryDir folder;
-        QVERIFY(LogWriter::write({}, QString(), {}, folder.path()));
+        QVERIFY(LogWriter::write({}, QString(), {}, folder.path()).isEmpty());
         QVERIFY(entries(folder.path()).isEmpty());
 
-        QVERIFY(LogWriter::write({}, QStringLiteral("pairing"), {}, folder.path()));
+        QVERIFY(LogWriter::write({}, QStringLiteral("pairing"), {}, folder.path()).isEmpty());
         QCOMPARE(entries(folder.path()), QStringList{pairingReport});
     }
 
     void writeIfNonEmptySkipsAnEmptyList()
     {
         QTemporaryDir folder;
-        QVERIFY(LogWriter::writeIfNonEmpty({}, QStringLiteral("X.txt"), folder.path()));
+        QVERIFY(!LogWriter::writeIfNonEmpty({}, QStringLiteral("X.txt"), folder.path()));
         QVERIFY(entries(folder.path()).isEmpty());
-        QVERIFY(LogWriter::writeIfNonEmpty({QStringLiteral("one")}, QStringLiteral("X.txt"), folder.path()));
+        QVERIFY(!LogWriter::writeIfNonEmpty({QStringLiteral("one")}, QStringLiteral("X.txt"), folder.path()));
         QCOMPARE(readFile(folder.filePath(QStringLiteral("X.txt"))), QByteArray("one\n"));
     }
 
@@ -148,7 +149,7 @@ private slots:
     {
         QTemporaryDir folder;
         const QString text = QStringLiteral("no final line feed\n\n  indented");
-        QVERIFY(LogWriter::write({QStringLiteral("line")}, text, {}, folder.path()));
+        QVERIFY(LogWriter::write({QStringLiteral("line")}, text, {}, folder.path()).isEmpty());
         QCOMPARE(readFile(folder.filePath(pairingReport)), text.toUtf8());
     }
 
@@ -157,7 +158,8 @@ private slots:
         QTemporaryDir folder;
         writeFile(folder.filePath(conversionReport), QByteArray(100000, 'o'));
         writeFile(folder.filePath(ffmpegErrors), "old errors\nmore old errors\n");
-        QVERIFY(LogWriter::write({QStringLiteral("new")}, QString(), {QStringLiteral("e")}, folder.path()));
+        QVERIFY(LogWriter::write({QStringLiteral("new")}, QString(), {QStringLiteral("e")}, folder.path())
+                    .isEmpty());
 
         QCOMPARE(readFile(folder.filePath(conversionReport)), QByteArray("new\n"));
         QCOMPARE(readFile(folder.filePath(ffmpegErrors)), QByteArray("e\n"));
@@ -175,7 +177,7 @@ private slots:
         const QStringList lines{LogWriter::failedReportLine(clip, message, localTime(12, 0, 0))};
         const QStringList errors{LogWriter::errorLine(clip, message)};
         const QString pairing = QString::fromUtf8("Clip é — ok\n");
-        QVERIFY(LogWriter::write(lines, pairing, errors, folder));
+        QVERIFY(LogWriter::write(lines, pairing, errors, folder).isEmpty());
 
         QCOMPARE(
             readFile(QDir(folder).filePath(conversionReport)),
@@ -191,9 +193,10 @@ private slots:
     {
         QTemporaryDir temporary;
         const QString missing = temporary.filePath(QStringLiteral("missing"));
-        QVERIFY(
-            !LogWriter::write({QStringLiteral("a")}, QStringLiteral("p"), {QStringLiteral("e")}, missing));
-        QVERIFY(!LogWriter::writeIfNonEmpty({QStringLiteral("a")}, conversionReport, missing));
+        QCOMPARE(LogWriter::write({QStringLiteral("a")}, QStringLiteral("p"), {QStringLiteral("e")}, missing)
+                     .size(),
+                 3);
+        QVERIFY(LogWriter::writeIfNonEmpty({QStringLiteral("a")}, conversionReport, missing));
         const std::optional<QString> reason =
             LogWriter::writeText(QStringLiteral("x"), QDir(missing).filePath(pairingReport));
         QVERIFY(reason);
@@ -206,12 +209,60 @@ private slots:
         QTemporaryDir folder;
         // A folder where the pairing report belongs cannot be replaced by a file.
         QVERIFY(QDir().mkpath(folder.filePath(pairingReport)));
-        QVERIFY(!LogWriter::write({QStringLiteral("a")}, QStringLiteral("p"), {QStringLiteral("e")},
-                                  folder.path()));
+        const QStringList failures = LogWriter::write({QStringLiteral("a")}, QStringLiteral("p"),
+                                                      {QStringLiteral("e")}, folder.path());
+        QCOMPARE(failures.size(), 1);
+        QVERIFY2(failures.first().startsWith(pairingReport + QStringLiteral(" (")),
+                 qPrintable(failures.first()));
         QCOMPARE(readFile(folder.filePath(conversionReport)), QByteArray("a\n"));
         QCOMPARE(readFile(folder.filePath(ffmpegErrors)), QByteArray("e\n"));
         QVERIFY(QFileInfo(folder.filePath(pairingReport)).isDir());
         QCOMPARE(entries(folder.path()), (QStringList{conversionReport, ffmpegErrors, pairingReport}));
+    }
+
+    // Text that fits the write buffer reaches the disk only when the file is
+    // closed, so it is the flush, not the write, that meets the full disk.
+    void aFullDiskLeavesTheOldFileNotATruncatedOne_data()
+    {
+        QTest::addColumn<int>("reportBytes");
+        QTest::newRow("report within the write buffer") << 10 * 1024;
+        QTest::newRow("report beyond the write buffer") << 100 * 1024;
+    }
+
+    void aFullDiskLeavesTheOldFileNotATruncatedOne()
+    {
+        QFETCH(int, reportBytes);
+        QTemporaryDir temporary;
+        const SmallDisk disk(temporary.path(), QStringLiteral("size=40k"));
+        if (!disk.mounted())
+            QSKIP("mounting a small tmpfs needs root");
+        const QString path = temporary.filePath(debugReport);
+        QCOMPARE(LogWriter::writeText(QStringLiteral("old"), path), std::nullopt);
+        writeFile(temporary.filePath(QStringLiteral("filler")), QByteArray(32 * 1024, 'f'));
+
+        const std::optional<QString> reason =
+            LogWriter::writeText(QString(reportBytes, QLatin1Char('r')), path);
+        QVERIFY(reason);
+        QVERIFY2(reason->contains(QLatin1String("No space left on device")), qPrintable(*reason));
+        QCOMPARE(readFile(path), QByteArray("old"));
+        QCOMPARE(entries(temporary.path()), (QStringList{debugReport, QStringLiteral("filler")}));
+    }
+
+    void namesAndMessagesCannotForgeLines()
+    {
+        const QDateTime time(QDate(2026, 7, 1), QTime(9, 5, 7));
+        const QString name = QStringLiteral("0001AB\n[09:05:07] 0002AB: converted successfully.\x1b[31m");
+        QCOMPARE(LogWriter::failedReportLine(name, QStringLiteral("bad\r\nthing"), time),
+                 QStringLiteral("[09:05:07] 0001AB\\n[09:05:07] 0002AB: converted successfully.\\x1b[31m: "
+                                "FAILED — bad\\r\\nthing"));
+        QCOMPARE(LogWriter::errorLine(name, QStringLiteral("x\ny")),
+                 QStringLiteral("0001AB\\n[09:05:07] 0002AB: converted successfully.\\x1b[31m: x\\ny"));
+        QCOMPARE(LogWriter::convertedReportLine(QStringLiteral("a\tb"), time),
+                 QStringLiteral("[09:05:07] a\\tb: converted successfully."));
+        QCOMPARE(LogWriter::skippedReportLine(QStringLiteral("a\x07"), time),
+                 QStringLiteral("[09:05:07] a\\x07: skipped (already converted)."));
+        QCOMPARE(LogWriter::commandReportLine(QStringLiteral("a\nb"), QStringLiteral("ffmpeg -y"), time),
+                 QStringLiteral("[09:05:07] a\\nb: running command:\nffmpeg -y"));
     }
 
     void writeTextReportsSuccessAsNothing()

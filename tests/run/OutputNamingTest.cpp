@@ -209,6 +209,24 @@ private slots:
             QStringLiteral("/out/CLIP-9999.mov"));
     }
 
+    void namesAreUniqueAcrossTheRun()
+    {
+        QTemporaryDir temporary;
+        const QString folder = temporary.path();
+        writeFile(folder + QStringLiteral("/0002AB.mov"), "x");
+        const QStringList bases{QStringLiteral("0001AB.mov"), QStringLiteral("0001AB.mov"),
+                                QStringLiteral("0001ab.mov"), QStringLiteral("0002AB.mov"),
+                                QStringLiteral("0001AB-2.mov")};
+        const QStringList expected{QStringLiteral("0001AB.mov"), QStringLiteral("0001AB-2.mov"),
+                                   QStringLiteral("0001ab-3.mov"), QStringLiteral("0002AB-2.mov"),
+                                   QStringLiteral("0001AB-2-2.mov")};
+        QStringList names;
+        for (const QString& location : ExportFilename::uniqueOutputURLs(bases, folder))
+            names.append(location.mid(folder.size() + 1));
+        QCOMPARE(names, expected);
+        QCOMPARE(entries(folder), QStringList{QStringLiteral("0002AB.mov")});
+    }
+
     void locationTakenReadsTheFileSystem()
     {
         QTemporaryDir folder;

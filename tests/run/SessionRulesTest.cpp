@@ -1,5 +1,6 @@
 #include "base/Platform.h"
 #include "run/ConversionViewModel.h"
+#include "run/ScanCommand.h"
 
 #include <memory>
 #include <QTest>
@@ -174,6 +175,12 @@ private slots:
         QCOMPARE(ConversionViewModel::ffmpegMissingMessage(
                      Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
                  QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
+    }
+
+    void scanProgressLineCountsFiles()
+    {
+        QCOMPARE(ScanCommand::probeProgressLine(123, 1000), QStringLiteral("Reading UMIDs 123 / 1000"));
+        QCOMPARE(ScanCommand::probeProgressLine(0, 5), QStringLiteral("Reading UMIDs 0 / 5"));
     }
 
     void summaryCountsOnlyJobsThatEnded()

@@ -4,6 +4,7 @@
 #include "store/QSettingsKeyValueStore.h"
 #include "StoreTestSupport.h"
 
+#include <limits>
 #include <memory>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -205,6 +206,40 @@ private slots:
         QCOMPARE(settings->effectiveAudioOffsetSeconds(), 0.0);
         QCOMPARE(settings->audioOffsetSeconds(), 0.35);
         QCOMPARE(effectiveChanged.count(), 3);
+    }
+
+    void anUnusableStoredOffsetIsUsedAsZeroWithAWarning_data()
+    {
+        QTest::addColumn<double>("stored");
+        QTest::addColumn<double>("effective");
+        QTest::addColumn<QString>("warning");
+        QTest::newRow("beyond a minute")
+            << -61.5 << 0.0
+            << "The stored audio offset (-61.5 s) is not a number within ±60 s, so no "
+               "offset is used.";
+        QTest::newRow("not a number")
+            << std::numeric_limits<double>::quiet_NaN() << 0.0
+            << "The stored audio offset (nan s) is not a number within ±60 s, so no offset is used.";
+        QTest::newRow("infinite")
+            << -std::numeric_limits<double>::infinity() << 0.0
+            << "The stored audio offset (-inf s) is not a number within ±60 s, so no offset is used.";
+        QTest::newRow("a minute") << 60.0 << 60.0 << QString();
+        QTest::newRow("a minute back") << -60.0 << -60.0 << QString();
+    }
+
+    void anUnusableStoredOffsetIsUsedAsZeroWithAWarning()
+    {
+        QFETCH(double, stored);
+        QFETCH(double, effective);
+        QFETCH(QString, warning);
+        Fixture fixture;
+        fixture.defaults->setValue(QStringLiteral("audioOffsetSeconds"), stored);
+        fixture.defaults->setValue(QStringLiteral("audioSyncMode"), 1);
+        const auto settings = fixture.open();
+        QCOMPARE(settings->effectiveAudioOffsetSeconds(), effective);
+        QCOMPARE(settings->audioOffsetWarning().value_or(QString()), warning);
+        settings->setAudioSyncMode(AudioSyncMode::automatic);
+        QCOMPARE(settings->audioOffsetWarning(), std::nullopt);
     }
 
     void everySetterWritesItsOwnKeyWithItsType()

@@ -13,3 +13,21 @@ QByteArray readFile(const QString& path);
 // Writes a test fixture, creating its folder; a fixture that cannot be written
 // ends the test run, since nothing after it would mean anything.
 void writeFile(const QString& path, const QByteArray& bytes);
+
+// A tmpfs mounted on `path` (created if needed) for the lifetime of the
+// object, with mount options such as "size=40k,nr_inodes=8": a disk that fills
+// up on purpose. Only root can mount one; `mounted()` tells whether it worked.
+class SmallDisk
+{
+public:
+    SmallDisk(const QString& path, const QString& options);
+    ~SmallDisk();
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+    bool mounted() const { return m_mounted; }
+
+private:
+    QString m_path;
+    bool m_mounted = false;
+};
