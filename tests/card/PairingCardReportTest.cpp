@@ -469,7 +469,9 @@ private slots:
         QFETCH(QStringList, arguments);
         const CommandRun run = runCli(arguments);
         QCOMPARE(run.exitStatus, 0);
-        QVERIFY(run.standardOutput.contains(QStringLiteral("  scan CARD [--allow-unsafe-fallback]\n")));
+        QVERIFY(run.standardOutput.contains(
+            QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n")));
+        QVERIFY(run.standardOutput.contains(QStringLiteral("With --timings, standard error tells")));
         QVERIFY(
             run.standardOutput.contains(QStringLiteral("Exit status: 0 when at least one clip would be")));
     }
