@@ -7,3 +7,4 @@ int runFakeToolsTests(int argc, char** argv);
 int runRealToolsTests(int argc, char** argv);
 int runMXFHeaderReaderTests(int argc, char** argv);
 int runMXFCrossCheckTests(int argc, char** argv);
+int runProbeCacheTests(int argc, char** argv);
