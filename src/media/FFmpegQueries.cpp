@@ -184,6 +184,19 @@ QCoro::Task<FFmpegService::ProbeAnswer> FFmpegService::probeMaterialPackageUMID(
     co_return answer;
 }
 
+QCoro::Task<QHash<QString, QString>> FFmpegService::headerUMIDs(QStringList paths)
+{
+    if (!resolvedFFprobePath())
+        co_return {};
+    QFuture<QHash<QString, MXFHeaderFacts>> reading =
+        QtConcurrent::run(ProbeCache::readHeaders, std::move(paths));
+    const QHash<QString, MXFHeaderFacts> facts = co_await reading;
+    QHash<QString, QString> umids;
+    for (auto it = facts.constBegin(); it != facts.constEnd(); ++it)
+        umids.insert(it.key(), it.value().materialPackageUMID);
+    co_return umids;
+}
+
 QCoro::Task<std::optional<QString>> FFmpegService::modificationDate(QString path)
 {
     const std::optional<MXFHeaderFacts> facts = co_await headerFacts(path);

@@ -19,6 +19,7 @@ struct Entry
     // Set once the reader was asked; the inner value is empty when it could not tell.
     std::optional<std::optional<MXFHeaderFacts>> header;
     QHash<QString, QByteArray> answers;
+    QHash<QString, std::any> derived;
 };
 
 struct Memory
@@ -33,7 +34,7 @@ struct Memory
     {
         Entry& found = entries[path];
         if (!(found.identity == identity))
-            found = Entry{identity, std::nullopt, {}};
+            found = Entry{identity, std::nullopt, {}, {}};
         return found;
     }
 };
@@ -95,6 +96,16 @@ QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path)
     co_return co_await reading;
 }
 
+QHash<QString, MXFHeaderFacts> readHeaders(const QStringList& paths)
+{
+    QHash<QString, MXFHeaderFacts> facts;
+    for (const QString& path : paths) {
+        if (std::optional<MXFHeaderFacts> read = readRemembered(path))
+            facts.insert(path, std::move(*read));
+    }
+    return facts;
+}
+
 std::optional<QByteArray> answer(const QString& path, const FileIdentity& identity, const QString& query)
 {
     Memory& shared = memory();
@@ -113,6 +124,25 @@ void remember(const QString& path, const FileIdentity& identity, const QString& 
     Memory& shared = memory();
     QMutexLocker locker(&shared.lock);
     shared.entry(path, identity).answers.insert(query, answer);
+}
+
+std::optional<std::any> derived(const QString& path, const FileIdentity& identity, const QString& kind)
+{
+    Memory& shared = memory();
+    QMutexLocker locker(&shared.lock);
+    const Entry& entry = shared.entry(path, identity);
+    const auto found = entry.derived.constFind(kind);
+    if (found == entry.derived.constEnd())
+        return std::nullopt;
+    ++shared.statistics.answersFromMemory;
+    return *found;
+}
+
+void rememberDerived(const QString& path, const FileIdentity& identity, const QString& kind, std::any value)
+{
+    Memory& shared = memory();
+    QMutexLocker locker(&shared.lock);
+    shared.entry(path, identity).derived.insert(kind, std::move(value));
 }
 
 Statistics statistics()

@@ -2,15 +2,17 @@
 
 #include "media/MXFHeaderReader.h"
 
+#include <any>
 #include <optional>
 #include <QByteArray>
 #include <QCoroTask>
+#include <QHash>
 #include <QString>
 
 // What this process has learnt about files, so no fact about an unchanged
-// file is asked twice: the MXF header reader's facts and every tool answer,
-// kept in memory only. A file is the same while its path, size, modification
-// time and inode are; when any of them changes it is read again.
+// file is asked twice: the MXF header reader's facts, every tool answer and
+// whatever else is made from a file's bytes alone, kept in memory only. A file is the same while its path,
+// size, modification time and inode are; when any of them changes it is read again.
 namespace ProbeCache {
 
 struct FileIdentity
@@ -31,11 +33,20 @@ std::optional<FileIdentity> identify(const QString& path);
 // (or is switched off).
 QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path);
 
+// The same for many files in one pass on the calling thread (meant for a
+// worker): the facts of each file the reader could tell.
+QHash<QString, MXFHeaderFacts> readHeaders(const QStringList& paths);
+
 // A tool's answer for `query` about the file at `path` as it was when
 // `identity` was taken.
 std::optional<QByteArray> answer(const QString& path, const FileIdentity& identity, const QString& query);
 void remember(const QString& path, const FileIdentity& identity, const QString& query,
               const QByteArray& answer);
+
+// Any other value made from a file's bytes alone (a parsed CLIP XML, say),
+// under a `kind` of its own, for the file as it was when `identity` was taken.
+std::optional<std::any> derived(const QString& path, const FileIdentity& identity, const QString& kind);
+void rememberDerived(const QString& path, const FileIdentity& identity, const QString& kind, std::any value);
 
 // How the facts of this process were found.
 struct Statistics
