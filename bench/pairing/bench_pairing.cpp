@@ -12,6 +12,7 @@
 
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
+#include "media/ProbeCache.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -75,9 +76,11 @@ QCoro::Task<qsizetype> scanAndPair(QString root)
     co_return result.clips.size();
 }
 
-// Scan + pair on this thread's event loop.
+// Scan + pair on this thread's event loop, as the first scan of the card:
+// nothing is remembered from an earlier round.
 Timing timePairing(const QString& root, int expectedClips)
 {
+    ProbeCache::reset();
     const StallWatch watch;
     QElapsedTimer clock;
     clock.start();

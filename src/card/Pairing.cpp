@@ -6,6 +6,7 @@
 #include "card/ProbeBatch.h"
 #include "card/ShootOrder.h"
 #include "media/FFmpegService.h"
+#include "media/ProbeCache.h"
 #include "media/ToolLimits.h"
 
 #include <QCoroFuture>
@@ -60,12 +61,27 @@ std::optional<QDateTime> recordingDateTime(const ClipMetadata& metadata)
                                          : std::nullopt;
 }
 
+// A CLIP XML is parsed once while it is unchanged; one that could not be
+// read is read again next time.
+ClipMetadata parseRemembered(const QString& xmlFile)
+{
+    const QString kind = QStringLiteral("clip XML");
+    const std::optional<ProbeCache::FileIdentity> identity = ProbeCache::identify(xmlFile);
+    if (!identity || !QFileInfo(xmlFile).isReadable())
+        return parse(xmlFile);
+    if (const std::optional<std::any> known = ProbeCache::derived(xmlFile, *identity, kind))
+        return std::any_cast<ClipMetadata>(*known);
+    ClipMetadata metadata = parse(xmlFile);
+    ProbeCache::rememberDerived(xmlFile, *identity, kind, metadata);
+    return metadata;
+}
+
 QList<ClipMetadata> parseAll(const QStringList& xmlFiles)
 {
     QList<ClipMetadata> metadata;
     metadata.reserve(xmlFiles.size());
     for (const QString& xmlFile : xmlFiles)
-        metadata.append(parse(xmlFile));
+        metadata.append(parseRemembered(xmlFile));
     return metadata;
 }
 
@@ -398,6 +414,14 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
 
 QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurrency, ProbeTally& tally)
 {
+    // What the MXF headers state is read in one pass; ffprobe is asked about the rest only.
+    QHash<QString, QString> umids = co_await FFmpegService::headerUMIDs(files);
+    files.removeIf([&umids](const QString& file) { return umids.contains(file); });
+    if (!umids.isEmpty()) {
+        tally.done += umids.size();
+        if (tally.progress)
+            tally.progress(tally.done, tally.total);
+    }
     // Lives in this frame, which outlives every probe of the batch.
     const ProbeBatch::Probe probe = [&tally](QString path) -> QCoro::Task<std::optional<QString>> {
         const FFmpegService::ProbeAnswer answer = co_await FFmpegService::probeMaterialPackageUMID(path);
@@ -408,7 +432,8 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
             tally.progress(tally.done, tally.total);
         co_return answer.value;
     };
-    QHash<QString, QString> umids = co_await ProbeBatch::run(std::move(files), concurrency, probe);
+    QCoro::Task<QHash<QString, QString>> probing = ProbeBatch::run(std::move(files), concurrency, probe);
+    umids.insert(co_await probing);
     for (QString& umid : umids)
         umid = normalizedUMID(umid);
     co_return umids;

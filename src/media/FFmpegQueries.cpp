@@ -1,9 +1,16 @@
-// The short queries of FFmpegService: probes and level measurement. Each runs
-// its own short-lived child; none keeps state or ever fails.
+// The short queries of FFmpegService: probes and level measurement. A fact the
+// MXF header states is read from it; anything else runs its own short-lived
+// child. Every answer is remembered for as long as its file is unchanged; none
+// ever fails.
 
 #include "media/FFmpegService.h"
+#include "media/ProbeCache.h"
 #include "media/ProcessRunner.h"
 #include "media/ToolText.h"
+
+#include <QCoroFuture>
+#include <QElapsedTimer>
+#include <QtConcurrent>
 
 namespace {
 
@@ -64,6 +71,37 @@ QStringList volumeDetectArguments(const QString& path)
             QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
 }
 
+// What `program` printed on `stream` about the file at `path`; nothing when
+// it could not be started or ran out of time (then `timedOut` is set). An
+// answer is remembered for the file as it is now, so asking again about an
+// unchanged file starts no process.
+QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList arguments, Stream stream,
+                                                  QString path, bool* timedOut = nullptr)
+{
+    const QString query = program + QLatin1Char('\n') + arguments.join(QLatin1Char('\n'));
+    // A file on a stalled volume must not hold up the calling thread.
+    QFuture<std::optional<ProbeCache::FileIdentity>> identifying =
+        QtConcurrent::run(ProbeCache::identify, path);
+    const std::optional<ProbeCache::FileIdentity> identity = co_await identifying;
+    if (identity) {
+        if (std::optional<QByteArray> known = ProbeCache::answer(path, *identity, query))
+            co_return known;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    const ProcessResult result = co_await ProcessRunner::query(program, std::move(arguments), stream);
+    ProbeCache::recordToolRun(clock.nsecsElapsed());
+    if (timedOut)
+        *timedOut = result.timedOut;
+    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut)
+        co_return std::nullopt;
+    const QByteArray& output =
+        stream == Stream::standardOutput ? result.standardOutput : result.standardError;
+    if (identity)
+        ProbeCache::remember(path, *identity, query, output);
+    co_return output;
+}
+
 // What ffprobe printed on standard output; nothing when ffprobe is missing,
 // could not be started or ran out of time (then `timedOut` is set). The exit
 // status is not examined: what the tool printed decides.
@@ -72,13 +110,18 @@ QCoro::Task<std::optional<QByteArray>> ffprobeOutput(QStringList arguments, bool
     const std::optional<QString> ffprobe = FFmpegService::resolvedFFprobePath();
     if (!ffprobe)
         co_return std::nullopt;
-    const ProcessResult result =
-        co_await ProcessRunner::query(*ffprobe, std::move(arguments), Stream::standardOutput);
-    if (timedOut)
-        *timedOut = result.timedOut;
-    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut)
+    QString path = arguments.last();
+    co_return co_await toolOutput(*ffprobe, std::move(arguments), Stream::standardOutput, std::move(path),
+                                  timedOut);
+}
+
+// What the MXF header of `path` states, asked only where ffprobe would be: a
+// missing ffprobe leaves every probe empty, read natively or not.
+QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path)
+{
+    if (!FFmpegService::resolvedFFprobePath())
         co_return std::nullopt;
-    co_return result.standardOutput;
+    co_return co_await ProbeCache::headerFacts(std::move(path));
 }
 
 QCoro::Task<FFmpegService::ProbeAnswer> singleValueAnswer(QString entry, QString path)
@@ -112,6 +155,9 @@ QCoro::Task<std::optional<MediaProbe>> FFmpegService::probeFull(QString path)
 
 QCoro::Task<std::optional<double>> FFmpegService::probeDurationSeconds(QString path)
 {
+    const std::optional<MXFHeaderFacts> facts = co_await headerFacts(path);
+    if (facts && facts->durationSeconds)
+        co_return facts->durationSeconds;
     const std::optional<QString> text =
         co_await singleValue(QStringLiteral("format=duration"), std::move(path));
     co_return text ? ToolText::parseDecimal(*text) : std::nullopt;
@@ -125,6 +171,9 @@ QCoro::Task<std::optional<QString>> FFmpegService::materialPackageUMID(QString p
 
 QCoro::Task<FFmpegService::ProbeAnswer> FFmpegService::probeMaterialPackageUMID(QString path)
 {
+    const std::optional<MXFHeaderFacts> facts = co_await headerFacts(path);
+    if (facts)
+        co_return ProbeAnswer{facts->materialPackageUMID, false};
     ProbeAnswer answer =
         co_await singleValueAnswer(QStringLiteral("format_tags=material_package_umid"), std::move(path));
     if (answer.value) {
@@ -135,13 +184,32 @@ QCoro::Task<FFmpegService::ProbeAnswer> FFmpegService::probeMaterialPackageUMID(
     co_return answer;
 }
 
+QCoro::Task<QHash<QString, QString>> FFmpegService::headerUMIDs(QStringList paths)
+{
+    if (!resolvedFFprobePath())
+        co_return {};
+    QFuture<QHash<QString, MXFHeaderFacts>> reading =
+        QtConcurrent::run(ProbeCache::readHeaders, std::move(paths));
+    const QHash<QString, MXFHeaderFacts> facts = co_await reading;
+    QHash<QString, QString> umids;
+    for (auto it = facts.constBegin(); it != facts.constEnd(); ++it)
+        umids.insert(it.key(), it.value().materialPackageUMID);
+    co_return umids;
+}
+
 QCoro::Task<std::optional<QString>> FFmpegService::modificationDate(QString path)
 {
+    const std::optional<MXFHeaderFacts> facts = co_await headerFacts(path);
+    if (facts && facts->modificationDate)
+        co_return facts->modificationDate;
     co_return co_await singleValue(QStringLiteral("format_tags=modification_date"), std::move(path));
 }
 
 QCoro::Task<std::optional<QString>> FFmpegService::sourceTimecode(QString videoPath)
 {
+    const std::optional<MXFHeaderFacts> facts = co_await headerFacts(videoPath);
+    if (facts && facts->timecode)
+        co_return facts->timecode;
     co_return co_await singleValue(QStringLiteral("format_tags=timecode"), std::move(videoPath));
 }
 
@@ -168,10 +236,10 @@ QCoro::Task<AudioLevel> FFmpegService::audioSignalLevel(QString path)
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
     if (!ffmpeg)
         co_return AudioLevel{};
-    const ProcessResult result =
-        co_await ProcessRunner::query(*ffmpeg, volumeDetectArguments(path), Stream::standardError);
-    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut)
+    const std::optional<QByteArray> output =
+        co_await toolOutput(*ffmpeg, volumeDetectArguments(path), Stream::standardError, path);
+    if (!output)
         co_return AudioLevel{};
-    const std::optional<QString> text = ToolText::decodeUtf8(result.standardError);
+    const std::optional<QString> text = ToolText::decodeUtf8(*output);
     co_return text ? AudioLevel::fromVolumeDetectOutput(*text) : AudioLevel{};
 }

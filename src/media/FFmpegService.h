@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <QCoroTask>
+#include <QHash>
 #include <QMutex>
 #include <QString>
 #include <QStringList>
@@ -71,6 +72,10 @@ public:
         bool timedOut = false;
     };
     static QCoro::Task<ProbeAnswer> probeMaterialPackageUMID(QString path);
+    // The material package UMIDs that the MXF headers of `paths` state, read
+    // in one pass off the calling thread; a file whose header cannot tell is
+    // absent, and so is every file when ffprobe is missing (as for the probes).
+    static QCoro::Task<QHash<QString, QString>> headerUMIDs(QStringList paths);
     static QCoro::Task<std::optional<QString>> modificationDate(QString path);
     static QCoro::Task<std::optional<QString>> sourceTimecode(QString videoPath);
     // True when ffprobe cannot tell: an output is not failed merely because it

@@ -3,9 +3,11 @@
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
 #include "card/PairingReport.h"
+#include "media/ProbeCache.h"
 
 #include <cstdio>
 #include <QCoroFuture>
+#include <QElapsedTimer>
 #include <QtConcurrent>
 #include <unistd.h>
 
@@ -15,6 +17,22 @@ namespace {
 
 const QString commandName = QStringLiteral("scan");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
+const QString timingsOption = QStringLiteral("--timings");
+
+QString count(int number, const QString& noun)
+{
+    return QStringLiteral("%1 %2%3").arg(number).arg(noun, number == 1 ? QString() : QStringLiteral("s"));
+}
+
+QString seconds(double value)
+{
+    return QString::number(value, 'f', 3) + QStringLiteral(" s");
+}
+
+double secondsSince(const QElapsedTimer& clock)
+{
+    return static_cast<double>(clock.nsecsElapsed()) / 1e9;
+}
 
 void writeError(const QString& text)
 {
@@ -25,6 +43,20 @@ void writeError(const QString& text)
 
 } // namespace
 
+QString timingsText(const Timings& timings)
+{
+    return QStringLiteral("Card folders walked in %1\n"
+                          "Paired (UMIDs, CLIP XML, shoot order) in %2\n"
+                          "Report written in %3\n"
+                          "%4 read natively (%5), %6 not readable natively\n"
+                          "%7 to ffprobe (%8), %9 from memory\n")
+        .arg(seconds(timings.walkSeconds), seconds(timings.pairingSeconds), seconds(timings.reportSeconds),
+             count(timings.filesReadNatively, QStringLiteral("file")), seconds(timings.nativeReadSeconds),
+             QString::number(timings.filesNotReadNatively),
+             count(timings.ffprobeRuns, QStringLiteral("fallback")), seconds(timings.ffprobeSeconds),
+             count(timings.answersFromMemory, QStringLiteral("answer")));
+}
+
 QString probeProgressLine(qsizetype done, qsizetype total)
 {
     return QStringLiteral("Reading UMIDs %1 / %2").arg(done).arg(total);
@@ -32,7 +64,7 @@ QString probeProgressLine(qsizetype done, qsizetype total)
 
 QString helpText()
 {
-    return QStringLiteral("  scan CARD [--allow-unsafe-fallback]\n"
+    return QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n"
                           "               Scan the card folder CARD (the card root or its CONTENTS\n"
                           "               folder), pair each video with its audio by UMID and print\n"
                           "               the pairing report as PAIRING_REPORT.txt would hold it.\n"
@@ -41,6 +73,9 @@ QString helpText()
                           "               are paired by file name, then by sort order, marked UNSAFE.\n"
                           "               On a terminal, a line on standard error counts the files\n"
                           "               whose UMID has been read.\n"
+                          "               With --timings, standard error tells how long each stage\n"
+                          "               took, how many files were read natively and how many\n"
+                          "               facts fell back to ffprobe.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
                           "               Exit status: 0 when at least one clip would be converted,\n"
                           "               1 when none would, 2 on a usage error or when the folder\n"
@@ -51,21 +86,29 @@ QCoro::Task<Outcome> run(QStringList arguments)
 {
     QString cardFolder;
     bool allowUnsafeFallback = false;
-    const auto takeOption = [&allowUnsafeFallback](const QStringList& all,
-                                                   qsizetype& index) -> std::optional<QString> {
-        if (all.at(index) != allowUnsafeFallbackOption)
+    bool showTimings = false;
+    const auto takeOption = [&allowUnsafeFallback, &showTimings](const QStringList& all,
+                                                                 qsizetype& index) -> std::optional<QString> {
+        if (all.at(index) == allowUnsafeFallbackOption)
+            allowUnsafeFallback = true;
+        else if (all.at(index) == timingsOption)
+            showTimings = true;
+        else
             return QStringLiteral("unknown option “%1”").arg(all.at(index));
-        allowUnsafeFallback = true;
         return std::nullopt;
     };
     if (const std::optional<QString> error =
             CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
         co_return Outcome{usageOrNoVideo, QString(), *error};
 
+    Timings timings;
+    QElapsedTimer clock;
+    clock.start();
     const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
         co_return Outcome{usageOrNoVideo, QString(),
                           P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};
+    timings.walkSeconds = secondsSince(clock);
 
     // A large card takes a while to read: a terminal sees the count go up.
     qsizetype shownWidth = 0;
@@ -76,17 +119,32 @@ QCoro::Task<Outcome> run(QStringList arguments)
             writeError(QLatin1Char('\r') + line.leftJustified(shownWidth));
             shownWidth = line.size();
         };
+    clock.restart();
+    const ProbeCache::Statistics before = ProbeCache::statistics();
     QCoro::Task<P2MetadataParser::PairingResult> pairingTask =
         P2MetadataParser::pairClips(structure, allowUnsafeFallback, progress);
     const P2MetadataParser::PairingResult pairing = co_await pairingTask;
+    const ProbeCache::Statistics after = ProbeCache::statistics();
+    timings.pairingSeconds = secondsSince(clock);
     if (shownWidth > 0)
         writeError(QLatin1Char('\r') + QString(shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
+
+    clock.restart();
+    const QString report = PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
+    timings.reportSeconds = secondsSince(clock);
+
+    timings.filesReadNatively = after.filesReadNatively - before.filesReadNatively;
+    timings.filesNotReadNatively = after.filesNotReadNatively - before.filesNotReadNatively;
+    timings.ffprobeRuns = after.toolRuns - before.toolRuns;
+    timings.answersFromMemory = after.answersFromMemory - before.answersFromMemory;
+    timings.nativeReadSeconds =
+        static_cast<double>(after.nativeReadNanoseconds - before.nativeReadNanoseconds) / 1e9;
+    timings.ffprobeSeconds = static_cast<double>(after.toolRunNanoseconds - before.toolRunNanoseconds) / 1e9;
     QString unreadable;
     for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
         unreadable += P2Scanner::unreadableSentence(entry) + QLatin1Char('\n');
-    co_return Outcome{pairing.clips.isEmpty() ? noClipWouldConvert : someClipsWouldConvert,
-                      PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n'),
-                      unreadable};
+    co_return Outcome{pairing.clips.isEmpty() ? noClipWouldConvert : someClipsWouldConvert, report,
+                      unreadable + (showTimings ? timingsText(timings) : QString())};
 }
 
 } // namespace ScanCommand

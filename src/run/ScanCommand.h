@@ -24,9 +24,27 @@ QString probeProgressLine(qsizetype done, qsizetype total);
 // The command's help, shown by `tolvane-cli --help`.
 QString helpText();
 
+// Where the time of one scan went, for --timings.
+struct Timings
+{
+    double walkSeconds = 0;
+    double pairingSeconds = 0;
+    double reportSeconds = 0;
+    int filesReadNatively = 0;
+    int filesNotReadNatively = 0;
+    int ffprobeRuns = 0;
+    int answersFromMemory = 0;
+    double nativeReadSeconds = 0;
+    double ffprobeSeconds = 0;
+};
+
+// The lines --timings prints on standard error, each ending with a line feed.
+QString timingsText(const Timings& timings);
+
 // Scans and pairs the folder the arguments name. Standard output gets the
 // pairing report exactly as PAIRING_REPORT.txt holds it, ending with one line
-// feed. Runs on the thread whose event loop drives the probes.
+// feed; with --timings standard error tells where the time went. Runs on the
+// thread whose event loop drives the probes.
 QCoro::Task<Outcome> run(QStringList arguments);
 
 } // namespace ScanCommand

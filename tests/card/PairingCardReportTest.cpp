@@ -3,6 +3,7 @@
 #include "PairingTestSupport.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace PairingTestSupport;
@@ -364,6 +365,28 @@ private slots:
         QCOMPARE(run.exitStatus, 0);
     }
 
+    void cliTellsWhereTheTimeWent()
+    {
+        if (!m_allVerified)
+            QSKIP("needs the card of allVerifiedWithFourAudioFiles");
+        const CommandRun run =
+            runCli({QStringLiteral("scan"), QStringLiteral("--timings"), m_allVerified->rootPath});
+        QCOMPARE(run.standardOutput, QString::fromUtf8(allVerifiedReport) + QLatin1Char('\n'));
+        QCOMPARE(run.exitStatus, 0);
+        // Every file of the card is read natively, none falls back to ffprobe.
+        int files = 0;
+        for (const SyntheticCard::WrittenClip& clip : m_allVerified->clips)
+            files += 1 + static_cast<int>(clip.audioPaths.size());
+        const QRegularExpression expected(
+            QStringLiteral("^Card folders walked in \\d+\\.\\d{3} s\n"
+                           "Paired \\(UMIDs, CLIP XML, shoot order\\) in \\d+\\.\\d{3} s\n"
+                           "Report written in \\d+\\.\\d{3} s\n"
+                           "%1 files read natively \\(\\d+\\.\\d{3} s\\), 0 not readable natively\n"
+                           "0 fallbacks to ffprobe \\(0\\.000 s\\), \\d+ answers? from memory\n$")
+                .arg(files));
+        QVERIFY2(expected.match(run.standardError).hasMatch(), qPrintable(run.standardError));
+    }
+
     void cliExitsWith1WhenNoClipWouldConvert()
     {
         SyntheticCard::CardSpec plan;
@@ -446,7 +469,9 @@ private slots:
         QFETCH(QStringList, arguments);
         const CommandRun run = runCli(arguments);
         QCOMPARE(run.exitStatus, 0);
-        QVERIFY(run.standardOutput.contains(QStringLiteral("  scan CARD [--allow-unsafe-fallback]\n")));
+        QVERIFY(run.standardOutput.contains(
+            QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n")));
+        QVERIFY(run.standardOutput.contains(QStringLiteral("With --timings, standard error tells")));
         QVERIFY(
             run.standardOutput.contains(QStringLiteral("Exit status: 0 when at least one clip would be")));
     }

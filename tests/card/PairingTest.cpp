@@ -616,7 +616,8 @@ private slots:
         for (const QString& file : videos + audio)
             QVERIFY(writeFile(file, {}));
 
-        const PairingResult result = scanAndPair(root, false);
+        const PairingResult result =
+            QCoro::waitFor(P2MetadataParser::pairClips(P2Scanner::scan(root), false));
         const QStringList log = readLines(state + QStringLiteral(".log"));
         QCOMPARE(log.size(), 9);
         QStringList first = log.mid(0, 3);

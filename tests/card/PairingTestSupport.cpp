@@ -3,11 +3,13 @@
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
 #include "media/FFmpegService.h"
+#include "media/ProbeCache.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QTest>
 
 namespace PairingTestSupport {
 
@@ -59,7 +61,22 @@ SyntheticCard::ClipSpec shortClip(int n, int audioCount)
 
 P2MetadataParser::PairingResult scanAndPair(const QString& root, bool allowUnsafeFallback)
 {
-    return QCoro::waitFor(P2MetadataParser::pairClips(P2Scanner::scan(root), allowUnsafeFallback));
+    const P2CardStructure structure = P2Scanner::scan(root);
+    // Every card of these tests is paired twice, with the MXF header reader and
+    // with ffprobe alone, each with nothing remembered: the reports must not
+    // differ by a byte.
+    ProbeCache::reset(false);
+    const QString withoutReader =
+        reportText(QCoro::waitFor(P2MetadataParser::pairClips(structure, allowUnsafeFallback)));
+    ProbeCache::reset(true);
+    P2MetadataParser::PairingResult result =
+        QCoro::waitFor(P2MetadataParser::pairClips(structure, allowUnsafeFallback));
+    if (reportText(result) != withoutReader)
+        QTest::qFail(qPrintable(QStringLiteral("the pairing report of %1 differs without the MXF header "
+                                               "reader:\n%2\nwith it:\n%3")
+                                    .arg(root, withoutReader, reportText(result))),
+                     __FILE__, __LINE__);
+    return result;
 }
 
 QString reportText(const P2MetadataParser::PairingResult& result)

@@ -6,7 +6,8 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     bool failed = false;
-    for (const auto run : {runParsersTests, runDiscoveryTests, runFakeToolsTests, runRealToolsTests})
+    for (const auto run : {runParsersTests, runMXFHeaderReaderTests, runMXFCrossCheckTests,
+                           runProbeCacheTests, runDiscoveryTests, runFakeToolsTests, runRealToolsTests})
         failed = run(argc, argv) != 0 || failed;
     return failed ? 1 : 0;
 }

@@ -2,6 +2,7 @@
 
 #include "base/Platform.h"
 #include "media/FFmpegService.h"
+#include "media/ProbeCache.h"
 #include "TestFiles.h"
 
 #include <QFile>
@@ -34,6 +35,8 @@ void ToolFolder::addFake(const QString& name, const QString& conf)
 void ToolFolder::configure(const QString& name, const QString& conf)
 {
     writeFile(toolPath(name) + QStringLiteral(".conf"), conf.toUtf8());
+    // What the tool said before no longer holds.
+    ProbeCache::forget();
 }
 
 bool ToolFolder::addReal(const QString& name)

@@ -1,4 +1,5 @@
 #include "media/FFmpegService.h"
+#include "media/ProbeCache.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -353,6 +354,10 @@ private slots:
 
     void dropsScanTheFirstLocalFolderOnly()
     {
+        // The second drop must land while the first scan runs: with every UMID asked of
+        // ffprobe the scan lasts long enough, read from the headers it may not.
+        ProbeCache::reset(false);
+        const auto readerBack = qScopeGuard([] { ProbeCache::reset(); });
         MainWindowFixture fixture;
         openWindow(fixture);
         ConversionViewModel* const driver = fixture.session.context->driver();

@@ -1,0 +1,128 @@
+// How soon a dropped card gets its verdict, and what verifying it again costs.
+//
+// On a synthetic card of 100 clips with 4 audio files each (500 MXF files) it
+// times, in one run and alternating them each round:
+//   - the baseline: the material-package UMID of every file asked of ffprobe,
+//     8 at a time, by `xargs -P 8` (what pairing cost when every file took one
+//     ffprobe run);
+//   - the first scan: scan + pair with nothing remembered from earlier rounds;
+//   - verifying the unchanged card again: scan + pair once more, as "Verify
+//     P2 Card" does.
+// It prints the medians (of 5 rounds, or the number given as the only
+// argument), the two ratios with their goals, and how the first scan found its
+// facts: files read natively, and runs of ffprobe the reader could not spare.
+
+#include "card/P2Scanner.h"
+#include "card/Pairing.h"
+#include "media/ProbeCache.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <QCoreApplication>
+#include <QCoroFuture>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QtConcurrent>
+#include <QTemporaryDir>
+#include <SyntheticCard.h>
+#include <vector>
+
+namespace {
+
+constexpr int clipCount = 100;
+constexpr int audioPerClip = 4;
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+QCoro::Task<qsizetype> scanAndPair(QString root)
+{
+    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, root);
+    const P2MetadataParser::PairingResult result = co_await P2MetadataParser::pairClips(structure, false);
+    co_return result.clips.size();
+}
+
+double timeScan(const QString& root)
+{
+    QElapsedTimer clock;
+    clock.start();
+    const qsizetype clips = QCoro::waitFor(scanAndPair(root));
+    const double seconds = clock.nsecsElapsed() / 1e9;
+    if (clips != clipCount)
+        std::fprintf(stderr, "pairing verified %lld of %d clips\n", static_cast<long long>(clips), clipCount);
+    return seconds;
+}
+
+double timeBaseline(const QString& ffprobe, const QStringList& files)
+{
+    QByteArray list;
+    for (const QString& file : files)
+        list += file.toUtf8() + '\0';
+    QProcess xargs;
+    QElapsedTimer clock;
+    clock.start();
+    xargs.start(QStringLiteral("xargs"),
+                {QStringLiteral("-0"), QStringLiteral("-P"), QStringLiteral("8"), QStringLiteral("-n"),
+                 QStringLiteral("1"), ffprobe, QStringLiteral("-v"), QStringLiteral("error"),
+                 QStringLiteral("-show_entries"), QStringLiteral("format_tags=material_package_umid"),
+                 QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1:nokey=1")});
+    xargs.write(list);
+    xargs.closeWriteChannel();
+    xargs.waitForFinished(-1);
+    const double seconds = clock.nsecsElapsed() / 1e9;
+    if (xargs.exitCode() != 0 || xargs.readAllStandardOutput().count('\n') != files.size())
+        std::fprintf(stderr, "xargs baseline did not probe every file\n");
+    return seconds;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    const int rounds = argc > 1 ? std::max(1, QString::fromLocal8Bit(argv[1]).toInt()) : 5;
+    QTemporaryDir dir;
+    SyntheticCard::CardSpec plan;
+    for (int n = 1; n <= clipCount; ++n) {
+        SyntheticCard::ClipSpec clip = SyntheticCard::clip(n, audioPerClip);
+        clip.frames = 1;
+        plan.clips.push_back(clip);
+    }
+    plan.verification = SyntheticCard::Verification::FirstClip;
+    SyntheticCard::WrittenCard card;
+    try {
+        card = SyntheticCard::write(plan, dir.filePath(QStringLiteral("card")));
+    } catch (const SyntheticCard::Error& error) {
+        std::fprintf(stderr, "could not write the synthetic card: %s\n", error.what());
+        return 1;
+    }
+    QStringList files;
+    for (const SyntheticCard::WrittenClip& clip : card.clips)
+        files << clip.videoPath << clip.audioPaths;
+    const QString ffprobe = SyntheticCard::ffprobePath();
+
+    std::vector<double> baseline, firstScan, verify;
+    ProbeCache::Statistics first;
+    for (int round = 0; round < rounds; ++round) {
+        baseline.push_back(timeBaseline(ffprobe, files));
+        ProbeCache::reset();
+        firstScan.push_back(timeScan(card.rootPath));
+        first = ProbeCache::statistics();
+        verify.push_back(timeScan(card.rootPath));
+    }
+    const double baseSeconds = median(baseline);
+    const double firstSeconds = median(firstScan);
+    const double verifySeconds = median(verify);
+    std::printf("%d clips (%lld files), median of %d rounds:\n", clipCount,
+                static_cast<long long>(files.size()), rounds);
+    std::printf("  xargs -P 8 ffprobe UMID queries %.4f s\n", baseSeconds);
+    std::printf("  first scan+pair %.4f s: ratio %.4f (goal <= 0.10); %d files read natively, %d ffprobe "
+                "runs (goal 0)\n",
+                firstSeconds, firstSeconds / baseSeconds, first.filesReadNatively, first.toolRuns);
+    std::printf("  verify again (unchanged card) %.4f s: ratio to the first scan %.4f (goal <= 0.05)\n",
+                verifySeconds, verifySeconds / firstSeconds);
+    return 0;
+}
