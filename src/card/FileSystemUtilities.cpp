@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <filesystem>
 #include <numeric>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStorageInfo>
+#include <QtConcurrent>
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -19,39 +23,20 @@ namespace FileSystemUtilities {
 
 namespace {
 
-// Names travel as native bytes while walking, so a folder whose name is not
-// valid UTF-8 can still be entered; only the paths handed out are decoded.
 fs::path nativePath(const QString& path)
 {
     return fs::path(QFile::encodeName(path).toStdString());
 }
 
-QString decodedPath(const fs::path& path)
+QString reasonOf(int error)
 {
-    return QFile::decodeName(QByteArray::fromStdString(path.native()));
+    return QString::fromLocal8Bit(std::strerror(error));
 }
 
-bool isHidden(const fs::path& path)
+// `folder` + "/" + `name`, without doubling the slash of "/".
+QByteArray joined(const QByteArray& folder, const QByteArray& name)
 {
-    return path.filename().native().starts_with('.');
-}
-
-// The non-hidden entries of one folder in byte order of their names; empty when
-// the folder cannot be listed. A listing that fails half-way keeps what it got.
-std::vector<fs::directory_entry> listDirectory(const fs::path& folder,
-                                               QList<Unreadable>* unreadable = nullptr)
-{
-    std::vector<fs::directory_entry> entries;
-    std::error_code error;
-    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-        if (!isHidden(it->path()))
-            entries.push_back(*it);
-    }
-    if (error && unreadable)
-        unreadable->append({decodedPath(folder), QString::fromLocal8Bit(error.message())});
-    std::sort(entries.begin(), entries.end(),
-              [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
-    return entries;
+    return folder.endsWith('/') ? folder + name : folder + '/' + name;
 }
 
 QStringView lastComponent(QStringView path)
@@ -121,109 +106,176 @@ int compareFolded(const FoldedName& a, const FoldedName& b)
     return zeroPaddingOrder;
 }
 
+// Names travel as native bytes while walking, so a folder whose name is not
+// valid UTF-8 can still be entered; only the paths handed out are decoded.
+FolderListing listNative(const QByteArray& folder, const std::function<bool(const QString&)>& wantsState)
+{
+    FolderListing listing;
+    DIR* directory = ::opendir(folder.constData());
+    if (!directory) {
+        listing.unlisted = Unreadable{QFile::decodeName(folder), reasonOf(errno)};
+        return listing;
+    }
+    // Entries are looked at relative to the open folder: no path is walked again per file.
+    const int descriptor = ::dirfd(directory);
+    while (true) {
+        errno = 0;
+        const dirent* entry = ::readdir(directory);
+        if (!entry) {
+            // A listing that fails half-way keeps what it got.
+            if (errno != 0)
+                listing.unlisted = Unreadable{QFile::decodeName(folder), reasonOf(errno)};
+            break;
+        }
+        if (entry->d_name[0] == '.')
+            continue;
+        ListedEntry listed{QByteArray(entry->d_name), ListedEntry::Kind::other, std::nullopt};
+        unsigned char type = entry->d_type;
+        bool isLink = type == DT_LNK;
+        if (type == DT_UNKNOWN || type == DT_LNK) {
+            // The type the file system did not tell, and where a link leads.
+            struct stat own
+            {
+            };
+            struct stat target
+            {
+            };
+            if (::fstatat(descriptor, entry->d_name, &own, AT_SYMLINK_NOFOLLOW) != 0)
+                continue;
+            isLink = S_ISLNK(own.st_mode);
+            if (::fstatat(descriptor, entry->d_name, &target, 0) != 0)
+                target = own;
+            type = S_ISDIR(target.st_mode) ? DT_DIR : S_ISREG(target.st_mode) ? DT_REG : DT_UNKNOWN;
+        }
+        if (type == DT_DIR) {
+            listed.kind = isLink ? ListedEntry::Kind::linkToFolder : ListedEntry::Kind::folder;
+        } else if (type == DT_REG) {
+            listed.kind = ListedEntry::Kind::file;
+        }
+        listing.entries.push_back(std::move(listed));
+    }
+    std::vector<ListedEntry*> wanted;
+    for (ListedEntry& entry : listing.entries) {
+        if (entry.kind == ListedEntry::Kind::file && wantsState && wantsState(QFile::decodeName(entry.name)))
+            wanted.push_back(&entry);
+    }
+    // One system call per file is all that seeing an unchanged card costs, so
+    // a large folder's files are looked at from as many threads as there are
+    // cores (as git does for its index).
+    const auto lookAt = [descriptor](ListedEntry* entry) {
+        entry->state = FileState::ofEntry(descriptor, entry->name.constData());
+    };
+    constexpr std::size_t filesWorthAThread = 64;
+    if (wanted.size() >= filesWorthAThread)
+        QtConcurrent::blockingMap(wanted, lookAt);
+    else
+        std::for_each(wanted.begin(), wanted.end(), lookAt);
+    ::closedir(directory);
+    std::sort(listing.entries.begin(), listing.entries.end(),
+              [](const ListedEntry& a, const ListedEntry& b) { return a.name < b.name; });
+    return listing;
+}
+
 } // namespace
 
-std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
-                                        QList<Unreadable>* unreadable)
+FolderListing listFolder(const QString& folder)
 {
-    for (const fs::directory_entry& entry : listDirectory(nativePath(folder), unreadable)) {
-        std::error_code error;
-        if (!entry.is_directory(error))
+    return listNative(QFile::encodeName(folder), nullptr);
+}
+
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder, const FolderListing& listing)
+{
+    for (const ListedEntry& entry : listing.entries) {
+        if (entry.kind != ListedEntry::Kind::folder && entry.kind != ListedEntry::Kind::linkToFolder)
             continue;
-        const QString childName = decodedPath(entry.path().filename());
-        if (QString::compare(childName, name, Qt::CaseInsensitive) == 0)
-            return decodedPath(entry.path());
+        if (QString::compare(QFile::decodeName(entry.name), name, Qt::CaseInsensitive) == 0)
+            return QFile::decodeName(joined(QFile::encodeName(folder), entry.name));
     }
     return std::nullopt;
 }
 
-namespace {
-
-// The walk behind `files` and `boundedFiles`; without bounds it goes everywhere
-// below `folder` except through links.
-BoundedFiles walk(const QString& folder, const QSet<QString>& extensions, const WalkBounds* bounds,
-                  QList<Unreadable>* unreadable)
+Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBounds* bounds)
 {
     struct Pending
     {
-        fs::path path;
+        QByteArray path;
         int depth;
     };
-    const fs::path root = nativePath(folder);
+    const QByteArray root = QFile::encodeName(folder);
     struct stat rootStatus
     {
     };
-    const bool knowDevice = bounds && stat(root.c_str(), &rootStatus) == 0;
+    const bool knowDevice = bounds && ::stat(root.constData(), &rootStatus) == 0;
     if (bounds) {
         const QString type = QString::fromUtf8(QStorageInfo(folder).fileSystemType());
         if (bounds->virtualFileSystems.contains(type))
-            return {{},
-                    QStringLiteral("“%1” is on a %2 file system, which the system makes up; it holds no "
-                                   "camera files.")
-                        .arg(folder, type)};
+            return {.stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
+                                              "holds no camera files.")
+                                   .arg(folder, type)};
     }
+    const auto wanted = [&extensions](const QString& name) {
+        return extensions.contains(lowerCasedExtension(name));
+    };
 
-    BoundedFiles result;
+    Walk result;
     qsizetype filesSeen = 0;
     std::vector<Pending> pending{{root, 0}};
     while (!pending.empty()) {
         const Pending current = std::move(pending.back());
         pending.pop_back();
-        std::vector<fs::path> subfolders;
-        for (const fs::directory_entry& entry : listDirectory(current.path, unreadable)) {
-            std::error_code error;
+        const FolderListing listing = listNative(current.path, wanted);
+        if (listing.unlisted)
+            result.unlisted.append(*listing.unlisted);
+        std::vector<QByteArray> subfolders;
+        for (const ListedEntry& entry : listing.entries) {
+            const QByteArray path = joined(current.path, entry.name);
             // Only real folders are entered: following a link could walk in circles.
-            if (entry.is_directory(error) && !entry.is_symlink(error)) {
+            if (entry.kind == ListedEntry::Kind::folder) {
                 if (bounds && current.depth >= bounds->maximumDepth)
                     continue;
                 struct stat status
                 {
                 };
                 if (knowDevice &&
-                    (stat(entry.path().c_str(), &status) != 0 || status.st_dev != rootStatus.st_dev))
+                    (::stat(path.constData(), &status) != 0 || status.st_dev != rootStatus.st_dev))
                     continue;
-                subfolders.push_back(entry.path());
+                subfolders.push_back(path);
                 continue;
             }
-            if (!entry.is_regular_file(error))
+            if (entry.kind != ListedEntry::Kind::file)
                 continue;
             if (bounds && ++filesSeen > bounds->maximumFiles)
-                return {
-                    {},
-                    QStringLiteral("Stopped looking after %1 files below “%2” without finding a P2 card "
-                                   "(a CONTENTS or VIDEO folder). Choose the card itself, or a folder that "
-                                   "holds just its clips.")
-                        .arg(bounds->maximumFiles)
-                        .arg(folder)};
-            const QString path = decodedPath(entry.path());
-            if (!extensions.contains(lowerCasedExtension(lastComponent(path))))
-                continue;
-            // Only asked, never opened: the walk reads listings alone.
-            if (unreadable && access(entry.path().c_str(), R_OK) != 0) {
-                unreadable->append({path, QString::fromLocal8Bit(std::strerror(errno))});
-                continue;
-            }
-            result.files.append(path);
+                return {.stopped = QStringLiteral("Stopped looking after %1 files below “%2” without finding a "
+                                                  "P2 card (a CONTENTS or VIDEO folder). Choose the card "
+                                                  "itself, or a folder that holds just its clips.")
+                                       .arg(bounds->maximumFiles)
+                                       .arg(folder)};
+            if (entry.state)
+                result.files.push_back({QFile::decodeName(path), path, *entry.state});
         }
         // Reversed, so sub-folders are walked in listing order.
         for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it)
             pending.push_back({*it, current.depth + 1});
     }
-    sortByFileName(result.files);
     return result;
 }
 
-} // namespace
-
-QStringList files(const QString& folder, const QSet<QString>& extensions, QList<Unreadable>* unreadable)
+QStringList readableFiles(const Walk& walk, QList<Unreadable>& unreadable)
 {
-    return walk(folder, extensions, nullptr, unreadable).files;
-}
-
-BoundedFiles boundedFiles(const QString& folder, const QSet<QString>& extensions, const WalkBounds& bounds,
-                          QList<Unreadable>* unreadable)
-{
-    return walk(folder, extensions, &bounds, unreadable);
+    unreadable.append(walk.unlisted);
+    QStringList files;
+    files.reserve(qsizetype(walk.files.size()));
+    for (const FoundFile& file : walk.files) {
+        // Only asked, never opened: the walk reads listings alone. Asked as
+        // opening would be, with the identity file access uses.
+        if (::faccessat(AT_FDCWD, file.nativePath.constData(), R_OK, AT_EACCESS) != 0) {
+            unreadable.append({file.path, reasonOf(errno)});
+            continue;
+        }
+        files.append(file.path);
+    }
+    sortByFileName(files);
+    return files;
 }
 
 int compareFileNames(QStringView a, QStringView b)

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "base/FileState.h"
+
 #include <optional>
+#include <QByteArray>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
+#include <vector>
 
 // Directory and file helpers shared by the scanner, the output naming and the
 // conversion run.
@@ -26,22 +30,35 @@ struct Unreadable
     bool operator==(const Unreadable&) const = default;
 };
 
-// The first immediate, non-hidden child directory of `folder` whose name equals
-// `name` without regard to letter case. Children are examined in byte order of
-// their names, so of "VIDEO" and "video" the upper-case one wins.
-// A folder that cannot be listed is added to `unreadable` when given.
-std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
-                                        QList<Unreadable>* unreadable = nullptr);
+// One entry of a folder as its listing shows it.
+struct ListedEntry
+{
+    QByteArray name; // as the system spells it
+    enum class Kind { file, folder, linkToFolder, other } kind = Kind::other;
+    // What the file system says of a file the walk looks for, when it could say.
+    std::optional<FileState> state;
 
-// Every regular file below `folder`, at any depth, whose lower-cased extension
-// is in `extensions`; sorted by file name alone (see sortByFileName). A link to
-// a regular file counts as that file. A name that is not valid UTF-8 is listed
-// with U+FFFD in place of its bad bytes: it cannot be opened under that path,
-// but it shows in the reports instead of vanishing without a word.
-// With `unreadable` given, every folder of the walk that cannot be listed and
-// every matching file that cannot be read goes there instead of into the result.
-QStringList files(const QString& folder, const QSet<QString>& extensions,
-                  QList<Unreadable>* unreadable = nullptr);
+    bool operator==(const ListedEntry&) const = default;
+};
+
+// A folder's non-hidden entries in byte order of their names, links followed
+// to tell a file from a folder. A folder that cannot be listed (or fails
+// half-way, keeping what it got) says why in `unlisted`.
+struct FolderListing
+{
+    std::vector<ListedEntry> entries;
+    std::optional<Unreadable> unlisted;
+
+    bool operator==(const FolderListing&) const = default;
+};
+
+FolderListing listFolder(const QString& folder);
+
+// The first child directory (or link to one) of `folder`, as `listing` shows
+// it, whose name equals `name` without regard to letter case. Children are
+// examined in byte order of their names, so of "VIDEO" and "video" the
+// upper-case one wins.
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder, const FolderListing& listing);
 
 // How far a walk that may start anywhere goes: the folder it starts in could be
 // "/" or a home folder, and a scan must neither read the machine's state nor
@@ -56,20 +73,44 @@ struct WalkBounds
     QStringList virtualFileSystems;
 };
 
-// What a bounded walk found, or why it stopped short.
-struct BoundedFiles
+// A file a walk found.
+struct FoundFile
 {
-    QStringList files;
-    // Set when the walk gave up; `files` is empty then.
-    std::optional<QString> stopped;
+    QString path;          // decoded, for Qt and for people
+    QByteArray nativePath; // as the system spells it
+    FileState state;
+
+    bool operator==(const FoundFile&) const = default;
 };
 
-// As `files`, within `bounds`, and never into a folder on another file system
-// than `folder` (a mounted disk, /proc below "/"). A start on a virtual file
-// system, or more regular files than the bound, stops the walk with a sentence
-// that says so.
-BoundedFiles boundedFiles(const QString& folder, const QSet<QString>& extensions, const WalkBounds& bounds,
-                          QList<Unreadable>* unreadable = nullptr);
+// What a walk saw, before anything was asked of a file: two equal walks of a
+// folder mean nothing in it changed in between.
+struct Walk
+{
+    // Every regular file whose lower-cased extension was asked for, in listing order.
+    std::vector<FoundFile> files;
+    // Folders of the walk that could not be listed.
+    QList<Unreadable> unlisted;
+    // Set when a bounded walk gave up; `files` is empty then.
+    std::optional<QString> stopped;
+
+    bool operator==(const Walk&) const = default;
+};
+
+// Every regular file below `folder`, at any depth, whose lower-cased extension
+// is in `extensions`. A link to a regular file counts as that file. A name that
+// is not valid UTF-8 is listed with U+FFFD in place of its bad bytes in `path`:
+// it shows in the reports instead of vanishing without a word.
+// With `bounds`, the walk stays within them and never enters a folder on
+// another file system than `folder` (a mounted disk, /proc below "/"); a start
+// on a virtual file system, or more regular files than the bound, stops it with
+// a sentence that says so.
+Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBounds* bounds = nullptr);
+
+// The files of `walk` that can be read, sorted by file name (see
+// sortByFileName). The folders it could not list and every file that cannot be
+// read go to `unreadable`, with the system's reason.
+QStringList readableFiles(const Walk& walk, QList<Unreadable>& unreadable);
 
 // Orders file names the way a file browser shows them, the same on every
 // machine: case-insensitive (Unicode case folding) and digit runs compared by

@@ -24,6 +24,10 @@ struct P2CardStructure
     QList<FileSystemUtilities::Unreadable> unreadable;
     // Why the walk for loose MXF files gave up, when it did.
     std::optional<QString> walkStopped;
+    // Which look at the card this is. Two structures with the same number come
+    // from one card that did not change in between, so whatever was made from
+    // the first holds for the second; 0 for a structure no scan made.
+    quint64 snapshot = 0;
 
     // No card folder was found at all; the file lists do not count.
     bool isEmpty() const

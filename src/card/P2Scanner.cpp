@@ -2,11 +2,18 @@
 
 #include "base/Platform.h"
 #include "card/FileSystemUtilities.h"
+#include "media/ProbeCache.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <QDateTime>
+#include <QMutex>
 #include <utility>
 
 namespace P2Scanner {
+
+using FileSystemUtilities::Unreadable;
 
 const QSet<QString> videoExtensions{QStringLiteral("mxf")};
 const QSet<QString> audioExtensions{QStringLiteral("mxf")};
@@ -19,58 +26,152 @@ FileSystemUtilities::WalkBounds looseWalkBounds()
             .virtualFileSystems = Platform::current().virtualFileSystems};
 }
 
-P2CardStructure scan(const QString& rootURL)
+namespace {
+
+using FileSystemUtilities::FolderListing;
+using FileSystemUtilities::Walk;
+
+constexpr int folderCount = 6;
+constexpr std::array<std::pair<const char*, std::optional<QString> P2CardStructure::*>, folderCount> cardFolders{{
+    {"VIDEO", &P2CardStructure::videoFolder},
+    {"AUDIO", &P2CardStructure::audioFolder},
+    {"CLIP", &P2CardStructure::clipFolder},
+    {"ICON", &P2CardStructure::iconFolder},
+    {"PROXY", &P2CardStructure::proxyFolder},
+    {"VOICE", &P2CardStructure::voiceFolder},
+}};
+
+// Everything a scan sees of a card before it asks anything of a file; the
+// structure follows from it and the files' readability alone.
+struct CardLook
 {
-    P2CardStructure structure;
-    structure.rootURL = rootURL;
+    FolderListing root;
+    std::optional<QString> contentsFolder;
+    FolderListing contents;
+    std::array<std::optional<QString>, folderCount> folders;
+    Walk video;
+    Walk audio;
+    Walk clip;
+    Walk loose;
 
-    // CONTENTS first, so a folder found there is never replaced by one beside it.
-    QStringList candidates{rootURL};
-    QList<FileSystemUtilities::Unreadable>* unreadable = &structure.unreadable;
-    if (const auto contents =
-            FileSystemUtilities::findSubdirectory(QStringLiteral("CONTENTS"), rootURL, unreadable))
-        candidates.prepend(*contents);
+    bool operator==(const CardLook&) const = default;
 
-    const std::array<std::pair<QString, std::optional<QString> P2CardStructure::*>, 6> folders{{
-        {QStringLiteral("VIDEO"), &P2CardStructure::videoFolder},
-        {QStringLiteral("AUDIO"), &P2CardStructure::audioFolder},
-        {QStringLiteral("CLIP"), &P2CardStructure::clipFolder},
-        {QStringLiteral("ICON"), &P2CardStructure::iconFolder},
-        {QStringLiteral("PROXY"), &P2CardStructure::proxyFolder},
-        {QStringLiteral("VOICE"), &P2CardStructure::voiceFolder},
-    }};
-    for (const QString& candidate : std::as_const(candidates)) {
-        for (const auto& [name, field] : folders) {
-            if (!(structure.*field))
-                structure.*field = FileSystemUtilities::findSubdirectory(name, candidate, unreadable);
-        }
+    bool foundAnyFolder() const
+    {
+        return std::any_of(folders.begin(), folders.end(), [](const auto& folder) { return folder.has_value(); });
     }
 
-    if (structure.videoFolder)
-        structure.videoFiles =
-            FileSystemUtilities::files(*structure.videoFolder, videoExtensions, unreadable);
-    if (structure.audioFolder)
-        structure.audioFiles =
-            FileSystemUtilities::files(*structure.audioFolder, audioExtensions, unreadable);
-    if (structure.clipFolder)
-        structure.clipXMLFiles = FileSystemUtilities::files(*structure.clipFolder, xmlExtensions, unreadable);
+    // No file was changed so recently that a coarse clock could hide a further change.
+    bool isSettled() const
+    {
+        const qint64 now = QDateTime::currentMSecsSinceEpoch() * 1'000'000;
+        for (const Walk* walk : {&video, &audio, &clip, &loose}) {
+            for (const FileSystemUtilities::FoundFile& file : walk->files) {
+                if (file.state.isRecent(now))
+                    return false;
+            }
+        }
+        return true;
+    }
+};
 
+CardLook lookAt(const QString& rootURL)
+{
+    CardLook look;
+    look.root = FileSystemUtilities::listFolder(rootURL);
+    // CONTENTS first, so a folder found there is never replaced by one beside it.
+    look.contentsFolder = FileSystemUtilities::findSubdirectory(QStringLiteral("CONTENTS"), rootURL, look.root);
+    if (look.contentsFolder)
+        look.contents = FileSystemUtilities::listFolder(*look.contentsFolder);
+    for (std::size_t index = 0; index < cardFolders.size(); ++index) {
+        const QString name = QString::fromLatin1(cardFolders[index].first);
+        std::optional<QString>& folder = look.folders[index];
+        if (look.contentsFolder)
+            folder = FileSystemUtilities::findSubdirectory(name, *look.contentsFolder, look.contents);
+        if (!folder)
+            folder = FileSystemUtilities::findSubdirectory(name, rootURL, look.root);
+    }
+    if (look.folders[0])
+        look.video = FileSystemUtilities::walk(*look.folders[0], videoExtensions);
+    if (look.folders[1])
+        look.audio = FileSystemUtilities::walk(*look.folders[1], audioExtensions);
+    if (look.folders[2])
+        look.clip = FileSystemUtilities::walk(*look.folders[2], xmlExtensions);
     // A loose folder of MXF files is taken as video essence without audio or
     // metadata. The folder could be anything, "/" included, so the walk is bounded.
-    if (structure.isEmpty()) {
-        FileSystemUtilities::BoundedFiles loose = FileSystemUtilities::boundedFiles(
-            rootURL, {QStringLiteral("mxf")}, looseWalkBounds(), unreadable);
-        structure.videoFiles = std::move(loose.files);
-        structure.walkStopped = std::move(loose.stopped);
+    if (!look.foundAnyFolder()) {
+        const FileSystemUtilities::WalkBounds bounds = looseWalkBounds();
+        look.loose = FileSystemUtilities::walk(rootURL, {QStringLiteral("mxf")}, &bounds);
     }
+    return look;
+}
 
-    // The root is listed once per folder name looked for.
-    QList<FileSystemUtilities::Unreadable> once;
-    for (const FileSystemUtilities::Unreadable& entry : std::as_const(structure.unreadable)) {
-        if (!once.contains(entry))
-            once.append(entry);
+P2CardStructure structureOf(const QString& rootURL, const CardLook& look)
+{
+    static std::atomic<quint64> lastSnapshot{0};
+    P2CardStructure structure;
+    structure.rootURL = rootURL;
+    structure.snapshot = ++lastSnapshot;
+    for (const std::optional<Unreadable>& unlisted : {look.root.unlisted, look.contents.unlisted}) {
+        if (unlisted)
+            structure.unreadable.append(*unlisted);
     }
-    structure.unreadable = std::move(once);
+    for (std::size_t index = 0; index < cardFolders.size(); ++index)
+        structure.*cardFolders[index].second = look.folders[index];
+    structure.videoFiles = FileSystemUtilities::readableFiles(
+        structure.isEmpty() ? look.loose : look.video, structure.unreadable);
+    structure.audioFiles = FileSystemUtilities::readableFiles(look.audio, structure.unreadable);
+    structure.clipXMLFiles = FileSystemUtilities::readableFiles(look.clip, structure.unreadable);
+    structure.walkStopped = look.loose.stopped;
+    return structure;
+}
+
+// The cards this process scanned last, each with what its scan saw.
+struct Remembered
+{
+    QString rootURL;
+    quint64 generation = 0;
+    CardLook look;
+    P2CardStructure structure;
+};
+
+struct Memory
+{
+    // A few cards are enough for going back and forth between them.
+    static constexpr qsizetype capacity = 4;
+    QMutex lock;
+    QList<Remembered> cards;
+};
+
+Memory& memory()
+{
+    static Memory instance;
+    return instance;
+}
+
+} // namespace
+
+P2CardStructure scan(const QString& rootURL)
+{
+    const CardLook look = lookAt(rootURL);
+    // Forgetting what files hold forgets what cards held too.
+    const quint64 generation = ProbeCache::generation();
+    Memory& shared = memory();
+    {
+        const QMutexLocker locker(&shared.lock);
+        for (const Remembered& card : std::as_const(shared.cards)) {
+            if (card.rootURL == rootURL && card.generation == generation && card.look == look)
+                return card.structure;
+        }
+    }
+    P2CardStructure structure = structureOf(rootURL, look);
+    if (look.isSettled()) {
+        const QMutexLocker locker(&shared.lock);
+        shared.cards.removeIf([&rootURL](const Remembered& card) { return card.rootURL == rootURL; });
+        if (shared.cards.size() >= Memory::capacity)
+            shared.cards.removeFirst();
+        shared.cards.append({rootURL, generation, look, structure});
+    }
     return structure;
 }
 

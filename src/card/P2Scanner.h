@@ -21,6 +21,9 @@ FileSystemUtilities::WalkBounds looseWalkBounds();
 // Accepts a card root or its CONTENTS folder alike. Never fails: a folder that
 // holds no card gives absent folders and empty lists, and what could not be
 // read is listed in `unreadable`.
+// A card found just as it was at an earlier scan of this process (the same
+// listings, every file the same by its FileState) gives that scan's structure,
+// snapshot number included, without asking anything more of its files.
 P2CardStructure scan(const QString& rootURL);
 
 // What the user is told when a scan found no video essence to convert.

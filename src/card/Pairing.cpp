@@ -11,6 +11,7 @@
 
 #include <QCoroFuture>
 #include <QFileInfo>
+#include <QMutex>
 #include <QSet>
 #include <QtConcurrent>
 
@@ -396,6 +397,51 @@ void copyShootOrder(const QList<P2Clip>& clips, QList<PairingReportEntry>& entri
     }
 }
 
+// What a pairing depends on besides its card: two pairings with equal keys
+// come to the same result.
+struct VerdictKey
+{
+    quint64 snapshot = 0;
+    bool allowUnsafeFallback = false;
+    std::optional<QString> ffprobe;
+    quint64 probeGeneration = 0;
+
+    bool operator==(const VerdictKey&) const = default;
+};
+
+// The last few pairings of scanned cards, so verifying an unchanged card again
+// costs nothing.
+struct Verdicts
+{
+    static constexpr qsizetype capacity = 4;
+    QMutex lock;
+    QList<std::pair<VerdictKey, PairingResult>> known;
+
+    std::optional<PairingResult> recall(const VerdictKey& key)
+    {
+        const QMutexLocker locker(&lock);
+        for (const auto& [knownKey, result] : std::as_const(known)) {
+            if (knownKey == key)
+                return result;
+        }
+        return std::nullopt;
+    }
+
+    void remember(const VerdictKey& key, const PairingResult& result)
+    {
+        const QMutexLocker locker(&lock);
+        if (known.size() >= capacity)
+            known.removeFirst();
+        known.append({key, result});
+    }
+};
+
+Verdicts& verdicts()
+{
+    static Verdicts instance;
+    return instance;
+}
+
 } // namespace
 
 QString normalizedUMID(const QString& umid)
@@ -442,14 +488,25 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
 QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback,
                                      ProbeProgress progress)
 {
+    const qsizetype fileCount = structure.videoFiles.size() + structure.audioFiles.size();
+    const VerdictKey key{structure.snapshot, allowUnsafeFallback, FFmpegService::resolvedFFprobePath(),
+                         ProbeCache::generation()};
+    if (structure.snapshot != 0) {
+        if (std::optional<PairingResult> known = verdicts().recall(key)) {
+            if (progress)
+                progress(fileCount, fileCount);
+            co_return std::move(*known);
+        }
+    }
+    const int answersNotRememberedBefore = ProbeCache::statistics().answersNotRemembered;
+
     // The XML files are read on a worker thread while the probes run.
     QFuture<QList<ClipMetadata>> metadataFuture = QtConcurrent::run(parseAll, structure.clipXMLFiles);
 
-    const bool probeAvailable = FFmpegService::resolvedFFprobePath().has_value();
+    const bool probeAvailable = key.ffprobe.has_value();
     QHash<QString, QString> videoUMIDs;
     QHash<QString, QString> audioUMIDs;
-    ProbeTally tally{.total = structure.videoFiles.size() + structure.audioFiles.size(),
-                     .progress = std::move(progress)};
+    ProbeTally tally{.total = fileCount, .progress = std::move(progress)};
     if (probeAvailable) {
         videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, tally);
         audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, tally);
@@ -486,6 +543,11 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const QHash<QUuid, ClipSortKey> keys = co_await resolveShootOrder(result.clips);
     applyShootOrder(result.clips, keys);
     copyShootOrder(result.clips, result.entries);
+    // A probe that timed out or never started is asked again next time, so its
+    // pairing is not one to repeat.
+    if (structure.snapshot != 0 && timedOut.isEmpty() &&
+        ProbeCache::statistics().answersNotRemembered == answersNotRememberedBefore)
+        verdicts().remember(key, result);
     co_return result;
 }
 

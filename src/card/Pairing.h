@@ -71,6 +71,11 @@ QCoro::Task<QHash<QString, QString>> probeUMIDs(QStringList files, int concurren
 // each one is.
 //
 // `progress`, when given, hears of every probe that ends.
+//
+// A structure of the same snapshot as one paired before (an unchanged card,
+// see P2Scanner::scan), paired with the same settings by the same ffprobe,
+// gets that pairing's result at once, unless one of its probes had timed out
+// or could not be started.
 QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafeFallback,
                                      ProbeProgress progress = {});
 

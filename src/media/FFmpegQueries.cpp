@@ -93,12 +93,16 @@ QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList a
     ProbeCache::recordToolRun(clock.nsecsElapsed());
     if (timedOut)
         *timedOut = result.timedOut;
-    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut)
+    if (result.ending == ProcessResult::Ending::failedToStart || result.timedOut) {
+        ProbeCache::recordAnswerNotRemembered();
         co_return std::nullopt;
+    }
     const QByteArray& output =
         stream == Stream::standardOutput ? result.standardOutput : result.standardError;
     if (identity)
         ProbeCache::remember(path, *identity, query, output);
+    else
+        ProbeCache::recordAnswerNotRemembered();
     co_return output;
 }
 

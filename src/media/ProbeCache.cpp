@@ -7,7 +7,6 @@
 #include <QMutex>
 #include <QMutexLocker>
 #include <QtConcurrent>
-#include <sys/stat.h>
 
 namespace ProbeCache {
 
@@ -28,6 +27,7 @@ struct Memory
     QHash<QString, Entry> entries;
     Statistics statistics;
     bool nativeReaderEnabled = true;
+    quint64 generation = 0;
 
     // The entry of `path` for the file as `identity` describes it; a changed file starts afresh.
     Entry& entry(const QString& path, const FileIdentity& identity)
@@ -75,19 +75,7 @@ std::optional<MXFHeaderFacts> readRemembered(const QString& path)
 
 std::optional<FileIdentity> identify(const QString& path)
 {
-    struct stat status
-    {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISREG(status.st_mode))
-        return std::nullopt;
-#ifdef Q_OS_DARWIN
-    const timespec modified = status.st_mtimespec;
-#else
-    const timespec modified = status.st_mtim;
-#endif
-    return FileIdentity{static_cast<qint64>(status.st_size),
-                        static_cast<qint64>(modified.tv_sec) * 1'000'000'000 + modified.tv_nsec,
-                        static_cast<quint64>(status.st_ino), static_cast<quint64>(status.st_dev)};
+    return FileState::of(QFile::encodeName(path));
 }
 
 QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path)
@@ -160,11 +148,26 @@ void recordToolRun(qint64 nanoseconds)
     shared.statistics.toolRunNanoseconds += nanoseconds;
 }
 
+void recordAnswerNotRemembered()
+{
+    Memory& shared = memory();
+    QMutexLocker locker(&shared.lock);
+    ++shared.statistics.answersNotRemembered;
+}
+
+quint64 generation()
+{
+    Memory& shared = memory();
+    QMutexLocker locker(&shared.lock);
+    return shared.generation;
+}
+
 void forget()
 {
     Memory& shared = memory();
     QMutexLocker locker(&shared.lock);
     shared.entries.clear();
+    ++shared.generation;
 }
 
 void reset(bool nativeReaderEnabled)
@@ -174,6 +177,7 @@ void reset(bool nativeReaderEnabled)
     shared.entries.clear();
     shared.statistics = {};
     shared.nativeReaderEnabled = nativeReaderEnabled;
+    ++shared.generation;
 }
 
 } // namespace ProbeCache

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/FileState.h"
 #include "media/MXFHeaderReader.h"
 
 #include <any>
@@ -11,19 +12,11 @@
 
 // What this process has learnt about files, so no fact about an unchanged
 // file is asked twice: the MXF header reader's facts, every tool answer and
-// whatever else is made from a file's bytes alone, kept in memory only. A file is the same while its path,
-// size, modification time and inode are; when any of them changes it is read again.
+// whatever else is made from a file's bytes alone, kept in memory only. A file is the same while its path
+// and its FileState are; when either changes it is read again.
 namespace ProbeCache {
 
-struct FileIdentity
-{
-    qint64 size = 0;
-    qint64 modifiedNanoseconds = 0;
-    quint64 inode = 0;
-    quint64 device = 0;
-
-    bool operator==(const FileIdentity&) const = default;
-};
+using FileIdentity = FileState;
 
 // The identity of the file at `path` now; nothing when it cannot be read.
 std::optional<FileIdentity> identify(const QString& path);
@@ -55,11 +48,18 @@ struct Statistics
     int filesNotReadNatively = 0; // the reader could not tell
     int toolRuns = 0;             // ffprobe or ffmpeg runs for a file's facts
     int answersFromMemory = 0;    // facts and answers that needed no read at all
+    int answersNotRemembered = 0; // tool runs that timed out or never started, asked again next time
     qint64 nativeReadNanoseconds = 0;
     qint64 toolRunNanoseconds = 0;
 };
 Statistics statistics();
 void recordToolRun(qint64 nanoseconds);
+void recordAnswerNotRemembered();
+
+// Changes whenever what is remembered is dropped as a whole (forget, reset),
+// so whatever was made from remembered answers (a card's scan, its pairing)
+// can tell it is out of date.
+quint64 generation();
 
 // Tests only: forget every file, as when a stand-in tool will answer differently.
 void forget();

@@ -2,6 +2,7 @@
 
 #include "card/P2Scanner.h"
 #include "card/ShootOrder.h"
+#include "media/ProbeCache.h"
 #include "media/ToolLimits.h"
 #include "PairingTests.h"
 #include "PairingTestSupport.h"
@@ -11,6 +12,7 @@
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTest>
+#include <QThread>
 
 using namespace P2MetadataParser;
 using namespace PairingTestSupport;
@@ -172,6 +174,46 @@ private slots:
         QCOMPARE(result.clips.at(0).frameRate, 29.97);
         QCOMPARE(result.clips.at(0).startTimecode, QStringLiteral("01:00:00:00"));
         QCOMPARE(result.clips.at(0).recordingDateTime, parseInternetDateTime(u"2026-07-01T15:00:00Z"));
+    }
+
+    // Verifying an unchanged card again asks nothing of its files; other
+    // settings pair afresh from what is known of them, and a file written
+    // again is read again.
+    void pairingAnUnchangedCardAgainAsksNothing()
+    {
+        const std::optional<SyntheticCard::WrittenCard> card = writeSingleClipCard(2);
+        QVERIFY(card);
+        // A card just written is never taken as unchanged (see the scanner's tests).
+        QThread::msleep(2100);
+        ProbeCache::reset();
+        const auto pair = [&card](bool allowUnsafeFallback) {
+            return QCoro::waitFor(
+                P2MetadataParser::pairClips(P2Scanner::scan(card->rootPath), allowUnsafeFallback));
+        };
+        const PairingResult first = pair(false);
+        QCOMPARE(first.clips.size(), 1);
+        const ProbeCache::Statistics known = ProbeCache::statistics();
+        QCOMPARE(known.filesReadNatively, 3);
+
+        const PairingResult again = pair(false);
+        QCOMPARE(again.clips.at(0).id, first.clips.at(0).id);
+        QCOMPARE(reportText(again), reportText(first));
+        QCOMPARE(ProbeCache::statistics().answersFromMemory, known.answersFromMemory);
+        QCOMPARE(ProbeCache::statistics().toolRuns, known.toolRuns);
+
+        const PairingResult withFallback = pair(true);
+        QVERIFY(withFallback.clips.at(0).id != first.clips.at(0).id);
+        QCOMPARE(reportText(withFallback), reportText(first));
+        QVERIFY(ProbeCache::statistics().answersFromMemory > known.answersFromMemory);
+        QCOMPARE(ProbeCache::statistics().filesReadNatively, known.filesReadNatively);
+
+        QFile audio(card->clips[0].audioPaths[0]);
+        QVERIFY(audio.open(QIODevice::ReadOnly));
+        QVERIFY(writeFile(audio.fileName(), audio.readAll()));
+        const PairingResult afterWrite = pair(false);
+        QVERIFY(afterWrite.clips.at(0).id != first.clips.at(0).id);
+        QCOMPARE(reportText(afterWrite), reportText(first));
+        QCOMPARE(ProbeCache::statistics().filesReadNatively, known.filesReadNatively + 1);
     }
 
     void videoOnlyClips()

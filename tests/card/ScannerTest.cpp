@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -134,7 +135,8 @@ private slots:
         QCOMPARE(structure.videoFolder, std::nullopt);
         QCOMPARE(relativeFolder(root, structure.audioFolder), "AUDIO");
         QVERIFY(structure.videoFiles.isEmpty());
-        QCOMPARE(FileSystemUtilities::findSubdirectory("VIDEO", root), std::nullopt);
+        QCOMPARE(FileSystemUtilities::findSubdirectory("VIDEO", root, FileSystemUtilities::listFolder(root)),
+                 std::nullopt);
     }
 
     void upperCaseFolderWinsOverCaseVariant()
@@ -373,6 +375,85 @@ private slots:
         QCOMPARE(
             CardTree::relative(root, P2Scanner::scan(root).videoFiles),
             (QStringList{"VIDEO/" + replacement + "/0002AB.MXF", "VIDEO/" + replacement + "0001AB.MXF"}));
+    }
+
+    // Verifying a card again must cost next to nothing while nothing changed,
+    // and must see every change. A file changed within one tick of a coarse
+    // clock (FAT keeps two seconds) could look unchanged, so a card is only
+    // taken as unchanged once its files have settled.
+    void anUnchangedCardIsTheSameSnapshot()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/AUDIO/0001AB00.MXF",
+                                      "CONTENTS/CLIP/0001AB.XML"}));
+        QVERIFY(CardTree::writeFile(root + "/CONTENTS/AUDIO/0001AB00.MXF", "audio"));
+        const P2CardStructure justWritten = P2Scanner::scan(root);
+        QVERIFY(justWritten.snapshot != 0);
+        QVERIFY(P2Scanner::scan(root).snapshot != justWritten.snapshot);
+
+        QThread::msleep(2100);
+        const P2CardStructure settled = P2Scanner::scan(root);
+        QCOMPARE(P2Scanner::scan(root), settled);
+
+        // The same bytes written again, with the old modification time given back.
+        const QByteArray audio = QFile::encodeName(root + "/CONTENTS/AUDIO/0001AB00.MXF");
+        struct stat before
+        {
+        };
+        QCOMPARE(::stat(audio.constData(), &before), 0);
+        const int fd = ::open(audio.constData(), O_WRONLY);
+        QVERIFY(fd >= 0);
+        QCOMPARE(::pwrite(fd, "audio", 5, 0), ssize_t(5));
+        const timespec times[2] = {before.st_atim, before.st_mtim};
+        QCOMPARE(::futimens(fd, times), 0);
+        ::close(fd);
+        const P2CardStructure rewritten = P2Scanner::scan(root);
+        QVERIFY(rewritten.snapshot != settled.snapshot);
+        QCOMPARE(rewritten.audioFiles, settled.audioFiles);
+
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0002AB.MXF"}));
+        const P2CardStructure added = P2Scanner::scan(root);
+        QCOMPARE(CardTree::relative(root, added.videoFiles),
+                 (QStringList{"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/0002AB.MXF"}));
+
+        QVERIFY(QFile::rename(root + "/CONTENTS/CLIP/0001AB.XML", root + "/CONTENTS/CLIP/0002AB.XML"));
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).clipXMLFiles),
+                 QStringList{"CONTENTS/CLIP/0002AB.XML"});
+
+        QVERIFY(QFile::remove(root + "/CONTENTS/VIDEO/0001AB.MXF"));
+        QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles),
+                 QStringList{"CONTENTS/VIDEO/0002AB.MXF"});
+    }
+
+    // Permissions are part of what a scan sees: a file that became unreadable
+    // on a card scanned before is named, not listed.
+    void aFileMadeUnreadableOnAScannedCardIsSeen()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"VIDEO/0001AB.MXF", "AUDIO/0001AB00.MXF"}));
+        QCOMPARE(::chmod(QFile::encodeName(m_dir.path()).constData(), 0755), 0);
+        QVERIFY(CardTree::grantReadToEveryone(root));
+        QThread::msleep(2100);
+        P2CardStructure readable;
+        {
+            const CardTree::UnprivilegedFileAccess access;
+            if (!access.effective())
+                QSKIP("Running as root without the right to drop file-system privileges; permission bits are "
+                      "ignored, so no file can be made unreadable.");
+            readable = P2Scanner::scan(root);
+            QCOMPARE(P2Scanner::scan(root), readable);
+        }
+        QCOMPARE(CardTree::relative(root, readable.audioFiles), QStringList{"AUDIO/0001AB00.MXF"});
+
+        QCOMPARE(::chmod(QFile::encodeName(root + "/AUDIO/0001AB00.MXF").constData(), 0), 0);
+        P2CardStructure locked;
+        {
+            const CardTree::UnprivilegedFileAccess access;
+            locked = P2Scanner::scan(root);
+        }
+        QVERIFY(locked.audioFiles.isEmpty());
+        QCOMPARE(locked.unreadable,
+                 (QList<FileSystemUtilities::Unreadable>{{root + "/AUDIO/0001AB00.MXF", "Permission denied"}}));
     }
 
     void specialFilesAreNotListed()

@@ -382,13 +382,12 @@ private slots:
     void verifyCurrentCardScansTheLoadedCardAgain()
     {
         QVERIFY(scanAndWait(verifiedCard_));
-        const QUuid firstClip = driver_->clips().first().id;
         driver_->verifyCurrentCard();
         QCOMPARE(driver_->phase(), Phase::scanning);
         QVERIFY(waitUntilScanned());
         QVERIFY(desktop_->folderRequests.isEmpty());
         QCOMPARE(driver_->statusMessage(), oneVerifiedText);
-        QVERIFY(driver_->clips().first().id != firstClip);
+        QCOMPARE(driver_->clips().size(), 1);
     }
 
     void verifyCurrentCardAfterResetOpensTheChooser()
