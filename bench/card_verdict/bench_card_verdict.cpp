@@ -12,17 +12,14 @@
 // argument), the two ratios with their goals, and how the first scan found its
 // facts: files read natively, and runs of ffprobe the reader could not spare.
 
-#include "card/P2Scanner.h"
-#include "card/Pairing.h"
+#include "CardBench.h"
 #include "media/ProbeCache.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <QCoreApplication>
-#include <QCoroFuture>
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QtConcurrent>
 #include <QTemporaryDir>
 #include <SyntheticCard.h>
 #include <vector>
@@ -32,24 +29,11 @@ namespace {
 constexpr int clipCount = 100;
 constexpr int audioPerClip = 4;
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-QCoro::Task<qsizetype> scanAndPair(QString root)
-{
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, root);
-    const P2MetadataParser::PairingResult result = co_await P2MetadataParser::pairClips(structure, false);
-    co_return result.clips.size();
-}
-
 double timeScan(const QString& root)
 {
     QElapsedTimer clock;
     clock.start();
-    const qsizetype clips = QCoro::waitFor(scanAndPair(root));
+    const qsizetype clips = QCoro::waitFor(CardBench::scanAndPair(root));
     const double seconds = clock.nsecsElapsed() / 1e9;
     if (clips != clipCount)
         std::fprintf(stderr, "pairing verified %lld of %d clips\n", static_cast<long long>(clips), clipCount);
@@ -58,23 +42,13 @@ double timeScan(const QString& root)
 
 double timeBaseline(const QString& ffprobe, const QStringList& files)
 {
-    QByteArray list;
-    for (const QString& file : files)
-        list += file.toUtf8() + '\0';
     QProcess xargs;
     QElapsedTimer clock;
     clock.start();
-    xargs.start(QStringLiteral("xargs"),
-                {QStringLiteral("-0"), QStringLiteral("-P"), QStringLiteral("8"), QStringLiteral("-n"),
-                 QStringLiteral("1"), ffprobe, QStringLiteral("-v"), QStringLiteral("error"),
-                 QStringLiteral("-show_entries"), QStringLiteral("format_tags=material_package_umid"),
-                 QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1:nokey=1")});
-    xargs.write(list);
-    xargs.closeWriteChannel();
+    CardBench::startUMIDQueries(xargs, ffprobe, files);
     xargs.waitForFinished(-1);
     const double seconds = clock.nsecsElapsed() / 1e9;
-    if (xargs.exitCode() != 0 || xargs.readAllStandardOutput().count('\n') != files.size())
-        std::fprintf(stderr, "xargs baseline did not probe every file\n");
+    CardBench::answeredEveryFile(xargs, files);
     return seconds;
 }
 
@@ -113,9 +87,9 @@ int main(int argc, char** argv)
         first = ProbeCache::statistics();
         verify.push_back(timeScan(card.rootPath));
     }
-    const double baseSeconds = median(baseline);
-    const double firstSeconds = median(firstScan);
-    const double verifySeconds = median(verify);
+    const double baseSeconds = CardBench::median(baseline);
+    const double firstSeconds = CardBench::median(firstScan);
+    const double verifySeconds = CardBench::median(verify);
     std::printf("%d clips (%lld files), median of %d rounds:\n", clipCount,
                 static_cast<long long>(files.size()), rounds);
     std::printf("  xargs -P 8 ffprobe UMID queries %.4f s\n", baseSeconds);

@@ -10,18 +10,15 @@
 // pairing, and, for comparison, while the loop idles during the baseline: on a
 // busy machine the latter shows what the scheduler alone costs.
 
-#include "card/P2Scanner.h"
-#include "card/Pairing.h"
+#include "CardBench.h"
 #include "media/ProbeCache.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <QCoreApplication>
-#include <QCoroFuture>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QProcess>
-#include <QtConcurrent>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <SyntheticCard.h>
@@ -63,19 +60,6 @@ private:
     double longestGapMs_ = 0;
 };
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-QCoro::Task<qsizetype> scanAndPair(QString root)
-{
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, root);
-    const P2MetadataParser::PairingResult result = co_await P2MetadataParser::pairClips(structure, false);
-    co_return result.clips.size();
-}
-
 // Scan + pair on this thread's event loop, as the first scan of the card:
 // nothing is remembered from an earlier round.
 Timing timePairing(const QString& root, int expectedClips)
@@ -84,7 +68,7 @@ Timing timePairing(const QString& root, int expectedClips)
     const StallWatch watch;
     QElapsedTimer clock;
     clock.start();
-    const qsizetype clips = QCoro::waitFor(scanAndPair(root));
+    const qsizetype clips = QCoro::waitFor(CardBench::scanAndPair(root));
     const Timing timing{clock.nsecsElapsed() / 1e9, watch.longestStallMs()};
     if (clips != expectedClips)
         std::fprintf(stderr, "pairing verified %lld of %d clips\n", static_cast<long long>(clips),
@@ -96,26 +80,16 @@ Timing timePairing(const QString& root, int expectedClips)
 // thread's event loop idles: its stalls here are the machine's, not pairing's.
 Timing timeBaseline(const QString& ffprobe, const QStringList& files)
 {
-    QByteArray list;
-    for (const QString& file : files)
-        list += file.toUtf8() + '\0';
     QProcess xargs;
     QEventLoop loop;
     QObject::connect(&xargs, &QProcess::finished, &loop, &QEventLoop::quit);
     const StallWatch watch;
     QElapsedTimer clock;
     clock.start();
-    xargs.start(QStringLiteral("xargs"),
-                {QStringLiteral("-0"), QStringLiteral("-P"), QStringLiteral("8"), QStringLiteral("-n"),
-                 QStringLiteral("1"), ffprobe, QStringLiteral("-v"), QStringLiteral("error"),
-                 QStringLiteral("-show_entries"), QStringLiteral("format_tags=material_package_umid"),
-                 QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1:nokey=1")});
-    xargs.write(list);
-    xargs.closeWriteChannel();
+    CardBench::startUMIDQueries(xargs, ffprobe, files);
     loop.exec();
     const Timing timing{clock.nsecsElapsed() / 1e9, watch.longestStallMs()};
-    if (xargs.exitCode() != 0 || xargs.readAllStandardOutput().count('\n') != files.size())
-        std::fprintf(stderr, "xargs baseline did not probe every file\n");
+    CardBench::answeredEveryFile(xargs, files);
     return timing;
 }
 
@@ -149,8 +123,8 @@ void benchmark(int clipCount, int rounds, const QString& folder)
         baselineStallMs = std::max(baselineStallMs, base.longestStallMs);
         pairingStallMs = std::max(pairingStallMs, run.longestStallMs);
     }
-    const double pairSeconds = median(pairing);
-    const double baseSeconds = median(baseline);
+    const double pairSeconds = CardBench::median(pairing);
+    const double baseSeconds = CardBench::median(baseline);
     std::printf(
         "%3d clips (%lld files): scan+pair %.3f s, xargs -P 8 baseline %.3f s, ratio %.3f (goal <= 1.10); "
         "longest event-loop stall during pairing %.1f ms (goal < 50), while idle during the baseline "

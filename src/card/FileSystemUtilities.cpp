@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <functional>
+#include <dirent.h>
+#include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <numeric>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStorageInfo>
-#include <QtConcurrent>
-#include <dirent.h>
-#include <fcntl.h>
+#include <QtConcurrentMap>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -183,7 +183,8 @@ FolderListing listFolder(const QString& folder)
     return listNative(QFile::encodeName(folder), nullptr);
 }
 
-std::optional<QString> findSubdirectory(const QString& name, const QString& folder, const FolderListing& listing)
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
+                                        const FolderListing& listing)
 {
     for (const ListedEntry& entry : listing.entries) {
         if (entry.kind != ListedEntry::Kind::folder && entry.kind != ListedEntry::Kind::linkToFolder)
@@ -209,7 +210,9 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
     if (bounds) {
         const QString type = QString::fromUtf8(QStorageInfo(folder).fileSystemType());
         if (bounds->virtualFileSystems.contains(type))
-            return {.stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
+            return {.files = {},
+                    .unlisted = {},
+                    .stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
                                               "holds no camera files.")
                                    .arg(folder, type)};
     }
@@ -245,11 +248,14 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
             if (entry.kind != ListedEntry::Kind::file)
                 continue;
             if (bounds && ++filesSeen > bounds->maximumFiles)
-                return {.stopped = QStringLiteral("Stopped looking after %1 files below “%2” without finding a "
-                                                  "P2 card (a CONTENTS or VIDEO folder). Choose the card "
-                                                  "itself, or a folder that holds just its clips.")
-                                       .arg(bounds->maximumFiles)
-                                       .arg(folder)};
+                return {.files = {},
+                        .unlisted = {},
+                        .stopped =
+                            QStringLiteral("Stopped looking after %1 files below “%2” without finding a "
+                                           "P2 card (a CONTENTS or VIDEO folder). Choose the card "
+                                           "itself, or a folder that holds just its clips.")
+                                .arg(bounds->maximumFiles)
+                                .arg(folder)};
             if (entry.state)
                 result.files.push_back({QFile::decodeName(path), path, *entry.state});
         }

@@ -58,7 +58,8 @@ FolderListing listFolder(const QString& folder);
 // it, whose name equals `name` without regard to letter case. Children are
 // examined in byte order of their names, so of "VIDEO" and "video" the
 // upper-case one wins.
-std::optional<QString> findSubdirectory(const QString& name, const QString& folder, const FolderListing& listing);
+std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
+                                        const FolderListing& listing);
 
 // How far a walk that may start anywhere goes: the folder it starts in could be
 // "/" or a home folder, and a scan must neither read the machine's state nor

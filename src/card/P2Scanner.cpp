@@ -32,14 +32,15 @@ using FileSystemUtilities::FolderListing;
 using FileSystemUtilities::Walk;
 
 constexpr int folderCount = 6;
-constexpr std::array<std::pair<const char*, std::optional<QString> P2CardStructure::*>, folderCount> cardFolders{{
-    {"VIDEO", &P2CardStructure::videoFolder},
-    {"AUDIO", &P2CardStructure::audioFolder},
-    {"CLIP", &P2CardStructure::clipFolder},
-    {"ICON", &P2CardStructure::iconFolder},
-    {"PROXY", &P2CardStructure::proxyFolder},
-    {"VOICE", &P2CardStructure::voiceFolder},
-}};
+constexpr std::array<std::pair<const char*, std::optional<QString> P2CardStructure::*>, folderCount>
+    cardFolders{{
+        {"VIDEO", &P2CardStructure::videoFolder},
+        {"AUDIO", &P2CardStructure::audioFolder},
+        {"CLIP", &P2CardStructure::clipFolder},
+        {"ICON", &P2CardStructure::iconFolder},
+        {"PROXY", &P2CardStructure::proxyFolder},
+        {"VOICE", &P2CardStructure::voiceFolder},
+    }};
 
 // Everything a scan sees of a card before it asks anything of a file; the
 // structure follows from it and the files' readability alone.
@@ -58,7 +59,8 @@ struct CardLook
 
     bool foundAnyFolder() const
     {
-        return std::any_of(folders.begin(), folders.end(), [](const auto& folder) { return folder.has_value(); });
+        return std::any_of(folders.begin(), folders.end(),
+                           [](const auto& folder) { return folder.has_value(); });
     }
 
     // No file was changed so recently that a coarse clock could hide a further change.
@@ -80,7 +82,8 @@ CardLook lookAt(const QString& rootURL)
     CardLook look;
     look.root = FileSystemUtilities::listFolder(rootURL);
     // CONTENTS first, so a folder found there is never replaced by one beside it.
-    look.contentsFolder = FileSystemUtilities::findSubdirectory(QStringLiteral("CONTENTS"), rootURL, look.root);
+    look.contentsFolder =
+        FileSystemUtilities::findSubdirectory(QStringLiteral("CONTENTS"), rootURL, look.root);
     if (look.contentsFolder)
         look.contents = FileSystemUtilities::listFolder(*look.contentsFolder);
     for (std::size_t index = 0; index < cardFolders.size(); ++index) {
@@ -118,8 +121,8 @@ P2CardStructure structureOf(const QString& rootURL, const CardLook& look)
     }
     for (std::size_t index = 0; index < cardFolders.size(); ++index)
         structure.*cardFolders[index].second = look.folders[index];
-    structure.videoFiles = FileSystemUtilities::readableFiles(
-        structure.isEmpty() ? look.loose : look.video, structure.unreadable);
+    structure.videoFiles = FileSystemUtilities::readableFiles(structure.isEmpty() ? look.loose : look.video,
+                                                              structure.unreadable);
     structure.audioFiles = FileSystemUtilities::readableFiles(look.audio, structure.unreadable);
     structure.clipXMLFiles = FileSystemUtilities::readableFiles(look.clip, structure.unreadable);
     structure.walkStopped = look.loose.stopped;

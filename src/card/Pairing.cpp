@@ -506,7 +506,9 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const bool probeAvailable = key.ffprobe.has_value();
     QHash<QString, QString> videoUMIDs;
     QHash<QString, QString> audioUMIDs;
-    ProbeTally tally{.total = fileCount, .progress = std::move(progress)};
+    ProbeTally tally;
+    tally.total = fileCount;
+    tally.progress = std::move(progress);
     if (probeAvailable) {
         videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, tally);
         audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, tally);

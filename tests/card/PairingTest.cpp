@@ -631,7 +631,7 @@ private slots:
         ToolFolder tools(probe);
         QVERIFY(tools.ready());
         for (const QString& name : {QStringLiteral("VIDEO/0001AB.MXF"), QStringLiteral("VIDEO/0002AB.MXF"),
-                                   QStringLiteral("AUDIO/0002AB00.MXF")})
+                                    QStringLiteral("AUDIO/0002AB00.MXF")})
             QVERIFY(writeFile(root + QStringLiteral("/CARD/") + name, {}));
 
         const PairingResult result = scanAndPair(root + QStringLiteral("/CARD"), false);

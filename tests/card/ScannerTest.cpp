@@ -384,8 +384,8 @@ private slots:
     void anUnchangedCardIsTheSameSnapshot()
     {
         const QString root = freshRoot();
-        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/AUDIO/0001AB00.MXF",
-                                      "CONTENTS/CLIP/0001AB.XML"}));
+        QVERIFY(CardTree::make(
+            root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/AUDIO/0001AB00.MXF", "CONTENTS/CLIP/0001AB.XML"}));
         QVERIFY(CardTree::writeFile(root + "/CONTENTS/AUDIO/0001AB00.MXF", "audio"));
         const P2CardStructure justWritten = P2Scanner::scan(root);
         QVERIFY(justWritten.snapshot != 0);
@@ -452,8 +452,8 @@ private slots:
             locked = P2Scanner::scan(root);
         }
         QVERIFY(locked.audioFiles.isEmpty());
-        QCOMPARE(locked.unreadable,
-                 (QList<FileSystemUtilities::Unreadable>{{root + "/AUDIO/0001AB00.MXF", "Permission denied"}}));
+        QCOMPARE(locked.unreadable, (QList<FileSystemUtilities::Unreadable>{
+                                        {root + "/AUDIO/0001AB00.MXF", "Permission denied"}}));
     }
 
     void specialFilesAreNotListed()
