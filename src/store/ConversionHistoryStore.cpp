@@ -1,6 +1,7 @@
 #include "store/ConversionHistoryStore.h"
 
 #include <cmath>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -64,7 +65,12 @@ std::optional<QString> decodeFolder(const QJsonValue& value)
     const QUrl url(value.toString());
     if (!value.isString() || !url.isValid() || !url.isLocalFile())
         return std::nullopt;
-    return url.toLocalFile();
+    // Entries are written with absolute folders; a URL such as "file:?//home"
+    // names no folder at all and could not be written back as one.
+    const QString folder = url.toLocalFile();
+    if (!QDir::isAbsolutePath(folder))
+        return std::nullopt;
+    return folder;
 }
 
 std::optional<qint64> decodeCount(const QJsonValue& value)

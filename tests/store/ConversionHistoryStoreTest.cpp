@@ -243,6 +243,8 @@ private slots:
         QTest::newRow("card name as number") << withChange("cardName", 7);
         QTest::newRow("folder not a file URL") << withChange("outputFolder", "https://example.com/out");
         QTest::newRow("folder as plain path") << withChange("outputFolder", "/media/Out");
+        QTest::newRow("folder URL without a path") << withChange("outputFolder", "file:?//home/user/Videos");
+        QTest::newRow("folder URL with a relative path") << withChange("outputFolder", "file:media/Out");
         QTest::newRow("fractional count") << withChange("converted", 1.5);
         QTest::newRow("count as text") << withChange("failed", "1");
         QTest::newRow("null count") << withChange("skipped", QJsonValue::Null);
