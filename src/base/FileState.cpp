@@ -21,8 +21,12 @@ std::optional<FileState> fromStatus(const struct stat& status)
     const timespec modified = status.st_mtim;
     const timespec changed = status.st_ctim;
 #endif
-    return FileState{static_cast<qint64>(status.st_size), nanoseconds(modified), nanoseconds(changed),
-                     static_cast<quint64>(status.st_ino), static_cast<quint64>(status.st_dev)};
+    return FileState{static_cast<qint64>(status.st_size),
+                     nanoseconds(modified),
+                     nanoseconds(changed),
+                     static_cast<quint64>(status.st_ino),
+                     static_cast<quint64>(status.st_dev),
+                     static_cast<quint64>(status.st_nlink)};
 }
 
 } // namespace

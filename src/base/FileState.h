@@ -15,6 +15,8 @@ struct FileState
     qint64 changedNanoseconds = 0;
     quint64 inode = 0;
     quint64 device = 0;
+    // Names the file has; a file with more than one can be written under another.
+    quint64 links = 0;
 
     // The state of the regular file at `nativePath` (links followed), or of
     // the entry `name` of the open folder `folderDescriptor`; nothing when it

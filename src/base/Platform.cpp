@@ -17,6 +17,15 @@ QStringList linuxVirtualFileSystems()
             QStringLiteral("rpc_pipefs"),  QStringLiteral("nsfs")};
 }
 
+QStringList linuxWatchableFileSystems()
+{
+    return {QStringLiteral("ext2"),    QStringLiteral("ext3"),    QStringLiteral("ext4"),
+            QStringLiteral("xfs"),     QStringLiteral("btrfs"),   QStringLiteral("f2fs"),
+            QStringLiteral("jfs"),     QStringLiteral("vfat"),    QStringLiteral("exfat"),
+            QStringLiteral("ntfs3"),   QStringLiteral("hfsplus"), QStringLiteral("udf"),
+            QStringLiteral("iso9660"), QStringLiteral("tmpfs")};
+}
+
 } // namespace
 
 Kind currentKind()
@@ -47,6 +56,8 @@ PlatformFacts factsFor(Kind kind, const QString& moviesFolder)
             .ffmpegInstallCommand = QStringLiteral("brew install ffmpeg"),
             .terminalName = QStringLiteral("Terminal"),
             .virtualFileSystems = {QStringLiteral("devfs"), QStringLiteral("autofs")},
+            // No folder watch is built there yet.
+            .watchableFileSystems = {},
         };
     case Kind::linuxDesktop:
         break;
@@ -64,6 +75,7 @@ PlatformFacts factsFor(Kind kind, const QString& moviesFolder)
         .ffmpegInstallCommand = QStringLiteral("sudo apt install ffmpeg"),
         .terminalName = QStringLiteral("a terminal"),
         .virtualFileSystems = linuxVirtualFileSystems(),
+        .watchableFileSystems = linuxWatchableFileSystems(),
     };
 }
 

@@ -32,6 +32,10 @@ struct PlatformFacts
     // File systems the kernel makes up (as QStorageInfo names them): they hold
     // no camera files, and walking them reads the machine's state, not a disk.
     QStringList virtualFileSystems;
+    // File systems on which every change is made through this machine's own
+    // kernel, which reports it to a folder watch: local disks and memory.
+    // Network and user-space file systems can change beneath it unseen.
+    QStringList watchableFileSystems;
 
     bool operator==(const PlatformFacts&) const = default;
 };

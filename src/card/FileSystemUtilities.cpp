@@ -129,7 +129,7 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
         }
         if (entry->d_name[0] == '.')
             continue;
-        ListedEntry listed{QByteArray(entry->d_name), ListedEntry::Kind::other, std::nullopt};
+        ListedEntry listed{QByteArray(entry->d_name), ListedEntry::Kind::other, false, std::nullopt};
         unsigned char type = entry->d_type;
         bool isLink = type == DT_LNK;
         if (type == DT_UNKNOWN || type == DT_LNK) {
@@ -147,6 +147,7 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
                 target = own;
             type = S_ISDIR(target.st_mode) ? DT_DIR : S_ISREG(target.st_mode) ? DT_REG : DT_UNKNOWN;
         }
+        listed.isLink = isLink;
         if (type == DT_DIR) {
             listed.kind = isLink ? ListedEntry::Kind::linkToFolder : ListedEntry::Kind::folder;
         } else if (type == DT_REG) {
@@ -212,6 +213,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
         if (bounds->virtualFileSystems.contains(type))
             return {.files = {},
                     .unlisted = {},
+                    .folders = {},
                     .stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
                                               "holds no camera files.")
                                    .arg(folder, type)};
@@ -227,6 +229,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
         const Pending current = std::move(pending.back());
         pending.pop_back();
         const FolderListing listing = listNative(current.path, wanted);
+        result.folders.push_back(current.path);
         if (listing.unlisted)
             result.unlisted.append(*listing.unlisted);
         std::vector<QByteArray> subfolders;
@@ -250,6 +253,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
             if (bounds && ++filesSeen > bounds->maximumFiles)
                 return {.files = {},
                         .unlisted = {},
+                        .folders = {},
                         .stopped =
                             QStringLiteral("Stopped looking after %1 files below “%2” without finding a "
                                            "P2 card (a CONTENTS or VIDEO folder). Choose the card "
@@ -257,7 +261,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
                                 .arg(bounds->maximumFiles)
                                 .arg(folder)};
             if (entry.state)
-                result.files.push_back({QFile::decodeName(path), path, *entry.state});
+                result.files.push_back({QFile::decodeName(path), path, *entry.state, entry.isLink});
         }
         // Reversed, so sub-folders are walked in listing order.
         for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it)

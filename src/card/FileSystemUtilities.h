@@ -35,6 +35,8 @@ struct ListedEntry
 {
     QByteArray name; // as the system spells it
     enum class Kind { file, folder, linkToFolder, other } kind = Kind::other;
+    // A symbolic link: a file reached through one can change without its folder knowing.
+    bool isLink = false;
     // What the file system says of a file the walk looks for, when it could say.
     std::optional<FileState> state;
 
@@ -80,6 +82,7 @@ struct FoundFile
     QString path;          // decoded, for Qt and for people
     QByteArray nativePath; // as the system spells it
     FileState state;
+    bool throughLink = false;
 
     bool operator==(const FoundFile&) const = default;
 };
@@ -92,6 +95,8 @@ struct Walk
     std::vector<FoundFile> files;
     // Folders of the walk that could not be listed.
     QList<Unreadable> unlisted;
+    // Every folder listed, as the system spells it, the first one first.
+    std::vector<QByteArray> folders;
     // Set when a bounded walk gave up; `files` is empty then.
     std::optional<QString> stopped;
 

@@ -2,13 +2,18 @@
 
 #include "base/Platform.h"
 #include "card/FileSystemUtilities.h"
+#include "card/FolderWatch.h"
 #include "media/ProbeCache.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <memory>
 #include <QDateTime>
+#include <QFile>
 #include <QMutex>
+#include <QStorageInfo>
+#include <sys/stat.h>
 #include <utility>
 
 namespace P2Scanner {
@@ -129,13 +134,72 @@ P2CardStructure structureOf(const QString& rootURL, const CardLook& look)
     return structure;
 }
 
+// Where a folder is, as the system identifies it: the same path naming
+// another folder (a card swapped, a parent renamed) is another card.
+struct FolderIdentity
+{
+    quint64 device = 0;
+    quint64 inode = 0;
+
+    bool operator==(const FolderIdentity&) const = default;
+};
+
+std::optional<FolderIdentity> identityOf(const QString& folder)
+{
+    struct stat status
+    {
+    };
+    if (::stat(QFile::encodeName(folder).constData(), &status) != 0 || !S_ISDIR(status.st_mode))
+        return std::nullopt;
+    return FolderIdentity{static_cast<quint64>(status.st_dev), static_cast<quint64>(status.st_ino)};
+}
+
+// A watch over every folder the look listed, when the system reports every
+// change that could alter what the look saw; nothing otherwise.
+std::unique_ptr<FolderWatch> watchOver(const QString& rootURL, const CardLook& look)
+{
+    // A loose folder can be a whole disk; a card has a handful of folders.
+    constexpr std::size_t mostFolders = 64;
+    if (!look.foundAnyFolder())
+        return nullptr;
+    std::vector<QByteArray> folders{QFile::encodeName(rootURL)};
+    if (look.contentsFolder)
+        folders.push_back(QFile::encodeName(*look.contentsFolder));
+    for (const Walk* walk : {&look.video, &look.audio, &look.clip}) {
+        folders.insert(folders.end(), walk->folders.begin(), walk->folders.end());
+        // A file written through another name, or a link's target, changes
+        // without a word to the folders watched here.
+        for (const FileSystemUtilities::FoundFile& file : walk->files) {
+            if (file.throughLink || file.state.links > 1)
+                return nullptr;
+        }
+    }
+    if (folders.size() > mostFolders)
+        return nullptr;
+    // Every folder must be where the root's file system reports changes.
+    const QString type = QString::fromUtf8(QStorageInfo(rootURL).fileSystemType());
+    if (!Platform::current().watchableFileSystems.contains(type))
+        return nullptr;
+    const std::optional<FolderIdentity> root = identityOf(rootURL);
+    auto watch = std::make_unique<FolderWatch>();
+    for (const QByteArray& folder : folders) {
+        const std::optional<FolderIdentity> identity = identityOf(QFile::decodeName(folder));
+        if (!root || !identity || identity->device != root->device || !watch->add(folder))
+            return nullptr;
+    }
+    return watch;
+}
+
 // The cards this process scanned last, each with what its scan saw.
 struct Remembered
 {
     QString rootURL;
+    std::optional<FolderIdentity> root;
     quint64 generation = 0;
     CardLook look;
     P2CardStructure structure;
+    // Started after the look and confirmed by a second one: quiet means unchanged.
+    std::shared_ptr<FolderWatch> watch;
 };
 
 struct Memory
@@ -144,6 +208,7 @@ struct Memory
     static constexpr qsizetype capacity = 4;
     QMutex lock;
     QList<Remembered> cards;
+    std::atomic<qint64> looks{0};
 };
 
 Memory& memory()
@@ -152,30 +217,68 @@ Memory& memory()
     return instance;
 }
 
+CardLook lookAtCounted(const QString& rootURL)
+{
+    ++memory().looks;
+    return lookAt(rootURL);
+}
+
+// A watch begun after `look` was taken: whatever changed before it began
+// shows in a second look.
+std::shared_ptr<FolderWatch> confirmedWatch(const QString& rootURL, const CardLook& look)
+{
+    std::unique_ptr<FolderWatch> watch = watchOver(rootURL, look);
+    if (!watch || lookAtCounted(rootURL) != look)
+        return nullptr;
+    return watch;
+}
+
 } // namespace
 
 P2CardStructure scan(const QString& rootURL)
 {
-    const CardLook look = lookAt(rootURL);
     // Forgetting what files hold forgets what cards held too.
     const quint64 generation = ProbeCache::generation();
+    const std::optional<FolderIdentity> root = identityOf(rootURL);
     Memory& shared = memory();
+    const auto isThisCard = [&](const Remembered& card) {
+        return card.rootURL == rootURL && card.generation == generation && card.root == root;
+    };
     {
         const QMutexLocker locker(&shared.lock);
         for (const Remembered& card : std::as_const(shared.cards)) {
-            if (card.rootURL == rootURL && card.generation == generation && card.look == look)
+            if (isThisCard(card) && card.watch && card.watch->isQuiet())
                 return card.structure;
+        }
+    }
+    const CardLook look = lookAtCounted(rootURL);
+    {
+        const QMutexLocker locker(&shared.lock);
+        for (Remembered& card : shared.cards) {
+            if (isThisCard(card) && card.look == look) {
+                // Something was reported but nothing the look sees changed
+                // (a file touched and put back): watch afresh from here.
+                if (card.watch && !card.watch->isQuiet())
+                    card.watch = confirmedWatch(rootURL, look);
+                return card.structure;
+            }
         }
     }
     P2CardStructure structure = structureOf(rootURL, look);
     if (look.isSettled()) {
+        std::shared_ptr<FolderWatch> watch = confirmedWatch(rootURL, look);
         const QMutexLocker locker(&shared.lock);
         shared.cards.removeIf([&rootURL](const Remembered& card) { return card.rootURL == rootURL; });
         if (shared.cards.size() >= Memory::capacity)
             shared.cards.removeFirst();
-        shared.cards.append({rootURL, generation, look, structure});
+        shared.cards.append({rootURL, root, generation, look, structure, std::move(watch)});
     }
     return structure;
+}
+
+qint64 lookCount()
+{
+    return memory().looks;
 }
 
 QString unreadableSentence(const FileSystemUtilities::Unreadable& entry)

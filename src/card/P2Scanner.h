@@ -23,8 +23,13 @@ FileSystemUtilities::WalkBounds looseWalkBounds();
 // read is listed in `unreadable`.
 // A card found just as it was at an earlier scan of this process (the same
 // listings, every file the same by its FileState) gives that scan's structure,
-// snapshot number included, without asking anything more of its files.
+// snapshot number included, without asking anything more of its files. A card
+// whose folders the system has watched since then, with no change reported,
+// gives it without even a listing.
 P2CardStructure scan(const QString& rootURL);
+
+// How many times this process listed a card's folders and looked at its files.
+qint64 lookCount();
 
 // What the user is told when a scan found no video essence to convert.
 QString noVideoMessage();

@@ -70,7 +70,15 @@ std::optional<QString> decodeFolder(const QJsonValue& value)
     const QString folder = url.toLocalFile();
     if (!QDir::isAbsolutePath(folder))
         return std::nullopt;
-    return folder;
+    // "file://///home" names "/home" to the kernel, but a path that starts
+    // with "//" would be written back as a network share with no server.
+    // A URL that does name a server keeps its share path as it is.
+    if (!url.host().isEmpty())
+        return folder;
+    qsizetype slashes = 0;
+    while (slashes < folder.size() && folder[slashes] == u'/')
+        ++slashes;
+    return slashes > 1 ? folder.sliced(slashes - 1) : folder;
 }
 
 std::optional<qint64> decodeCount(const QJsonValue& value)

@@ -47,6 +47,10 @@ private slots:
                                                              "pstore", "bpf", "configfs", "fusectl", "mqueue",
                                                              "hugetlbfs", "binfmt_misc", "efivarfs", "autofs",
                                                              "rpc_pipefs", "nsfs"},
+                                      // No network, overlay or user-space file system.
+                                      .watchableFileSystems = {"ext2", "ext3", "ext4", "xfs", "btrfs", "f2fs",
+                                                               "jfs", "vfat", "exfat", "ntfs3", "hfsplus", "udf",
+                                                               "iso9660", "tmpfs"},
                                   }
                                << QStringLiteral("/usr/local/bin and /usr/bin");
         // The editing drive, whatever the user's movies folder is.
@@ -63,6 +67,7 @@ private slots:
                                       .ffmpegInstallCommand = "brew install ffmpeg",
                                       .terminalName = "Terminal",
                                       .virtualFileSystems = {"devfs", "autofs"},
+                                      .watchableFileSystems = {},
                                   }
                                << QStringLiteral("/opt/homebrew/bin and /usr/local/bin");
     }

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <filesystem>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -423,6 +424,90 @@ private slots:
         QVERIFY(QFile::remove(root + "/CONTENTS/VIDEO/0001AB.MXF"));
         QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles),
                  QStringList{"CONTENTS/VIDEO/0002AB.MXF"});
+    }
+
+    // Verifying a card watched since its scan lists nothing; a touch that
+    // changes nothing a scan sees costs one look, and the watch starts again.
+    void aWatchedUnchangedCardIsNotLookedAtAgain()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/camB/0001AB.MXF",
+                                      "CONTENTS/AUDIO/0001AB00.MXF", "CONTENTS/CLIP/0001AB.XML"}));
+        QThread::msleep(2100);
+        const P2CardStructure first = P2Scanner::scan(root);
+        qint64 looks = P2Scanner::lookCount();
+        QCOMPARE(P2Scanner::scan(root), first);
+        QCOMPARE(P2Scanner::lookCount(), looks);
+
+        // Opened for writing and closed unwritten: reported, yet nothing a look sees is different.
+        const int fd = ::open(QFile::encodeName(root + "/CONTENTS/AUDIO/0001AB00.MXF").constData(), O_WRONLY);
+        QVERIFY(fd >= 0);
+        ::close(fd);
+        looks = P2Scanner::lookCount();
+        QCOMPARE(P2Scanner::scan(root), first);
+        QVERIFY(P2Scanner::lookCount() > looks);
+        looks = P2Scanner::lookCount();
+        QCOMPARE(P2Scanner::scan(root), first);
+        QCOMPARE(P2Scanner::lookCount(), looks);
+
+        // A file added to a sub-folder of a card folder is reported too.
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/camB/0002AB.MXF"}));
+        const P2CardStructure added = P2Scanner::scan(root);
+        QVERIFY(added.snapshot != first.snapshot);
+        QCOMPARE(added.videoFiles.size(), 3);
+    }
+
+    // What a watch of the card's folders cannot see is looked at each time:
+    // a file reached through a symbolic link, and one with a second name.
+    void filesAWatchCannotSeeAreLookedAtEachTime_data()
+    {
+        QTest::addColumn<bool>("throughLink");
+        QTest::newRow("symbolic link to a file elsewhere") << true;
+        QTest::newRow("file with a second name elsewhere") << false;
+    }
+
+    void filesAWatchCannotSeeAreLookedAtEachTime()
+    {
+        QFETCH(bool, throughLink);
+        const QString root = freshRoot();
+        const QString elsewhere = root + "-elsewhere.MXF";
+        QVERIFY(CardTree::make(root, {"VIDEO/0001AB.MXF", "AUDIO/"}));
+        QVERIFY(CardTree::writeFile(elsewhere, "audio"));
+        const QByteArray onCard = QFile::encodeName(root + "/AUDIO/0001AB00.MXF");
+        if (throughLink)
+            QCOMPARE(::symlink(QFile::encodeName(elsewhere).constData(), onCard.constData()), 0);
+        else
+            QCOMPARE(::link(QFile::encodeName(elsewhere).constData(), onCard.constData()), 0);
+        QThread::msleep(2100);
+        const P2CardStructure first = P2Scanner::scan(root);
+        const qint64 looks = P2Scanner::lookCount();
+        QCOMPARE(P2Scanner::scan(root), first);
+        QCOMPARE(P2Scanner::lookCount(), looks + 1);
+
+        QFile file(elsewhere);
+        QVERIFY(file.open(QIODevice::Append));
+        QCOMPARE(file.write("more"), qint64(4));
+        file.close();
+        QVERIFY(P2Scanner::scan(root).snapshot != first.snapshot);
+    }
+
+    // A card's folder renamed with its parent, and another put at its path,
+    // tells the watched folders nothing: the path names another card.
+    void aFolderPutInPlaceOfAScannedCardIsAnotherCard()
+    {
+        const QString parent = freshRoot();
+        const QString root = parent + "/CARD";
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF"}));
+        QThread::msleep(2100);
+        const P2CardStructure first = P2Scanner::scan(root);
+        QCOMPARE(P2Scanner::scan(root), first);
+
+        QVERIFY(QDir().rename(parent, parent + "-old"));
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/0002AB.MXF"}));
+        const P2CardStructure other = P2Scanner::scan(root);
+        QVERIFY(other.snapshot != first.snapshot);
+        QCOMPARE(CardTree::relative(root, other.videoFiles),
+                 (QStringList{"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/0002AB.MXF"}));
     }
 
     // Permissions are part of what a scan sees: a file that became unreadable

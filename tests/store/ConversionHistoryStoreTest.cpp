@@ -153,6 +153,31 @@ private slots:
         QCOMPARE(*history.mostRecent(), first);
     }
 
+    void aFolderWrittenWithExtraLeadingSlashesIsTheSameFolder_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("folder");
+        QTest::newRow("empty authority and two slashes") << "file:////home/user/Videos"
+                                                         << "/home/user/Videos";
+        QTest::newRow("empty authority and many slashes") << "file://////////home/user/Videos/"
+                                                          << "/home/user/Videos/";
+        QTest::newRow("only slashes") << "file://///"
+                                      << "/";
+    }
+
+    void aFolderWrittenWithExtraLeadingSlashesIsTheSameFolder()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, folder);
+        QJsonObject element = validElement(0);
+        element.insert(QStringLiteral("outputFolder"), url);
+        const auto entries = ConversionHistoryStore::decode(documentOf({element}));
+        QVERIFY(entries);
+        QCOMPARE(entries->size(), 1);
+        QCOMPARE(entries->first().outputFolder, folder);
+        QCOMPARE(ConversionHistoryStore::decode(ConversionHistoryStore::encode(*entries)), entries);
+    }
+
     void theSavedDocumentParsesBackFieldForField()
     {
         const auto defaults = std::make_shared<LoggingKeyValueStore>();
