@@ -156,11 +156,12 @@ std::optional<FolderIdentity> identityOf(const QString& folder)
 
 // A watch over every folder the look listed, when the system reports every
 // change that could alter what the look saw; nothing otherwise.
-std::unique_ptr<FolderWatch> watchOver(const QString& rootURL, const CardLook& look)
+std::unique_ptr<FolderWatch> watchOver(const QString& rootURL, const std::optional<FolderIdentity>& root,
+                                       const CardLook& look)
 {
     // A loose folder can be a whole disk; a card has a handful of folders.
     constexpr std::size_t mostFolders = 64;
-    if (!look.foundAnyFolder())
+    if (!root || !look.foundAnyFolder())
         return nullptr;
     std::vector<QByteArray> folders{QFile::encodeName(rootURL)};
     if (look.contentsFolder)
@@ -180,11 +181,10 @@ std::unique_ptr<FolderWatch> watchOver(const QString& rootURL, const CardLook& l
     const QString type = QString::fromUtf8(QStorageInfo(rootURL).fileSystemType());
     if (!Platform::current().watchableFileSystems.contains(type))
         return nullptr;
-    const std::optional<FolderIdentity> root = identityOf(rootURL);
     auto watch = std::make_unique<FolderWatch>();
     for (const QByteArray& folder : folders) {
         const std::optional<FolderIdentity> identity = identityOf(QFile::decodeName(folder));
-        if (!root || !identity || identity->device != root->device || !watch->add(folder))
+        if (!identity || identity->device != root->device || !watch->add(folder))
             return nullptr;
     }
     return watch;
@@ -225,9 +225,10 @@ CardLook lookAtCounted(const QString& rootURL)
 
 // A watch begun after `look` was taken: whatever changed before it began
 // shows in a second look.
-std::shared_ptr<FolderWatch> confirmedWatch(const QString& rootURL, const CardLook& look)
+std::shared_ptr<FolderWatch> confirmedWatch(const QString& rootURL, const std::optional<FolderIdentity>& root,
+                                            const CardLook& look)
 {
-    std::unique_ptr<FolderWatch> watch = watchOver(rootURL, look);
+    std::unique_ptr<FolderWatch> watch = watchOver(rootURL, root, look);
     if (!watch || lookAtCounted(rootURL) != look)
         return nullptr;
     return watch;
@@ -252,21 +253,24 @@ P2CardStructure scan(const QString& rootURL)
         }
     }
     const CardLook look = lookAtCounted(rootURL);
+    // The same look as a remembered scan gives that scan's structure. When its
+    // watch reported something all the same (a file touched and put back), the
+    // card is remembered afresh below, watched from here on.
+    std::optional<P2CardStructure> known;
     {
         const QMutexLocker locker(&shared.lock);
-        for (Remembered& card : shared.cards) {
+        for (const Remembered& card : std::as_const(shared.cards)) {
             if (isThisCard(card) && card.look == look) {
-                // Something was reported but nothing the look sees changed
-                // (a file touched and put back): watch afresh from here.
-                if (card.watch && !card.watch->isQuiet())
-                    card.watch = confirmedWatch(rootURL, look);
-                return card.structure;
+                if (!card.watch)
+                    return card.structure;
+                known = card.structure;
             }
         }
     }
-    P2CardStructure structure = structureOf(rootURL, look);
+    P2CardStructure structure = known ? std::move(*known) : structureOf(rootURL, look);
     if (look.isSettled()) {
-        std::shared_ptr<FolderWatch> watch = confirmedWatch(rootURL, look);
+        // Taken before the lock: confirming a watch looks at the card again.
+        std::shared_ptr<FolderWatch> watch = confirmedWatch(rootURL, root, look);
         const QMutexLocker locker(&shared.lock);
         shared.cards.removeIf([&rootURL](const Remembered& card) { return card.rootURL == rootURL; });
         if (shared.cards.size() >= Memory::capacity)
