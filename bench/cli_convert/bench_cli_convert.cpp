@@ -1,8 +1,13 @@
-// Measures what a whole run of `tolvane-cli convert` costs beyond the
-// conversions themselves: scanning and pairing, the per-clip probes and output
-// checks, the logs and the debug report. A 10-clip DVCPRO HD card with four
-// audio files per clip is converted by the CLI and by a shell script that runs
-// the identical ffmpeg commands one after another, alternating, in one run.
+// Measures what a whole run of `tolvane-cli convert` costs beyond the tools it
+// runs. A 10-clip DVCPRO HD card with four audio files per clip is converted by
+// the CLI and by two shell scripts, alternating, in one run:
+// - the conversions alone: the identical ffmpeg conversion commands, one after
+//   another;
+// - every tool command: those conversions, each followed by the two checks of
+//   its movie side by side, then the debug report's stream probes and level
+//   measurements in its groups of six at a time, exactly as the CLI arranges
+//   them, so the difference is the program itself: its start, scan and
+//   pairing, coroutines, logs and reports.
 // Also reports the CLI's own peak resident memory (its ffmpeg children are
 // separate processes and not counted).
 //
@@ -13,6 +18,7 @@
 #include "card/Pairing.h"
 #include "CommandRun.h"
 #include "media/FFmpegService.h"
+#include "media/ToolArguments.h"
 #include "SyntheticCard.h"
 
 #include <algorithm>
@@ -85,28 +91,79 @@ qint64 runShellScript(const QString& script)
     shell.waitForFinished(-1);
     const qint64 elapsed = timer.elapsed();
     if (shell.exitStatus() != QProcess::NormalExit || shell.exitCode() != 0)
-        throw std::runtime_error("the shell script's ffmpeg commands failed");
+        throw std::runtime_error("a shell script's tool commands failed");
     return elapsed;
 }
 
-// The ffmpeg commands the CLI runs for `card` with the default settings, in
-// its order, writing into `outputFolder`; `set -e` stops at the first failure.
-QString shellScript(const QString& ffmpeg, const QString& card, const QString& outputFolder)
+QString commandLine(const QString& program, const QStringList& arguments)
+{
+    QStringList words{shellQuoted(program)};
+    for (const QString& argument : arguments)
+        words.append(shellQuoted(argument));
+    return words.join(u' ');
+}
+
+// Runs `program` once per path listed, NUL-separated, in `listFile`, six at a
+// time as the debug report does, in the background; `arguments` is the
+// vector for the path "/@", which stands for each path in turn.
+QString inParallel(const QString& program, QStringList arguments, const QString& listFile)
+{
+    arguments.replace(arguments.indexOf(QStringLiteral("/@")), QStringLiteral("{}"));
+    return QStringLiteral("xargs -0 -P 6 -I{} ") + commandLine(program, arguments) + QStringLiteral(" < ") +
+           shellQuoted(listFile) + QStringLiteral(" &");
+}
+
+void writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        throw std::runtime_error("a file of the shell scripts could not be written");
+}
+
+// The two scripts for `card` with the default settings, writing into
+// `outputFolder`; `set -e` stops either at the first failure.
+struct ShellScripts
+{
+    QString conversions;
+    QString everyCommand;
+};
+
+ShellScripts shellScripts(const QString& ffmpeg, const QString& ffprobe, const QString& card,
+                          const QString& outputFolder, const QString& listFolder)
 {
     const P2CardStructure structure = P2Scanner::scan(card);
     const P2MetadataParser::PairingResult pairing =
         QCoro::waitFor(P2MetadataParser::pairClips(structure, false));
-    QStringList lines{QStringLiteral("set -e")};
+    QStringList conversions{QStringLiteral("set -e")};
+    QStringList everyCommand{QStringLiteral("set -e")};
+    QByteArray videos;
+    QByteArray audio;
     for (const P2Clip& clip : pairing.clips) {
         const std::optional<QString> timecode = QCoro::waitFor(FFmpegService::sourceTimecode(clip.videoURL));
         const QString output = QDir(outputFolder).filePath(clip.outputFilename(true));
-        QStringList words{shellQuoted(ffmpeg)};
-        for (const QString& argument : FFmpegService::buildArguments(
-                 clip.videoURL, clip.audioURLs, 0, ProResProfile::standard, timecode, output))
-            words.append(shellQuoted(argument));
-        lines.append(words.join(u' '));
+        const QString conversion =
+            commandLine(ffmpeg, FFmpegService::buildArguments(clip.videoURL, clip.audioURLs, 0,
+                                                              ProResProfile::standard, timecode, output));
+        conversions.append(conversion);
+        everyCommand << conversion
+                     << commandLine(ffprobe, ToolArguments::videoFrames(output)) + QStringLiteral(" & p=$!")
+                     << commandLine(ffprobe, ToolArguments::audioStreamIndex(output))
+                     << QStringLiteral("wait $p");
+        videos += QFile::encodeName(clip.videoURL) + '\0';
+        for (const QString& path : clip.audioURLs)
+            audio += QFile::encodeName(path) + '\0';
     }
-    return lines.join(u'\n') + u'\n';
+    const QString videoList = QDir(listFolder).filePath(QStringLiteral("videos"));
+    const QString audioList = QDir(listFolder).filePath(QStringLiteral("audio"));
+    writeFile(videoList, videos);
+    writeFile(audioList, audio);
+    const QString marker = QStringLiteral("/@");
+    everyCommand << inParallel(ffprobe, ToolArguments::probeFull(marker), videoList) + QStringLiteral(" v=$!")
+                 << inParallel(ffprobe, ToolArguments::probeFull(marker), audioList) + QStringLiteral(" a=$!")
+                 << inParallel(ffmpeg, ToolArguments::volumeDetect(marker), audioList) +
+                        QStringLiteral(" l=$!")
+                 << QStringLiteral("wait $v; wait $a; wait $l");
+    return {conversions.join(u'\n') + u'\n', everyCommand.join(u'\n') + u'\n'};
 }
 
 int run(int rounds, int secondsPerClip)
@@ -134,45 +191,67 @@ int run(int rounds, int secondsPerClip)
     const QString home = work.filePath(QStringLiteral("home"));
     QDir().mkpath(home);
 
+    const QString ffprobe = *FFmpegService::resolvedFFprobePath();
     qint64 cliTotal = 0;
-    qint64 shellTotal = 0;
+    qint64 conversionsTotal = 0;
+    qint64 everyCommandTotal = 0;
     qint64 peakKiB = 0;
     for (int round = 1; round <= rounds; ++round) {
         const QString cliOutput = work.filePath(QStringLiteral("cli-%1").arg(round));
-        const QString shellOutput = work.filePath(QStringLiteral("shell-%1").arg(round));
-        QDir().mkpath(shellOutput);
-        const QString script = work.filePath(QStringLiteral("convert-%1.sh").arg(round));
-        QFile scriptFile(script);
-        if (!scriptFile.open(QIODevice::WriteOnly) ||
-            scriptFile.write(shellScript(*ffmpeg, card, shellOutput).toUtf8()) < 0)
-            throw std::runtime_error("the shell script could not be written");
-        scriptFile.close();
+        const QString conversionsOutput = work.filePath(QStringLiteral("conversions-%1").arg(round));
+        const QString everyCommandOutput = work.filePath(QStringLiteral("every-command-%1").arg(round));
+        QDir().mkpath(conversionsOutput);
+        QDir().mkpath(everyCommandOutput);
+        const QString conversionsScript = work.filePath(QStringLiteral("conversions-%1.sh").arg(round));
+        const QString everyCommandScript = work.filePath(QStringLiteral("every-command-%1.sh").arg(round));
+        writeFile(conversionsScript,
+                  shellScripts(*ffmpeg, ffprobe, card, conversionsOutput, work.path()).conversions.toUtf8());
+        writeFile(
+            everyCommandScript,
+            shellScripts(*ffmpeg, ffprobe, card, everyCommandOutput, work.path()).everyCommand.toUtf8());
 
-        // Alternating which goes first evens out caches and machine load.
-        qint64 shell = 0;
-        if (round % 2 == 0)
-            shell = runShellScript(script);
-        const CliRun cli =
-            runCli({QStringLiteral("convert"), QStringLiteral("--output-folder"), cliOutput,
-                    QStringLiteral("--profile"), QStringLiteral("standard"), QStringLiteral("--"), card},
-                   home);
-        if (round % 2 == 1)
-            shell = runShellScript(script);
+        // Turning which goes first evens out caches and machine load.
+        CliRun cli;
+        qint64 conversions = 0;
+        qint64 everyCommand = 0;
+        for (int turn = 0; turn < 3; ++turn) {
+            switch ((round - 1 + turn) % 3) {
+            case 0:
+                cli = runCli({QStringLiteral("convert"), QStringLiteral("--output-folder"), cliOutput,
+                              QStringLiteral("--profile"), QStringLiteral("standard"), QStringLiteral("--"),
+                              card},
+                             home);
+                break;
+            case 1:
+                conversions = runShellScript(conversionsScript);
+                break;
+            case 2:
+                everyCommand = runShellScript(everyCommandScript);
+                break;
+            }
+        }
         cliTotal += cli.milliseconds;
-        shellTotal += shell;
+        conversionsTotal += conversions;
+        everyCommandTotal += everyCommand;
         peakKiB = std::max(peakKiB, cli.peakKiB);
-        out << QStringLiteral("round %1: tolvane-cli %2 ms (peak RSS %3 MiB), shell %4 ms, ratio %5\n")
+        out << QStringLiteral("round %1: tolvane-cli %2 ms (peak RSS %3 MiB); shell: conversions alone %4 ms "
+                              "(ratio %5), every tool command %6 ms (ratio %7)\n")
                    .arg(round)
                    .arg(cli.milliseconds)
                    .arg(double(cli.peakKiB) / 1024.0, 0, 'f', 1)
-                   .arg(shell)
-                   .arg(double(cli.milliseconds) / double(shell), 0, 'f', 3)
+                   .arg(conversions)
+                   .arg(double(cli.milliseconds) / double(conversions), 0, 'f', 3)
+                   .arg(everyCommand)
+                   .arg(double(cli.milliseconds) / double(everyCommand), 0, 'f', 3)
             << Qt::flush;
     }
-    out << QStringLiteral("total: tolvane-cli %1 ms, shell %2 ms, ratio cli/shell %3 (goal <= 1.02)\n")
+    out << QStringLiteral("total: tolvane-cli %1 ms; conversions alone %2 ms, ratio %3; every tool command "
+                          "%4 ms, ratio %5 (goal <= 1.02)\n")
                .arg(cliTotal)
-               .arg(shellTotal)
-               .arg(double(cliTotal) / double(shellTotal), 0, 'f', 3);
+               .arg(conversionsTotal)
+               .arg(double(cliTotal) / double(conversionsTotal), 0, 'f', 3)
+               .arg(everyCommandTotal)
+               .arg(double(cliTotal) / double(everyCommandTotal), 0, 'f', 3);
     // Where the difference goes: the two steps of a run besides the conversions
     // that cost more than a moment, each run on its own.
     const CliRun scan = runCli({QStringLiteral("scan"), QStringLiteral("--"), card}, home);

@@ -24,7 +24,7 @@ QCoro::Task<qint64> convertJoined(QList<EssenceInputs> pieces, QString output)
     FFmpegService service;
     QElapsedTimer timer;
     timer.start();
-    QCoro::Task<> conversion =
+    QCoro::Task<std::optional<double>> conversion =
         service.convertJoined(pieces, 0, ProResProfile::standard, output, nullptr, nullptr);
     co_await conversion;
     co_return timer.elapsed();
@@ -36,7 +36,7 @@ QCoro::Task<qint64> convertSeparately(QList<EssenceInputs> pieces, QString folde
     QElapsedTimer timer;
     timer.start();
     for (qsizetype i = 0; i < pieces.size(); ++i) {
-        QCoro::Task<> conversion = service.convert(
+        QCoro::Task<std::optional<double>> conversion = service.convert(
             pieces[i].videoPath, pieces[i].audioPaths, 0, ProResProfile::standard,
             folder + QStringLiteral("/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0')), nullptr, nullptr);
         co_await conversion;

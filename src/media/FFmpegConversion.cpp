@@ -58,9 +58,10 @@ void FFmpegService::removeStaleTemporaries(const QString& folder)
         QFile::remove(directory.filePath(name));
 }
 
-QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, double audioOffsetSeconds,
-                                     ProResProfile profile, QString outputPath, CommandHandler commandHandler,
-                                     ProgressHandler progressHandler)
+QCoro::Task<std::optional<double>> FFmpegService::convert(QString videoPath, QStringList audioPaths,
+                                                          double audioOffsetSeconds, ProResProfile profile,
+                                                          QString outputPath, CommandHandler commandHandler,
+                                                          ProgressHandler progressHandler)
 {
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
     if (!ffmpeg)
@@ -82,11 +83,14 @@ QCoro::Task<> FFmpegService::convert(QString videoPath, QStringList audioPaths, 
     QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
+    co_return duration;
 }
 
-QCoro::Task<> FFmpegService::convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds,
-                                           ProResProfile profile, QString outputPath,
-                                           CommandHandler commandHandler, ProgressHandler progressHandler)
+QCoro::Task<std::optional<double>> FFmpegService::convertJoined(QList<EssenceInputs> pieces,
+                                                                double audioOffsetSeconds,
+                                                                ProResProfile profile, QString outputPath,
+                                                                CommandHandler commandHandler,
+                                                                ProgressHandler progressHandler)
 {
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
     if (!ffmpeg)
@@ -113,6 +117,7 @@ QCoro::Task<> FFmpegService::convertJoined(QList<EssenceInputs> pieces, double a
     QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
+    co_return duration;
 }
 
 QString FFmpegService::prepareOutput(const QString& outputPath)
@@ -205,17 +210,17 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
     if (error)
         throw PlatformError(
             fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
+}
 
-    // ffmpeg ends a damaged or cut-off source without complaint: a movie more
-    // than a frame shorter than its source's own duration is not a success.
-    if (!duration || *duration <= 0)
-        co_return;
-    const std::optional<VideoFrames> frames = co_await videoFrames(outputPath);
-    if (!frames)
-        co_return;
-    const qint64 expected = std::llround(*duration * frames->rate);
+std::optional<FFmpegError> FFmpegService::truncation(const std::optional<VideoFrames>& frames,
+                                                     std::optional<double> sourceSeconds)
+{
+    if (!frames || !sourceSeconds || *sourceSeconds <= 0)
+        return std::nullopt;
+    const qint64 expected = std::llround(*sourceSeconds * frames->rate);
     if (expected - frames->frames > 1)
-        throw FFmpegError::truncated(frames->frames, expected);
+        return FFmpegError::truncated(frames->frames, expected);
+    return std::nullopt;
 }
 
 bool FFmpegService::reportsUnfinishedOutput(QStringView diagnostics)

@@ -6,6 +6,7 @@
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "media/ProcessRunner.h"
+#include "media/ToolArguments.h"
 #include "media/ToolText.h"
 
 #include <QCoroFuture>
@@ -15,61 +16,6 @@
 namespace {
 
 using Stream = ProcessRunner::Stream;
-
-// The argument vectors, each in one place. The file's path always comes last,
-// made absolute. No banner: a tool's diagnostics are its own words only.
-
-QStringList probeFullArguments(const QString& path)
-{
-    return {QStringLiteral("-hide_banner"),  QStringLiteral("-v"),
-            QStringLiteral("error"),         QStringLiteral("-show_format"),
-            QStringLiteral("-show_streams"), QStringLiteral("-print_format"),
-            QStringLiteral("json"),          ToolText::toolPath(path)};
-}
-
-// One format-level field, bare: no section wrappers, no key name.
-QStringList singleValueArguments(const QString& entry, const QString& path)
-{
-    return {QStringLiteral("-hide_banner"),
-            QStringLiteral("-v"),
-            QStringLiteral("error"),
-            QStringLiteral("-show_entries"),
-            entry,
-            QStringLiteral("-of"),
-            QStringLiteral("default=noprint_wrappers=1:nokey=1"),
-            ToolText::toolPath(path)};
-}
-
-QStringList audioStreamIndexArguments(const QString& path)
-{
-    return {QStringLiteral("-hide_banner"),    QStringLiteral("-v"),  QStringLiteral("error"),
-            QStringLiteral("-select_streams"), QStringLiteral("a"),   QStringLiteral("-show_entries"),
-            QStringLiteral("stream=index"),    QStringLiteral("-of"), QStringLiteral("csv=p=0"),
-            ToolText::toolPath(path)};
-}
-
-QStringList videoFramesArguments(const QString& path)
-{
-    return {QStringLiteral("-hide_banner"),
-            QStringLiteral("-v"),
-            QStringLiteral("error"),
-            QStringLiteral("-select_streams"),
-            QStringLiteral("v:0"),
-            QStringLiteral("-show_entries"),
-            QStringLiteral("stream=nb_frames,avg_frame_rate"),
-            QStringLiteral("-of"),
-            QStringLiteral("default=noprint_wrappers=1"),
-            ToolText::toolPath(path)};
-}
-
-// The whole file goes once through the filter into the null muxer, so nothing
-// is written; the statistics arrive on standard error.
-QStringList volumeDetectArguments(const QString& path)
-{
-    return {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
-            ToolText::toolPath(path),       QStringLiteral("-af"),      QStringLiteral("volumedetect"),
-            QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
-}
 
 // What `program` printed on `stream` about the file at `path`; nothing when
 // it could not be started or ran out of time (then `timedOut` is set). An
@@ -132,7 +78,7 @@ QCoro::Task<FFmpegService::ProbeAnswer> singleValueAnswer(QString entry, QString
 {
     FFmpegService::ProbeAnswer answer;
     const std::optional<QByteArray> output =
-        co_await ffprobeOutput(singleValueArguments(entry, path), &answer.timedOut);
+        co_await ffprobeOutput(ToolArguments::singleValue(entry, path), &answer.timedOut);
     if (!output)
         co_return answer;
     const std::optional<QString> text = ToolText::decodeUtf8(*output);
@@ -151,7 +97,7 @@ QCoro::Task<std::optional<QString>> singleValue(QString entry, QString path)
 
 QCoro::Task<std::optional<MediaProbe>> FFmpegService::probeFull(QString path)
 {
-    const std::optional<QByteArray> output = co_await ffprobeOutput(probeFullArguments(path));
+    const std::optional<QByteArray> output = co_await ffprobeOutput(ToolArguments::probeFull(path));
     if (!output)
         co_return std::nullopt;
     co_return MediaProbe::fromJson(*output);
@@ -219,7 +165,7 @@ QCoro::Task<std::optional<QString>> FFmpegService::sourceTimecode(QString videoP
 
 QCoro::Task<bool> FFmpegService::hasAudioStream(QString path)
 {
-    const std::optional<QByteArray> output = co_await ffprobeOutput(audioStreamIndexArguments(path));
+    const std::optional<QByteArray> output = co_await ffprobeOutput(ToolArguments::audioStreamIndex(path));
     if (!output)
         co_return true;
     const std::optional<QString> text = ToolText::decodeUtf8(*output);
@@ -228,7 +174,7 @@ QCoro::Task<bool> FFmpegService::hasAudioStream(QString path)
 
 QCoro::Task<std::optional<FFmpegService::VideoFrames>> FFmpegService::videoFrames(QString path)
 {
-    const std::optional<QByteArray> output = co_await ffprobeOutput(videoFramesArguments(path));
+    const std::optional<QByteArray> output = co_await ffprobeOutput(ToolArguments::videoFrames(path));
     if (!output)
         co_return std::nullopt;
     const std::optional<QString> text = ToolText::decodeUtf8(*output);
@@ -241,7 +187,7 @@ QCoro::Task<AudioLevel> FFmpegService::audioSignalLevel(QString path)
     if (!ffmpeg)
         co_return AudioLevel{};
     const std::optional<QByteArray> output =
-        co_await toolOutput(*ffmpeg, volumeDetectArguments(path), Stream::standardError, path);
+        co_await toolOutput(*ffmpeg, ToolArguments::volumeDetect(path), Stream::standardError, path);
     if (!output)
         co_return AudioLevel{};
     const std::optional<QString> text = ToolText::decodeUtf8(*output);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/AudioLevel.h"
+#include "media/FFmpegError.h"
 #include "media/MediaProbe.h"
 #include "media/ProResProfile.h"
 
@@ -91,6 +92,11 @@ public:
     static QCoro::Task<std::optional<VideoFrames>> videoFrames(QString path);
     // Reads ffprobe's "avg_frame_rate=N/D" and "nb_frames=N" lines.
     static std::optional<VideoFrames> parseVideoFrames(QStringView text);
+    // ffmpeg ends a damaged or cut-off source without complaint: a movie more
+    // than a frame shorter than its source's duration is a failure. Nothing
+    // when either length is unknown.
+    static std::optional<FFmpegError> truncation(const std::optional<VideoFrames>& frames,
+                                                 std::optional<double> sourceSeconds);
 
     // --- Levels ---
 
@@ -104,10 +110,12 @@ public:
 
     // Converts one clip into a ProRes .mov, one mono track per audio file. The
     // file is written under a hidden ".<name>.partial" beside `outputPath` and
-    // moved into place only when ffmpeg succeeded and it is not empty.
-    QCoro::Task<> convert(QString videoPath, QStringList audioPaths, double audioOffsetSeconds,
-                          ProResProfile profile, QString outputPath, CommandHandler commandHandler,
-                          ProgressHandler progressHandler);
+    // moved into place only when ffmpeg succeeded and it is not empty. Gives
+    // the source's duration in seconds, when known, for checking the movie.
+    QCoro::Task<std::optional<double>> convert(QString videoPath, QStringList audioPaths,
+                                               double audioOffsetSeconds, ProResProfile profile,
+                                               QString outputPath, CommandHandler commandHandler,
+                                               ProgressHandler progressHandler);
 
     static QStringList buildArguments(const QString& videoPath, const QStringList& audioPaths,
                                       double audioOffsetSeconds, ProResProfile profile,
@@ -119,9 +127,10 @@ public:
     // sample of that track in every piece, each piece's audio starting with
     // its own first frame. Starts at the first piece's timecode; progress is
     // measured against the pieces' total duration. Otherwise as `convert`.
-    QCoro::Task<> convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds, ProResProfile profile,
-                                QString outputPath, CommandHandler commandHandler,
-                                ProgressHandler progressHandler);
+    QCoro::Task<std::optional<double>> convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds,
+                                                     ProResProfile profile, QString outputPath,
+                                                     CommandHandler commandHandler,
+                                                     ProgressHandler progressHandler);
 
     // One input per essence file, joined by ffmpeg's concat filter, so no
     // list file is ever written. The audio offset applies once, to the joined

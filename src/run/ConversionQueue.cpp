@@ -59,6 +59,7 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
 {
     const P2Clip& clip = job->clip();
     std::optional<QString> failure;
+    std::optional<double> sourceSeconds;
     try {
         const FFmpegService::CommandHandler commandHandler = [&](const QString& commandLine) {
             if (onCommandBuilt)
@@ -77,14 +78,14 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
             QList<EssenceInputs> pieces;
             for (const P2Clip& piece : shot->pieces)
                 pieces.append({piece.videoURL, piece.audioURLs});
-            QCoro::Task<> conversion = ffmpeg_.convertJoined(
+            QCoro::Task<std::optional<double>> conversion = ffmpeg_.convertJoined(
                 pieces, audioOffsetSeconds, profile, job->outputURL(), commandHandler, progressHandler);
-            co_await conversion;
+            sourceSeconds = co_await conversion;
         } else {
-            QCoro::Task<> conversion =
+            QCoro::Task<std::optional<double>> conversion =
                 ffmpeg_.convert(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, job->outputURL(),
                                 commandHandler, progressHandler);
-            co_await conversion;
+            sourceSeconds = co_await conversion;
         }
     } catch (const FFmpegError& error) {
         // Only a cancel request makes the service give up; the batch ends with this job.
@@ -97,21 +98,37 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
     } catch (const std::exception& error) {
         failure = QString::fromLocal8Bit(error.what());
     }
-    if (failure)
-        co_return ClipStatus::failed(*failure);
-    if (!co_await outputIsValid(job->outputURL(), !clip.audioURLs.isEmpty()))
-        co_return ClipStatus::failed(
-            QStringLiteral("Output validation failed (missing file, zero size, or missing audio stream)"));
-    co_return ClipStatus::completed();
+    if (!failure)
+        failure = co_await outputFailure(job->outputURL(), !clip.audioURLs.isEmpty(), sourceSeconds);
+    co_return failure ? ClipStatus::failed(*failure) : ClipStatus::completed();
 }
 
-QCoro::Task<bool> ConversionQueue::outputIsValid(QString outputPath, bool needsAudio)
+QCoro::Task<std::optional<QString>> ConversionQueue::outputFailure(QString outputPath, bool needsAudio,
+                                                                   std::optional<double> sourceSeconds)
 {
+    const QString invalid =
+        QStringLiteral("Output validation failed (missing file, zero size, or missing audio stream)");
     if (!hasContent(outputPath))
-        co_return false;
-    if (!needsAudio)
-        co_return true;
-    co_return co_await FFmpegService::hasAudioStream(outputPath);
+        co_return invalid;
+    // Each question costs mostly a tool's start-up, paid once per clip while
+    // nothing else runs; tasks start at once, so the two run side by side.
+    std::optional<QCoro::Task<std::optional<FFmpegService::VideoFrames>>> counting;
+    if (sourceSeconds)
+        counting.emplace(FFmpegService::videoFrames(outputPath));
+    std::optional<QCoro::Task<bool>> audio;
+    if (needsAudio)
+        audio.emplace(FFmpegService::hasAudioStream(outputPath));
+    std::optional<FFmpegService::VideoFrames> frames;
+    if (counting)
+        frames = co_await *counting;
+    bool hasAudio = true;
+    if (audio)
+        hasAudio = co_await *audio;
+    if (const std::optional<FFmpegError> truncated = FFmpegService::truncation(frames, sourceSeconds))
+        co_return truncated->description();
+    if (!hasAudio)
+        co_return invalid;
+    co_return std::nullopt;
 }
 
 void ConversionQueue::cancel()

@@ -55,7 +55,10 @@ private:
     QCoro::Task<ClipStatus> convertOne(std::shared_ptr<ConversionJob> job, double audioOffsetSeconds,
                                        ProResProfile profile, JobUpdateHandler onJobUpdate,
                                        CommandBuiltHandler onCommandBuilt);
-    static QCoro::Task<bool> outputIsValid(QString outputPath, bool needsAudio);
+    // Why a movie that ffmpeg finished is still a failure: it is missing or
+    // empty, lacks the audio its clip had, or is shorter than its source.
+    static QCoro::Task<std::optional<QString>> outputFailure(QString outputPath, bool needsAudio,
+                                                             std::optional<double> sourceSeconds);
 
     FFmpegService ffmpeg_;
     bool isCancelled_ = false;

@@ -6,7 +6,7 @@ QCoro::Task<ConvertOutcome> convertCatching(FFmpegService* service, ConvertReque
 {
     ConvertOutcome outcome;
     try {
-        co_await service->convert(
+        outcome.sourceSeconds = co_await service->convert(
             request.video, request.audio, request.offset, request.profile, request.output,
             [&outcome](const QString& command) { outcome.commands.append(command); },
             [&outcome](double fraction) { outcome.progress.append(fraction); });

@@ -24,6 +24,8 @@ struct ConvertRequest
 struct ConvertOutcome
 {
     bool succeeded = false;
+    // What the conversion gave for checking the movie: its source's duration.
+    std::optional<double> sourceSeconds;
     std::optional<FFmpegError::Kind> errorKind;
     bool platformError = false;
     QString message;

@@ -16,6 +16,8 @@
 
 using OptionalDouble = std::optional<double>;
 Q_DECLARE_METATYPE(OptionalDouble)
+using OptionalFrames = std::optional<FFmpegService::VideoFrames>;
+Q_DECLARE_METATYPE(OptionalFrames)
 
 namespace {
 
@@ -292,6 +294,37 @@ private slots:
         QVERIFY(read);
         QCOMPARE(read->frames, frames);
         QCOMPARE(read->rate, rate);
+    }
+
+    void truncation_data()
+    {
+        using Frames = OptionalFrames;
+        QTest::addColumn<Frames>("frames");
+        QTest::addColumn<OptionalDouble>("sourceSeconds");
+        QTest::addColumn<QString>("expected");
+        const Frames pal15{{15, 25.0}};
+        QTest::newRow("whole") << pal15 << std::optional(0.6) << QString();
+        QTest::newRow("one frame short is rounding") << Frames{{14, 25.0}} << std::optional(0.6) << QString();
+        QTest::newRow("two frames short")
+            << Frames{{13, 25.0}} << std::optional(0.6)
+            << "output has 13 of 15 frames — the VIDEO file looks truncated; the movie was kept, as it is "
+               "all that could be recovered";
+        QTest::newRow("ntsc") << Frames{{7, 30000.0 / 1001}} << std::optional(10.01)
+                              << "output has 7 of 300 frames — the VIDEO file looks truncated; the movie "
+                                 "was kept, as it is all that could be recovered";
+        QTest::newRow("longer than the source") << Frames{{20, 25.0}} << std::optional(0.6) << QString();
+        QTest::newRow("frames unknown") << Frames{} << std::optional(0.6) << QString();
+        QTest::newRow("duration unknown") << Frames{{1, 25.0}} << std::optional<double>() << QString();
+        QTest::newRow("duration zero") << Frames{{1, 25.0}} << std::optional(0.0) << QString();
+    }
+
+    void truncation()
+    {
+        QFETCH(OptionalFrames, frames);
+        QFETCH(OptionalDouble, sourceSeconds);
+        QFETCH(QString, expected);
+        const std::optional<FFmpegError> error = FFmpegService::truncation(frames, sourceSeconds);
+        QCOMPARE(error ? error->description() : QString(), expected);
     }
 
     void truncationSaysWhatWasKept()

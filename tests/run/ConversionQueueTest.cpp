@@ -75,12 +75,16 @@ struct Recorder
     }
 };
 
-// ffprobe as a conversion and its validation ask it: a 10 s clip, and an audio
-// stream only in outputs whose name holds "with-audio".
-const QString ffprobeConf = QStringLiteral("case \"$*\" in\n"
-                                           "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
-                                           "*stream=index*with-audio*) FAKE_STDOUT='1\n' ;;\n"
-                                           "esac\n");
+// ffprobe as a conversion and its validation ask it: a 10 s clip, an audio
+// stream only in outputs whose name holds "with-audio", and 250 frames at 25
+// per second, or 100 in outputs whose name holds "cut".
+const QString ffprobeConf =
+    QStringLiteral("case \"$*\" in\n"
+                   "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
+                   "*stream=index*with-audio*) FAKE_STDOUT='1\n' ;;\n"
+                   "*nb_frames*cut*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=100\n' ;;\n"
+                   "*nb_frames*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=250\n' ;;\n"
+                   "esac\n");
 
 // ffmpeg writes a small movie and reports half way, except that it fails for
 // outputs named "broken…" and waits to be stopped for outputs named "stuck…".
@@ -279,6 +283,38 @@ private slots:
         QTest::newRow("no audio in clip or output") << "0001AB" << 0 << ClipStatus::completed();
         QTest::newRow("audio in clip and output") << "0002AB with-audio" << 2 << ClipStatus::completed();
         QTest::newRow("audio in clip, none in output") << "0003AB" << 2 << invalid;
+        const ClipStatus truncated = ClipStatus::failed(QStringLiteral(
+            "output has 100 of 250 frames — the VIDEO file looks truncated; the movie was kept, as it is "
+            "all that could be recovered"));
+        QTest::newRow("shorter than the source") << "0004AB cut with-audio" << 2 << truncated;
+        // The frames are the first cause: audio cannot make up for missing pictures.
+        QTest::newRow("shorter and without audio") << "0005AB cut" << 2 << truncated;
+    }
+
+    void theMovieIsCheckedForFramesAndAudioSideBySide()
+    {
+        // Each check answers as a whole movie only once it has seen the other
+        // start, and gives up after 5 s; checks made one after the other
+        // would therefore find the movie cut short or without audio.
+        const QString marks = work_->filePath(QStringLiteral("marks"));
+        QVERIFY(QDir().mkpath(marks));
+        const QString waitFor = QStringLiteral(
+            "i=0; until [ -e '%1/%2' ] || [ $i -ge 100 ]; do sleep 0.05; i=$((i+1)); done; [ -e '%1/%2' ]");
+        tools_->configure(
+            QStringLiteral("ffprobe"),
+            QStringLiteral("case \"$*\" in\n"
+                           "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
+                           "*stream=index*) touch '%1/audio'; if %2; then FAKE_STDOUT='1\n'; fi ;;\n"
+                           "*nb_frames*) touch '%1/frames'; if %3; then FAKE_STDOUT='avg_frame_rate=25/1\n"
+                           "nb_frames=250\n'; else FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=1\n'; fi ;;\n"
+                           "esac\n")
+                .arg(marks, waitFor.arg(marks, QStringLiteral("frames")),
+                     waitFor.arg(marks, QStringLiteral("audio"))));
+        const auto only = job(QStringLiteral("0001AB"), 2);
+        ConversionQueue queue;
+        Recorder recorder;
+        runAndWait(recorder, queue, {only}, false);
+        QCOMPARE(only->status(), ClipStatus::completed());
     }
 
     void validation()

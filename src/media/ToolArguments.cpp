@@ -1,0 +1,59 @@
+#include "media/ToolArguments.h"
+
+#include "media/ToolText.h"
+
+namespace ToolArguments {
+
+QStringList probeFull(const QString& path)
+{
+    return {QStringLiteral("-hide_banner"),  QStringLiteral("-v"),
+            QStringLiteral("error"),         QStringLiteral("-show_format"),
+            QStringLiteral("-show_streams"), QStringLiteral("-print_format"),
+            QStringLiteral("json"),          ToolText::toolPath(path)};
+}
+
+// One format-level field, bare: no section wrappers, no key name.
+QStringList singleValue(const QString& entry, const QString& path)
+{
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-show_entries"),
+            entry,
+            QStringLiteral("-of"),
+            QStringLiteral("default=noprint_wrappers=1:nokey=1"),
+            ToolText::toolPath(path)};
+}
+
+QStringList audioStreamIndex(const QString& path)
+{
+    return {QStringLiteral("-hide_banner"),    QStringLiteral("-v"),  QStringLiteral("error"),
+            QStringLiteral("-select_streams"), QStringLiteral("a"),   QStringLiteral("-show_entries"),
+            QStringLiteral("stream=index"),    QStringLiteral("-of"), QStringLiteral("csv=p=0"),
+            ToolText::toolPath(path)};
+}
+
+QStringList videoFrames(const QString& path)
+{
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-select_streams"),
+            QStringLiteral("v:0"),
+            QStringLiteral("-show_entries"),
+            QStringLiteral("stream=nb_frames,avg_frame_rate"),
+            QStringLiteral("-of"),
+            QStringLiteral("default=noprint_wrappers=1"),
+            ToolText::toolPath(path)};
+}
+
+// The whole file goes once through the filter into the null muxer, so nothing
+// is written; the statistics arrive on standard error.
+QStringList volumeDetect(const QString& path)
+{
+    return {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
+            ToolText::toolPath(path),       QStringLiteral("-af"),      QStringLiteral("volumedetect"),
+            QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
+}
+
+} // namespace ToolArguments

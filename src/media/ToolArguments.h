@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The argument vectors of the short queries, each in one place, so what a run
+// asks can be repeated exactly elsewhere (by a benchmark's shell script, say).
+// Every file's path is made absolute, and ffprobe's comes last. No banner: a
+// tool's diagnostics are its own words only.
+namespace ToolArguments {
+
+// ffprobe: every stream and the format, as JSON.
+QStringList probeFull(const QString& path);
+// ffprobe: the one field `entry` names (such as "format=duration"), bare.
+QStringList singleValue(const QString& entry, const QString& path);
+// ffprobe: the index of each audio stream, one per line.
+QStringList audioStreamIndex(const QString& path);
+// ffprobe: the first video stream's frame count and average rate.
+QStringList videoFrames(const QString& path);
+// ffmpeg: the whole file through the volume-detection filter into the null muxer.
+QStringList volumeDetect(const QString& path);
+
+} // namespace ToolArguments
