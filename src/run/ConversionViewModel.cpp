@@ -8,6 +8,7 @@
 #include "run/ExportFilename.h"
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
+#include "run/ProgressText.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -663,8 +664,7 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
     if (!self || !path || path->isEmpty() || self->m_isGeneratingDebugReport)
         co_return;
     self->setGeneratingDebugReport(true);
-    self->setStatusMessage(
-        QStringLiteral("Generating debug report — probing every video/audio file, this may take a moment…"));
+    self->setStatusMessage(ProgressText::generatingDebugReport());
     QCoro::Task<QString> building = DebugReportBuilder::build(
         self->m_clips, self->m_pairingEntries, self->m_settings.effectiveAudioOffsetSeconds(),
         self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber(),

@@ -172,7 +172,9 @@ public:
         connect(&driver, &ConversionViewModel::phaseChanged, this, [this] {
             if (m_driver.phase() == Phase::finished) {
                 printFinishedJobs();
-                clearProgressLine();
+                // The movies are done; the debug report, which measures every
+                // audio file, may take a while longer.
+                show(ProgressText::debugReportLine());
             } else {
                 redraw(true);
             }
@@ -181,8 +183,10 @@ public:
              {&ConversionViewModel::currentClipNameChanged, &ConversionViewModel::overallProgressChanged,
               &ConversionViewModel::elapsedChanged, &ConversionViewModel::estimatedRemainingChanged})
             connect(&driver, changed, this, [this] { redraw(false); });
-        connect(&driver, &ConversionViewModel::debugReportGenerationTickChanged, this,
-                &RunConsole::waitEnded);
+        connect(&driver, &ConversionViewModel::debugReportGenerationTickChanged, this, [this] {
+            clearProgressLine();
+            emit waitEnded();
+        });
     }
 
     bool cancelRequested() const { return m_cancelRequested; }
@@ -211,6 +215,7 @@ private:
             break;
         case Phase::finished:
             // Only the debug report is still being written; the run is over.
+            clearProgressLine();
             m_stopWaiting = true;
             emit waitEnded();
             break;
@@ -256,10 +261,17 @@ private:
         if (!now && m_lastDraw.isValid() && m_lastDraw.elapsed() < redrawIntervalMs)
             return;
         m_lastDraw.start();
-        QString line = ProgressText::progressLine({m_driver.phase() == Phase::cancelling,
-                                                   m_driver.completedCount(), m_driver.totalCount(),
-                                                   m_driver.currentClipName(), m_driver.overallProgress(),
-                                                   m_driver.elapsed(), m_driver.estimatedRemaining()});
+        show(ProgressText::progressLine({m_driver.phase() == Phase::cancelling, m_driver.completedCount(),
+                                         m_driver.totalCount(), m_driver.currentClipName(),
+                                         m_driver.overallProgress(), m_driver.elapsed(),
+                                         m_driver.estimatedRemaining()}));
+    }
+
+    // Puts `line` in place of the progress line, on a terminal only.
+    void show(QString line)
+    {
+        if (!m_terminal)
+            return;
         // A line longer than the terminal would wrap, and "\r" would no longer reach its start.
         if (const std::optional<int> width = terminalWidth())
             line.truncate(*width - 1);

@@ -43,4 +43,15 @@ QString progressLine(const Snapshot& snapshot)
                                         : QStringLiteral("Calculating…"));
 }
 
+QString generatingDebugReport()
+{
+    return QStringLiteral(
+        "Generating debug report — probing every video/audio file, this may take a moment…");
+}
+
+QString debugReportLine()
+{
+    return generatingDebugReport() + QStringLiteral(" Ctrl-C skips it.");
+}
+
 } // namespace ProgressText

@@ -32,4 +32,10 @@ struct Snapshot
 // has started and "Calculating…" while there is no estimate.
 QString progressLine(const Snapshot& snapshot);
 
+// What is said while a debug report is being built.
+QString generatingDebugReport();
+// The progress line once the movies are done and the run's debug report is
+// still being built: the same words, and how not to wait for them.
+QString debugReportLine();
+
 } // namespace ProgressText

@@ -279,10 +279,9 @@ private slots:
             runCli({QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), output});
         QCOMPARE(excluded.exitStatus, 1);
         QCOMPARE(excluded.standardOutput, QString());
-        QCOMPARE(
-            excluded.standardError,
-            QStringLiteral("0 clips ready to convert — 1 clip(s) had no verified XML/UMID match. See "
-                           "tolvane-cli scan, or add --allow-unsafe-fallback.\n"));
+        QCOMPARE(excluded.standardError,
+                 QStringLiteral("0 clips ready to convert — 1 clip(s) had no verified XML/UMID match. See "
+                                "tolvane-cli scan, or add --allow-unsafe-fallback.\n"));
         QVERIFY(!QFileInfo::exists(output));
 
         const CommandRun allowed =
@@ -461,7 +460,14 @@ private slots:
         const QRegularExpression progressLine(
             QStringLiteral("\r(Converting|Cancelling…) \\d+ / 2 · \\d+% · "));
         QVERIFY2(progressLine.match(run.standardOutput).hasMatch(), qPrintable(run.standardOutput));
-        QVERIFY(run.standardOutput.contains(QStringLiteral("All done. 2 clips converted.")));
+        // Once the movies are done, the line says why the run still waits, and
+        // is wiped before the closing sentence.
+        const QString waiting = QStringLiteral("\rGenerating debug report — probing every video/audio file");
+        const qsizetype shown = run.standardOutput.lastIndexOf(waiting);
+        QVERIFY2(shown > progressLine.match(run.standardOutput).capturedStart(),
+                 qPrintable(run.standardOutput));
+        const QRegularExpression wiped(QStringLiteral("\r +\rAll done\. 2 clips converted\."));
+        QVERIFY2(wiped.match(run.standardOutput, shown).hasMatch(), qPrintable(run.standardOutput));
     }
 
     void usageErrors_data()

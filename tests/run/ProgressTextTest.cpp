@@ -7,6 +7,16 @@ class ProgressTextTest : public QObject
     Q_OBJECT
 
 private slots:
+    void debugReportTexts()
+    {
+        QCOMPARE(ProgressText::generatingDebugReport(),
+                 QStringLiteral(
+                     "Generating debug report — probing every video/audio file, this may take a moment…"));
+        QCOMPARE(ProgressText::debugReportLine(),
+                 QStringLiteral("Generating debug report — probing every video/audio file, this may take a "
+                                "moment… Ctrl-C skips it."));
+    }
+
     void formatsTimes_data()
     {
         QTest::addColumn<double>("seconds");
