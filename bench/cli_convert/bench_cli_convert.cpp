@@ -120,8 +120,8 @@ void writeFile(const QString& path, const QByteArray& content)
         throw std::runtime_error("a file of the shell scripts could not be written");
 }
 
-// The two scripts for `card` with the default settings, writing into
-// `outputFolder`; `set -e` stops either at the first failure.
+// The two scripts for `card` with the default settings, each writing its
+// movies into a folder of its own; `set -e` stops either at the first failure.
 struct ShellScripts
 {
     QString conversions;
@@ -129,7 +129,8 @@ struct ShellScripts
 };
 
 ShellScripts shellScripts(const QString& ffmpeg, const QString& ffprobe, const QString& card,
-                          const QString& outputFolder, const QString& listFolder)
+                          const QString& conversionsFolder, const QString& everyCommandFolder,
+                          const QString& listFolder)
 {
     const P2CardStructure structure = P2Scanner::scan(card);
     const P2MetadataParser::PairingResult pairing =
@@ -140,12 +141,14 @@ ShellScripts shellScripts(const QString& ffmpeg, const QString& ffprobe, const Q
     QByteArray audio;
     for (const P2Clip& clip : pairing.clips) {
         const std::optional<QString> timecode = QCoro::waitFor(FFmpegService::sourceTimecode(clip.videoURL));
-        const QString output = QDir(outputFolder).filePath(clip.outputFilename(true));
-        const QString conversion =
-            commandLine(ffmpeg, FFmpegService::buildArguments(clip.videoURL, clip.audioURLs, 0,
-                                                              ProResProfile::standard, timecode, output));
-        conversions.append(conversion);
-        everyCommand << conversion
+        const auto conversionInto = [&](const QString& folder) {
+            return commandLine(ffmpeg, FFmpegService::buildArguments(
+                                           clip.videoURL, clip.audioURLs, 0, ProResProfile::standard,
+                                           timecode, QDir(folder).filePath(clip.outputFilename(true))));
+        };
+        conversions.append(conversionInto(conversionsFolder));
+        const QString output = QDir(everyCommandFolder).filePath(clip.outputFilename(true));
+        everyCommand << conversionInto(everyCommandFolder)
                      << commandLine(ffprobe, ToolArguments::videoFrames(output)) + QStringLiteral(" & p=$!")
                      << commandLine(ffprobe, ToolArguments::audioStreamIndex(output))
                      << QStringLiteral("wait $p");
@@ -204,11 +207,10 @@ int run(int rounds, int secondsPerClip)
         QDir().mkpath(everyCommandOutput);
         const QString conversionsScript = work.filePath(QStringLiteral("conversions-%1.sh").arg(round));
         const QString everyCommandScript = work.filePath(QStringLiteral("every-command-%1.sh").arg(round));
-        writeFile(conversionsScript,
-                  shellScripts(*ffmpeg, ffprobe, card, conversionsOutput, work.path()).conversions.toUtf8());
-        writeFile(
-            everyCommandScript,
-            shellScripts(*ffmpeg, ffprobe, card, everyCommandOutput, work.path()).everyCommand.toUtf8());
+        const ShellScripts scripts =
+            shellScripts(*ffmpeg, ffprobe, card, conversionsOutput, everyCommandOutput, work.path());
+        writeFile(conversionsScript, scripts.conversions.toUtf8());
+        writeFile(everyCommandScript, scripts.everyCommand.toUtf8());
 
         // Turning which goes first evens out caches and machine load.
         CliRun cli;

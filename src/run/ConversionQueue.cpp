@@ -113,7 +113,8 @@ QCoro::Task<std::optional<QString>> ConversionQueue::outputFailure(QString outpu
     // Each question costs mostly a tool's start-up, paid once per clip while
     // nothing else runs; tasks start at once, so the two run side by side.
     std::optional<QCoro::Task<std::optional<FFmpegService::VideoFrames>>> counting;
-    if (sourceSeconds)
+    // Without the source's length there is nothing to count against.
+    if (sourceSeconds && *sourceSeconds > 0)
         counting.emplace(FFmpegService::videoFrames(outputPath));
     std::optional<QCoro::Task<bool>> audio;
     if (needsAudio)

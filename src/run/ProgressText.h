@@ -4,7 +4,8 @@
 #include <QString>
 
 // The figures of a conversion run as text, as the progress screen and the
-// progress line of tolvane-cli show them.
+// progress line of tolvane-cli show them, and what is said while a debug
+// report is built.
 namespace ProgressText {
 
 // Seconds rounded to the nearest whole second (halves away from zero), as
