@@ -1,7 +1,9 @@
 #pragma once
 
-#include <functional>
+#include "run/CliDescription.h"
+
 #include <optional>
+#include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
 
@@ -20,21 +22,19 @@ struct Outcome
 // The one-line usage error of `command`, pointing at the help.
 QString usageError(const QString& command, const QString& problem);
 
-// Takes the option at `index` of `arguments`, moving `index` past any value it
-// consumes; gives the usage problem when the option is not understood.
-using TakeOption = std::function<std::optional<QString>(const QStringList& arguments, qsizetype& index)>;
+// Parses `arguments` by the description of `command` with `parser`: every
+// option it describes, each given at most once unless repeatable, with a
+// value where it takes one; "--" ends the options. Gives the usage problem, or
+// nothing with `parser` holding the options and the operands.
+std::optional<QString> parseOptions(const CliDescription::Command& command, const QStringList& arguments,
+                                    QCommandLineParser& parser);
 
-// The value of the option `name` at `index`, given as "NAME VALUE" or
-// "NAME=VALUE", moving `index` past it; an empty text when the value is
-// missing, and nothing when the argument is not that option.
-std::optional<QString> optionValue(const QString& name, const QStringList& arguments, qsizetype& index);
-
-// Finds the one card folder among `arguments` and hands every option before
-// "--" to `takeOption`, so a folder whose name starts with a dash can follow
-// "--". Gives the usage error to show, or nothing with `cardFolder` set
-// to the folder's absolute path.
-std::optional<QString> parseArguments(const QString& command, const QStringList& arguments,
-                                      const TakeOption& takeOption, QString& cardFolder);
+// Parses the options as parseOptions does and finds the one card folder among
+// the operands, so a folder whose name starts with a dash can follow "--".
+// Gives the usage error to show, or nothing with `cardFolder` set to the
+// folder's absolute path.
+std::optional<QString> parseArguments(const CliDescription::Command& command, const QStringList& arguments,
+                                      QCommandLineParser& parser, QString& cardFolder);
 
 // `text` as the terminal shows it: where a status line or pairing note points
 // at a control of the window ("View Pairing Details", the unsafe-fallback

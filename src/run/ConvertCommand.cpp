@@ -30,10 +30,6 @@ namespace {
 using Phase = ConversionViewModel::Phase;
 
 const QString commandName = QStringLiteral("convert");
-const QString outputFolderOption = QStringLiteral("--output-folder");
-const QString profileOption = QStringLiteral("--profile");
-const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
-const QString joinSpannedOption = QStringLiteral("--join-spanned");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -57,36 +53,18 @@ struct Options
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
 
-    std::optional<QString> take(const QStringList& arguments, qsizetype& index)
+    // What the parsed command line asks for; its values are already checked.
+    static Options from(const QCommandLineParser& parser)
     {
-        if (arguments.at(index) == allowUnsafeFallbackOption) {
-            allowUnsafeFallback = true;
-            return std::nullopt;
-        }
-        if (arguments.at(index) == joinSpannedOption) {
-            joinSpanned = true;
-            return std::nullopt;
-        }
-        if (const std::optional<QString> folder =
-                CardCommand::optionValue(outputFolderOption, arguments, index)) {
-            if (outputFolder)
-                return QStringLiteral("--output-folder given more than once");
-            if (folder->isEmpty())
-                return QStringLiteral("--output-folder needs a folder");
-            outputFolder = QFileInfo(*folder).absoluteFilePath();
-            return std::nullopt;
-        }
-        if (const std::optional<QString> name = CardCommand::optionValue(profileOption, arguments, index)) {
-            if (profile)
-                return QStringLiteral("--profile given more than once");
-            if (name->isEmpty())
-                return QStringLiteral("--profile needs proxy, standard or hq");
-            profile = profileNamed(*name);
-            if (!profile)
-                return QStringLiteral("unknown profile “%1”; use proxy, standard or hq").arg(*name);
-            return std::nullopt;
-        }
-        return QStringLiteral("unknown option “%1”").arg(arguments.at(index));
+        Options options;
+        if (parser.isSet(QStringLiteral("output-folder")))
+            options.outputFolder =
+                QFileInfo(parser.value(QStringLiteral("output-folder"))).absoluteFilePath();
+        if (parser.isSet(QStringLiteral("profile")))
+            options.profile = profileNamed(parser.value(QStringLiteral("profile")));
+        options.allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
+        options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
+        return options;
     }
 
     // Written to the run's own settings, whose writes never reach the user's file.
@@ -304,47 +282,14 @@ QString ffprobeMissingMessage()
         .arg(Platform::current().ffmpegInstallCommand);
 }
 
-QString helpText()
-{
-    return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
-                          "               Scan and pair the card folder CARD as scan does, then convert\n"
-                          "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
-                          "               folder, with the movies and CONVERSION_REPORT.txt,\n"
-                          "               PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
-                          "               failed, FFMPEG_ERRORS.txt. The output folder is the one\n"
-                          "               chosen in the app; until one is chosen it is\n"
-                          "               %1.\n"
-                          "               The stored settings apply; the options override them for\n"
-                          "               this run only and are never saved.\n"
-                          "               The run enters the history and the recent folders.\n"
-                          "               --join-spanned makes each shot the camera split across\n"
-                          "               several clips one movie, where every piece is on the card,\n"
-                          "               verified and consistent; the scan line says how many.\n"
-                          "               Prints a line per clip as it ends (on a terminal also a live\n"
-                          "               progress line), then the closing status sentence and, last,\n"
-                          "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
-                          "               running clip ends as Cancelled and the reports are written;\n"
-                          "               a second Ctrl-C stops at once.\n"
-                          "               Put -- before a CARD whose name starts with a dash.\n"
-                          "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
-                          "               a report could not be written, the run was cancelled or no\n"
-                          "               clip could be converted, 2 on a usage error, when the folder\n"
-                          "               holds no video MXF file, when ffmpeg is missing or the output\n"
-                          "               folder cannot be created, 130 after a second Ctrl-C.\n")
-        .arg(SettingsStore::defaultOutputBase());
-}
-
 QCoro::Task<Outcome> run(QStringList arguments)
 {
     QString cardFolder;
-    Options options;
-    const auto takeOption = [&options](const QStringList& all, qsizetype& index) {
-        return options.take(all, index);
-    };
+    QCommandLineParser parser;
     if (const std::optional<QString> error =
-            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
+            CardCommand::parseArguments(CliDescription::command(commandName), arguments, parser, cardFolder))
         co_return Outcome{usageOrCannotRun, QString(), *error};
+    const Options options = Options::from(parser);
 
     // History and recent folders go to the user's store, as after a run in the app.
     const std::shared_ptr<KeyValueStore> stored = QSettingsKeyValueStore::openApplicationStore();

@@ -21,9 +21,6 @@ enum ExitStatus {
 
 using Outcome = CardCommand::Outcome;
 
-// The command's help, shown by `tolvane-cli --help`.
-QString helpText();
-
 // What the command says when ffmpeg is there but ffprobe is not.
 QString ffprobeMissingMessage();
 

@@ -8,23 +8,9 @@ namespace HistoryCommand {
 namespace {
 
 const QString commandName = QStringLiteral("history");
-const QString clearOption = QStringLiteral("--clear");
-const QString jsonOption = QStringLiteral("--json");
 const QString historyKey = QStringLiteral("conversionHistoryV1");
 
 } // namespace
-
-QString helpText()
-{
-    return QStringLiteral("  history [--clear | --json]\n"
-                          "               List the recent conversions, newest first, as the app's\n"
-                          "               history shows them: card, date, output folder and what\n"
-                          "               became of its clips (⚠ marks a run that failed or\n"
-                          "               excluded clips).\n"
-                          "               With --clear, empty the history; with --json, print the\n"
-                          "               stored history document as it is kept.\n"
-                          "               Exit status: 0 when done, 2 on a usage error.\n");
-}
 
 QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& locale)
 {
@@ -42,23 +28,19 @@ QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& loc
 
 Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> defaults, const QLocale& locale)
 {
-    if (arguments.size() > 1)
-        return Outcome{usageError, QString(),
-                       CardCommand::usageError(commandName, QStringLiteral("one option at a time"))};
-    const QString option = arguments.value(0);
-    if (!option.isEmpty() && option != clearOption && option != jsonOption)
-        return Outcome{
-            usageError, QString(),
-            CardCommand::usageError(commandName, QStringLiteral("unknown option “%1”").arg(option))};
+    QCommandLineParser parser;
+    if (const std::optional<QString> problem =
+            CardCommand::parseOptions(CliDescription::command(commandName), arguments, parser))
+        return Outcome{usageError, QString(), CardCommand::usageError(commandName, *problem)};
 
-    if (option == jsonOption) {
+    if (parser.isSet(QStringLiteral("json"))) {
         // The document exactly as stored, even one the app could not read.
         const QByteArray stored = defaults->bytesValue(historyKey).value_or(QByteArrayLiteral("[]"));
         return Outcome{done, QString::fromUtf8(stored) + QLatin1Char('\n'), QString()};
     }
 
     ConversionHistoryStore history(std::move(defaults));
-    if (option == clearOption) {
+    if (parser.isSet(QStringLiteral("clear"))) {
         const qsizetype count = history.entries().size();
         history.clear();
         return Outcome{done,

@@ -1,10 +1,12 @@
 #include "base/AppInfo.h"
 #include "base/DisplayText.h"
 #include "run/CardCommand.h"
+#include "run/CliHelp.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/HistoryCommand.h"
 #include "run/ScanCommand.h"
+#include "store/SettingsStore.h"
 
 #include <cstdio>
 #include <optional>
@@ -14,29 +16,11 @@
 
 namespace {
 
-const char* const usageText = R"(Usage: tolvane-cli COMMAND [OPTIONS]
-
-Turns a Panasonic P2 card into one Apple ProRes .mov per clip, without a window.
-
-Commands:
-)";
-
-const char* const generalCommandsText = R"(  --help       Show this text.
-  --version    Show the version.
-)";
-
 void write(FILE* stream, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
     std::fflush(stream);
-}
-
-QString helpText()
-{
-    return QString::fromUtf8(usageText) + ConvertCommand::helpText() + ScanCommand::helpText() +
-           DebugReportCommand::helpText() + HistoryCommand::helpText() +
-           QString::fromUtf8(generalCommandsText);
 }
 
 // Prints what a command produced and ends the event loop with its status.
@@ -84,7 +68,7 @@ int main(int argc, char* argv[])
 
     const QStringList args = app.arguments().mid(1);
     if (args.isEmpty() || asksForHelp(args)) {
-        write(stdout, helpText());
+        write(stdout, CliHelp::text(SettingsStore::defaultOutputBase()));
         return args.isEmpty() ? 2 : 0;
     }
     if (args.first() == QLatin1String("--version")) {

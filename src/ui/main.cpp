@@ -47,9 +47,10 @@ int main(int argc, char* argv[])
     QGuiApplication::setOrganizationName(QString::fromLatin1(AppInfo::organizationName));
     QGuiApplication::setApplicationName(QString::fromLatin1(AppInfo::applicationName));
     QGuiApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));
+    const QString applicationId = QString::fromLatin1(AppInfo::applicationId);
     QGuiApplication::setWindowIcon(
-        QIcon::fromTheme(QStringLiteral("tolvane"), QIcon(QStringLiteral(":/Tolvane/icons/tolvane.svg"))));
-    QGuiApplication::setDesktopFileName(QStringLiteral("tolvane"));
+        QIcon::fromTheme(applicationId, QIcon(QStringLiteral(":/Tolvane/icons/tolvane.svg"))));
+    QGuiApplication::setDesktopFileName(applicationId);
 
     const std::optional<QString> card = cardArgument(app.arguments());
 

@@ -1,6 +1,7 @@
 #include "run/HistoryCommand.h"
 
 #include "CommandRun.h"
+#include "run/CliHelp.h"
 #include "run/HistoryText.h"
 #include "store/MemoryKeyValueStore.h"
 #include "store/QSettingsKeyValueStore.h"
@@ -200,7 +201,8 @@ private slots:
     {
         const CommandRun help = runCli({QStringLiteral("--help")});
         QCOMPARE(help.exitStatus, 0);
-        QVERIFY(help.standardOutput.contains(HistoryCommand::helpText()));
+        QVERIFY(help.standardOutput.contains(
+            CliHelp::commandText(CliDescription::command(QStringLiteral("history")))));
     }
 };
 

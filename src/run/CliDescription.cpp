@@ -1,0 +1,150 @@
+#include "run/CliDescription.h"
+
+using namespace Qt::StringLiterals;
+
+namespace CliDescription {
+
+// To add an option, add a line to its command's `options`; to add a command,
+// add an entry here. Each paragraph keeps the line breaks `--help` shows.
+QList<Command> commands(const QString& defaultOutputFolder)
+{
+    return {
+        {
+            .name = u"convert"_s,
+            .operands = {u"CARD"_s},
+            .options =
+                {
+                    {.name = u"output-folder"_s, .value = Value::folder, .valueName = u"DIR"_s},
+                    {.name = u"profile"_s,
+                     .value = Value::choice,
+                     .choices = {u"proxy"_s, u"standard"_s, u"hq"_s}},
+                    {.name = u"allow-unsafe-fallback"_s},
+                    {.name = u"join-spanned"_s},
+                },
+            .paragraphs =
+                {
+                    u"Scan and pair the card folder CARD as scan does, then convert\n"
+                    "every clip into a dated folder (MM-dd-yyyy) below the output\n"
+                    "folder, with the movies and CONVERSION_REPORT.txt,\n"
+                    "PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
+                    "failed, FFMPEG_ERRORS.txt. The output folder is the one\n"
+                    "chosen in the app; until one is chosen it is\n"_s +
+                        defaultOutputFolder + u"."_s,
+                    u"The stored settings apply; the options override them for\n"
+                    "this run only and are never saved."_s,
+                    u"The run enters the history and the recent folders."_s,
+                    u"--join-spanned makes each shot the camera split across\n"
+                    "several clips one movie, where every piece is on the card,\n"
+                    "verified and consistent; the scan line says how many."_s,
+                    u"Prints a line per clip as it ends (on a terminal also a live\n"
+                    "progress line), then the closing status sentence and, last,\n"
+                    "the output folder. Ctrl-C cancels like the Cancel button: the\n"
+                    "running clip ends as Cancelled and the reports are written;\n"
+                    "a second Ctrl-C stops at once."_s,
+                    u"Put -- before a CARD whose name starts with a dash."_s,
+                    u"Exit status: 0 when no clip failed, 1 when a clip failed,\n"
+                    "a report could not be written, the run was cancelled or no\n"
+                    "clip could be converted, 2 on a usage error, when the folder\n"
+                    "holds no video MXF file, when ffmpeg is missing or the output\n"
+                    "folder cannot be created, 130 after a second Ctrl-C."_s,
+                },
+        },
+        {
+            .name = u"scan"_s,
+            .operands = {u"CARD"_s},
+            .options =
+                {
+                    {.name = u"allow-unsafe-fallback"_s},
+                    {.name = u"timings"_s},
+                },
+            .paragraphs =
+                {
+                    u"Scan the card folder CARD (the card root or its CONTENTS\n"
+                    "folder), pair each video with its audio by UMID and print\n"
+                    "the pairing report as PAIRING_REPORT.txt would hold it."_s,
+                    u"Nothing is converted; the card is only read."_s,
+                    u"With --allow-unsafe-fallback, clips that cannot be verified\n"
+                    "are paired by file name, then by sort order, marked UNSAFE."_s,
+                    u"On a terminal, a line on standard error counts the files\n"
+                    "whose UMID has been read."_s,
+                    u"With --timings, standard error tells how long each stage\n"
+                    "took, how many files were read natively and how many\n"
+                    "facts fell back to ffprobe."_s,
+                    u"Put -- before a CARD whose name starts with a dash."_s,
+                    u"Exit status: 0 when at least one clip would be converted,\n"
+                    "1 when none would, 2 on a usage error or when the folder\n"
+                    "holds no video MXF file."_s,
+                },
+        },
+        {
+            .name = u"debug-report"_s,
+            .operands = {u"CARD"_s},
+            .options =
+                {
+                    {.name = u"output"_s, .value = Value::file, .valueName = u"FILE"_s},
+                },
+            .paragraphs =
+                {
+                    u"Scan and pair the card folder CARD as scan does, then\n"
+                    "build its debug report (what ffprobe sees in every file,\n"
+                    "the pairing, the audio levels and the exact ffmpeg\n"
+                    "command of each clip) with the stored settings: audio\n"
+                    "offset, ProRes profile, numbering, unsafe fallback,\n"
+                    "joining of spanned shots."_s,
+                    u"Nothing is converted; the card is only read."_s,
+                    u"The report is printed, or with --output written to FILE."_s,
+                    u"Put -- before a CARD whose name starts with a dash."_s,
+                    u"Exit status: 0 when the report was produced, 1 when it\n"
+                    "could not be written, 2 on a usage error, when the\n"
+                    "folder holds no video MXF file or ffmpeg is missing."_s,
+                },
+        },
+        {
+            .name = u"history"_s,
+            .options =
+                {
+                    {.name = u"clear"_s},
+                    {.name = u"json"_s},
+                },
+            .exclusiveOptions = true,
+            .paragraphs =
+                {
+                    u"List the recent conversions, newest first, as the app's\n"
+                    "history shows them: card, date, output folder and what\n"
+                    "became of its clips (⚠ marks a run that failed or\n"
+                    "excluded clips)."_s,
+                    u"With --clear, empty the history; with --json, print the\n"
+                    "stored history document as it is kept."_s,
+                    u"Exit status: 0 when done, 2 on a usage error."_s,
+                },
+        },
+    };
+}
+
+Command command(const QString& name, const QString& defaultOutputFolder)
+{
+    for (Command& each : commands(defaultOutputFolder))
+        if (each.name == name)
+            return each;
+    qFatal("tolvane-cli has no command %s", qPrintable(name));
+}
+
+QList<GeneralOption> generalOptions()
+{
+    return {
+        {u"help"_s, u"Show this text."_s},
+        {u"version"_s, u"Show the version."_s},
+    };
+}
+
+QString summary()
+{
+    return u"Turns a Panasonic P2 card into one Apple ProRes .mov per clip, without a window."_s;
+}
+
+QString typed(const Option& option)
+{
+    return u"--"_s + option.name;
+}
+
+} // namespace CliDescription
