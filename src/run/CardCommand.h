@@ -1,9 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <QString>
 #include <QStringList>
+
+class KeyValueStore;
 
 // What the commands of `tolvane-cli` that work on one card folder share: how
 // they end, how their usage errors read and how their arguments are split.
@@ -41,5 +44,10 @@ std::optional<QString> parseArguments(const QString& command, const QStringList&
 // setting), it names the command line's own (`tolvane-cli scan`,
 // `--allow-unsafe-fallback`) instead.
 QString forTerminal(QString text);
+
+// The user's stored settings and history. A store that could not be read and
+// was kept aside is said on standard error at once, and again should it
+// happen during the command.
+std::shared_ptr<KeyValueStore> openStore();
 
 } // namespace CardCommand
