@@ -15,6 +15,7 @@
 #include <QLockFile>
 #include <QSaveFile>
 #include <QScopeGuard>
+#include <QStandardPaths>
 #include <QTemporaryFile>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -100,10 +101,12 @@ QString lockFileName(const QString& fileName)
 
 std::shared_ptr<QSettingsKeyValueStore> QSettingsKeyValueStore::openApplicationStore()
 {
-    const QSettings located(jsonFormat(), QSettings::UserScope,
-                            QString::fromLatin1(AppInfo::organizationName),
-                            QString::fromLatin1(AppInfo::applicationName));
-    return std::make_shared<QSettingsKeyValueStore>(located.fileName());
+    // Where QSettings keeps the user's preferences, named without opening
+    // them: QSettings reads a file as it opens it, whatever its size.
+    return std::make_shared<QSettingsKeyValueStore>(
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QLatin1Char('/') +
+        QString::fromLatin1(AppInfo::organizationName) + QLatin1Char('/') +
+        QString::fromLatin1(AppInfo::applicationName) + QStringLiteral(".json"));
 }
 
 QSettingsKeyValueStore::QSettingsKeyValueStore(const QString& fileName) : m_fileName(fileName)
