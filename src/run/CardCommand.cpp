@@ -1,6 +1,10 @@
 #include "run/CardCommand.h"
 
+#include "base/DisplayText.h"
+#include "store/QSettingsKeyValueStore.h"
+
 #include <cerrno>
+#include <cstdio>
 #include <QFile>
 #include <QFileInfo>
 #include <sys/stat.h>
@@ -144,6 +148,17 @@ QString forTerminal(QString text)
     for (const auto& [window, terminal] : replacements)
         text.replace(window, terminal);
     return text;
+}
+
+std::shared_ptr<KeyValueStore> openStore()
+{
+    std::shared_ptr<QSettingsKeyValueStore> store = QSettingsKeyValueStore::openApplicationStore();
+    store->setSetAsideListener([](const QString& notice) {
+        const QByteArray bytes = (DisplayText::escaped(notice) + QLatin1Char('\n')).toUtf8();
+        std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
+        std::fflush(stderr);
+    });
+    return store;
 }
 
 } // namespace CardCommand

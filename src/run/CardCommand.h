@@ -2,10 +2,14 @@
 
 #include "run/CliDescription.h"
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
+
+class KeyValueStore;
 
 // What the commands of `tolvane-cli` that work on one card folder share: how
 // they end, how their usage errors read and how their arguments are split.
@@ -41,5 +45,10 @@ std::optional<QString> parseArguments(const CliDescription::Command& command, co
 // setting), it names the command line's own (`tolvane-cli scan`,
 // `--allow-unsafe-fallback`) instead.
 QString forTerminal(QString text);
+
+// The user's stored settings and history. A store that could not be read and
+// was kept aside is said on standard error at once, and again should it
+// happen during the command.
+std::shared_ptr<KeyValueStore> openStore();
 
 } // namespace CardCommand

@@ -1,5 +1,6 @@
 #include "run/ConversionViewModel.h"
 
+#include "base/DisplayText.h"
 #include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
@@ -46,11 +47,6 @@ constexpr int elapsedIntervalMs = 250;
 constexpr double estimateThreshold = 0.01;
 
 // A failure reason on one line, as the status line shows it.
-QString oneLine(QString text)
-{
-    return text.replace(QLatin1Char('\n'), QLatin1Char(' ')).trimmed();
-}
-
 template <typename T> QVariant optionalValue(const std::optional<T>& value)
 {
     return value ? QVariant::fromValue(*value) : QVariant();
@@ -135,7 +131,8 @@ void ConversionViewModel::scan(const QString& rootURL)
     setPhase(Phase::scanning);
     update(m_scanErrorMessage, std::optional<QString>(), &ConversionViewModel::scanErrorMessageChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
-    setStatusMessage(QStringLiteral("Scanning %1…").arg(QFileInfo(QDir::cleanPath(rootURL)).fileName()));
+    setStatusMessage(QStringLiteral("Scanning %1…")
+                         .arg(DisplayText::escaped(QFileInfo(QDir::cleanPath(rootURL)).fileName())));
     m_currentRunOutputFolder.reset();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
@@ -279,7 +276,8 @@ void ConversionViewModel::start()
         return;
     }
     if (const std::optional<QString> failure = FileSystemUtilities::createDirectories(folder)) {
-        setStatusMessage(QStringLiteral("Could not create output folder: %1").arg(oneLine(*failure)));
+        setStatusMessage(
+            QStringLiteral("Could not create output folder: %1").arg(DisplayText::escaped(*failure)));
         return;
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
@@ -515,7 +513,7 @@ QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
 {
     return QStringLiteral("The output folder “%1” is inside the card. Choose a folder outside the card: "
                           "nothing is ever written to a card.")
-        .arg(folder);
+        .arg(DisplayText::escaped(folder));
 }
 
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
@@ -550,8 +548,10 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
-    m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
-                     m_excludedClipCount);
+    // The movies stay whatever happens to the history; the run says it could not record itself.
+    if (const std::optional<QString> failure = m_history.record(
+            cardName, outputFolder, summary.converted, summary.failed, summary.skipped, m_excludedClipCount))
+        addReportWriteFailures({LogWriter::writeFailure(ConversionHistoryStore::displayName(), *failure)});
 
     if (m_settings.openOutputFolderWhenFinished())
         m_desktop->revealInFileManager({outputFolder});
@@ -639,7 +639,8 @@ QCoro::Task<> ConversionViewModel::runPairingReportExport()
     if (!self || !path || path->isEmpty())
         co_return;
     if (const std::optional<QString> failure = LogWriter::writeText(self->pairingReportText(), *path))
-        self->setStatusMessage(QStringLiteral("Could not save pairing report: %1").arg(oneLine(*failure)));
+        self->setStatusMessage(
+            QStringLiteral("Could not save pairing report: %1").arg(DisplayText::escaped(*failure)));
     else
         self->setStatusMessage(QStringLiteral("Pairing report saved to %1.").arg(*path));
 }
@@ -674,7 +675,8 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
         co_return;
     self->setGeneratingDebugReport(false);
     if (const std::optional<QString> failure = LogWriter::writeText(report, *path))
-        self->setStatusMessage(QStringLiteral("Could not save debug report: %1").arg(oneLine(*failure)));
+        self->setStatusMessage(
+            QStringLiteral("Could not save debug report: %1").arg(DisplayText::escaped(*failure)));
     else
         self->setStatusMessage(QStringLiteral("Debug report saved to %1.").arg(*path));
 }

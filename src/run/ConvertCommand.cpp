@@ -5,6 +5,7 @@
 #include "card/P2Scanner.h"
 #include "media/FFmpegService.h"
 #include "media/ProResProfile.h"
+#include "run/CardCommand.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
@@ -12,7 +13,6 @@
 #include "store/ConversionHistoryStore.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
-#include "store/QSettingsKeyValueStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
 
@@ -292,7 +292,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     const Options options = Options::from(parser);
 
     // History and recent folders go to the user's store, as after a run in the app.
-    const std::shared_ptr<KeyValueStore> stored = QSettingsKeyValueStore::openApplicationStore();
+    const std::shared_ptr<KeyValueStore> stored = CardCommand::openStore();
     const auto desktop = std::make_shared<HeadlessDesktop>();
     SettingsStore settings(std::make_shared<OverlayKeyValueStore>(stored), desktop);
     options.applyTo(settings);
@@ -340,7 +340,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
     if (!unwritten.isEmpty())
         warnings += LogWriter::writeFailuresSentence(unwritten) + QLatin1Char('\n');
     co_return Outcome{everyClipConverted && unwritten.isEmpty() ? allConverted : notAllConverted,
-                      driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n'),
+                      driver.statusMessage() + QLatin1Char('\n') +
+                          DisplayText::escaped(summary.outputFolder) + QLatin1Char('\n'),
                       warnings};
 }
 

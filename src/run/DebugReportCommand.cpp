@@ -1,14 +1,15 @@
 #include "run/DebugReportCommand.h"
 
+#include "base/DisplayText.h"
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
 #include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
+#include "run/CardCommand.h"
 #include "run/DebugReportBuilder.h"
 #include "run/LogWriter.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
-#include "store/QSettingsKeyValueStore.h"
 #include "store/SettingsStore.h"
 
 #include <memory>
@@ -41,9 +42,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
         co_return Outcome{usageOrUnusableCard, QString(),
                           FFmpegError::binaryNotFound().description() + QLatin1Char('\n')};
 
-    const SettingsStore settings(
-        std::make_shared<OverlayKeyValueStore>(QSettingsKeyValueStore::openApplicationStore()),
-        std::make_shared<HeadlessDesktop>());
+    const SettingsStore settings(std::make_shared<OverlayKeyValueStore>(CardCommand::openStore()),
+                                 std::make_shared<HeadlessDesktop>());
     const double audioOffsetSeconds = settings.effectiveAudioOffsetSeconds();
     const ProResProfile profile = settings.proResProfile();
     const bool prefixExportsWithOrderNumber = settings.prefixExportsWithOrderNumber();
@@ -60,10 +60,11 @@ QCoro::Task<Outcome> run(QStringList arguments)
     if (outputFile.isEmpty())
         co_return Outcome{reportProduced, report, QString()};
     if (const std::optional<QString> failure = LogWriter::writeText(report, outputFile))
-        co_return Outcome{reportNotWritten, QString(),
-                          QStringLiteral("Could not save debug report: %1\n")
-                              .arg(QString(*failure).replace(QLatin1Char('\n'), QLatin1Char(' ')))};
-    co_return Outcome{reportProduced, QStringLiteral("Debug report saved to %1.\n").arg(outputFile),
+        co_return Outcome{
+            reportNotWritten, QString(),
+            QStringLiteral("Could not save debug report: %1\n").arg(DisplayText::escaped(*failure))};
+    co_return Outcome{reportProduced,
+                      QStringLiteral("Debug report saved to %1.\n").arg(DisplayText::escaped(outputFile)),
                       QString()};
 }
 

@@ -1,7 +1,8 @@
 #include "run/HistoryCommand.h"
 
+#include "base/DisplayText.h"
+#include "run/CardCommand.h"
 #include "run/HistoryText.h"
-#include "store/QSettingsKeyValueStore.h"
 
 namespace HistoryCommand {
 
@@ -19,9 +20,10 @@ QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& loc
     if (entries.isEmpty())
         blocks.append(HistoryText::emptyText());
     for (const ConversionHistoryEntry& entry : entries)
-        blocks.append(QStringList{HistoryText::statusMark(entry) + QLatin1Char(' ') + entry.cardName,
-                                  HistoryText::dateText(entry.date, locale), entry.outputFolder,
-                                  HistoryText::statsLine(entry)}
+        blocks.append(QStringList{HistoryText::statusMark(entry) + QLatin1Char(' ') +
+                                      DisplayText::escaped(entry.cardName),
+                                  HistoryText::dateText(entry.date, locale),
+                                  DisplayText::escaped(entry.outputFolder), HistoryText::statsLine(entry)}
                           .join(QLatin1Char('\n')));
     return blocks.join(QStringLiteral("\n\n")) + QLatin1Char('\n');
 }
@@ -52,7 +54,7 @@ Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> default
 
 Outcome run(QStringList arguments)
 {
-    return run(arguments, QSettingsKeyValueStore::openApplicationStore(), QLocale::system());
+    return run(arguments, CardCommand::openStore(), QLocale::system());
 }
 
 } // namespace HistoryCommand

@@ -121,8 +121,9 @@ void ConversionHistoryStore::load()
         setEntries(std::move(*stored));
 }
 
-void ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder, qint64 converted,
-                                    qint64 failed, qint64 skipped, qint64 excludedByPairing)
+std::optional<QString> ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder,
+                                                      qint64 converted, qint64 failed, qint64 skipped,
+                                                      qint64 excludedByPairing)
 {
     const ConversionHistoryEntry entry{QUuid::createUuid(),
                                        QDateTime::currentDateTimeUtc(),
@@ -132,7 +133,7 @@ void ConversionHistoryStore::record(const QString& cardName, const QString& outp
                                        failed,
                                        skipped,
                                        excludedByPairing};
-    m_defaults->exclusively([&] {
+    return m_defaults->exclusively([&] {
         QList<ConversionHistoryEntry> entries = storedEntries().value_or(m_entries);
         entries.prepend(entry);
         if (entries.size() > capacity)
@@ -147,6 +148,11 @@ std::optional<ConversionHistoryEntry> ConversionHistoryStore::mostRecent() const
     if (m_entries.isEmpty())
         return std::nullopt;
     return m_entries.first();
+}
+
+QString ConversionHistoryStore::displayName()
+{
+    return QStringLiteral("the history");
 }
 
 void ConversionHistoryStore::save()

@@ -47,11 +47,15 @@ public:
 
     // Adds a run that ends now at the front, keeps the newest 50 and saves. The
     // stored history is re-read first, so runs recorded meanwhile by another
-    // program (tolvane-cli beside the app) are kept.
-    void record(const QString& cardName, const QString& outputFolder, qint64 converted, qint64 failed,
-                qint64 skipped, qint64 excludedByPairing);
+    // program (tolvane-cli beside the app) are kept. Returns why the history
+    // could not be saved, naming the store; nothing when it was.
+    std::optional<QString> record(const QString& cardName, const QString& outputFolder, qint64 converted,
+                                  qint64 failed, qint64 skipped, qint64 excludedByPairing);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
+
+    // How a run names the history when it could not be saved: "the history".
+    static QString displayName();
 
     void save();
 

@@ -11,7 +11,7 @@ QPointer<AppContext> currentContext;
 
 AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
                        QObject* parent)
-    : QObject(parent), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
+    : QObject(parent), m_defaults(defaults), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
       m_recentFolders(defaults), m_history(defaults),
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
       m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
@@ -21,9 +21,16 @@ AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<
       m_help(Platform::current(), QString::fromLatin1(AppInfo::version),
              QString::fromLatin1(BuildInfo::buildNumber))
 {
+    m_defaults->setSetAsideListener([this](const QString& notice) {
+        m_storeNotices.append(notice);
+        emit storeNoticeChanged();
+    });
 }
 
-AppContext::~AppContext() = default;
+AppContext::~AppContext()
+{
+    m_defaults->setSetAsideListener({});
+}
 
 void AppContext::setCurrent(AppContext* context)
 {

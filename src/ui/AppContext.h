@@ -39,6 +39,9 @@ class AppContext : public QObject
     Q_PROPERTY(RecentFoldersModel* recentFoldersModel READ recentFoldersModel CONSTANT)
     Q_PROPERTY(PlatformTexts* texts READ texts CONSTANT)
     Q_PROPERTY(AppMaintenance* maintenance READ maintenance CONSTANT)
+    // What the window's banner says when the stored settings and history could
+    // not be read and were kept aside; empty otherwise.
+    Q_PROPERTY(QString storeNotice READ storeNotice NOTIFY storeNoticeChanged)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -63,6 +66,7 @@ public:
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
     Desktop& desktop() { return *m_desktop; }
+    QString storeNotice() const { return m_storeNotices.join(QLatin1Char('\n')); }
     // Sheets:
     PairingDetailsPresenter* pairingDetails() { return &m_pairingDetails; }
     HistoryPresenter* historyPresenter() { return &m_historyPresenter; }
@@ -78,7 +82,12 @@ public:
     // Lets the user pick the output folder; cancelling changes nothing.
     Q_INVOKABLE void chooseOutputFolder();
 
+signals:
+    void storeNoticeChanged();
+
 private:
+    std::shared_ptr<KeyValueStore> m_defaults;
+    QStringList m_storeNotices;
     std::shared_ptr<Desktop> m_desktop;
     SettingsStore m_settings;
     RecentFoldersStore m_recentFolders;

@@ -84,6 +84,15 @@ Page {
             spacing: Theme.stackSpacing
 
             ScanErrorBanner {
+                objectName: "storeNoticeBanner"
+                visible: App.storeNotice.length > 0
+                message: App.storeNotice
+                Layout.fillWidth: true
+                Layout.topMargin: Theme.pagePadding
+                Layout.leftMargin: Theme.pagePadding
+                Layout.rightMargin: Theme.pagePadding
+            }
+            ScanErrorBanner {
                 objectName: "scanErrorBanner"
                 visible: presenter.scanError.length > 0
                 message: presenter.scanError

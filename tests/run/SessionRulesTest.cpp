@@ -177,6 +177,13 @@ private slots:
                  QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
     }
 
+    void outputInsideCardMessageEscapesTheFolder()
+    {
+        QCOMPARE(ConversionViewModel::outputInsideCardMessage(QStringLiteral("/card/out\nput/07-01-2026")),
+                 QStringLiteral("The output folder “/card/out\\nput/07-01-2026” is inside the card. Choose a "
+                                "folder outside the card: nothing is ever written to a card."));
+    }
+
     void scanProgressLineCountsFiles()
     {
         QCOMPARE(ScanCommand::probeProgressLine(123, 1000), QStringLiteral("Reading UMIDs 123 / 1000"));

@@ -14,8 +14,9 @@ void prepareUiTestProcess()
     applyAppStyle();
 }
 
-UiSession::UiSession()
-    : context(std::make_unique<AppContext>(std::make_shared<MemoryKeyValueStore>(), desktop))
+UiSession::UiSession(std::shared_ptr<KeyValueStore> store)
+    : context(std::make_unique<AppContext>(store ? std::move(store) : std::make_shared<MemoryKeyValueStore>(),
+                                           desktop))
 {
     AppContext::setCurrent(context.get());
 }
@@ -31,7 +32,7 @@ UiSession::~UiSession()
     }
 }
 
-MainWindowFixture::MainWindowFixture()
+MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store) : session(std::move(store))
 {
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
 }

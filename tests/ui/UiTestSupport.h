@@ -18,7 +18,8 @@ struct UiSession
     std::shared_ptr<ScriptedDesktop> desktop = std::make_shared<ScriptedDesktop>();
     std::unique_ptr<AppContext> context;
 
-    UiSession();
+    // Over stores kept in memory, or over `store`.
+    explicit UiSession(std::shared_ptr<KeyValueStore> store = nullptr);
     ~UiSession();
 };
 
@@ -26,7 +27,7 @@ struct UiSession
 class MainWindowFixture
 {
 public:
-    MainWindowFixture();
+    explicit MainWindowFixture(std::shared_ptr<KeyValueStore> store = nullptr);
     ~MainWindowFixture();
 
     UiSession session;

@@ -1,5 +1,6 @@
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
+#include "store/QSettingsKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -7,6 +8,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QQmlListReference>
 #include <QRegularExpression>
@@ -425,6 +427,27 @@ private slots:
         QCOMPARE(driver->phase(), Phase::scanned);
         QVERIFY(bannerAboveScroll());
         drainWork();
+    }
+
+    // Settings that could not be read are said in a banner above the content,
+    // once, with where the file was kept.
+    void aStoreKeptAsideIsSaidInABanner()
+    {
+        const QString file = work_->filePath(QStringLiteral("damaged prefs/Tolvane.json"));
+        writeFile(file, "{\"outputFolderPath\": \"/media/o");
+        MainWindowFixture fixture(std::make_shared<QSettingsKeyValueStore>(file));
+        openWindow(fixture);
+        const QStringList aside =
+            QDir(QFileInfo(file).path()).entryList({QStringLiteral("Tolvane.json.unreadable-*")});
+        QCOMPARE(aside.size(), 1);
+        const QString notice =
+            QSettingsKeyValueStore::unreadableNotice(file, QFileInfo(file).dir().filePath(aside.first()));
+        QCOMPARE(fixture.session.context->storeNotice(), notice);
+        QVERIFY(shown(fixture, QStringLiteral("storeNoticeBanner")));
+        QObject* const banner = fixture.find(QStringLiteral("storeNoticeBanner"));
+        QVERIFY(banner);
+        QCOMPARE(banner->property("message").toString(), notice);
+        QVERIFY(!shown(fixture, QStringLiteral("scanErrorBanner")));
     }
 
     void resetPreferencesAsksFirst()
