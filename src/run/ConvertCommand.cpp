@@ -9,6 +9,7 @@
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
 #include "run/ProgressText.h"
+#include "session/DBusDesktopSession.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
@@ -34,6 +35,7 @@ const QString outputFolderOption = QStringLiteral("--output-folder");
 const QString profileOption = QStringLiteral("--profile");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
 const QString joinSpannedOption = QStringLiteral("--join-spanned");
+const QString allowSleepOption = QStringLiteral("--allow-sleep");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -56,6 +58,7 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    bool allowSleep = false;
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
@@ -65,6 +68,10 @@ struct Options
         }
         if (arguments.at(index) == joinSpannedOption) {
             joinSpanned = true;
+            return std::nullopt;
+        }
+        if (arguments.at(index) == allowSleepOption) {
+            allowSleep = true;
             return std::nullopt;
         }
         if (const std::optional<QString> folder =
@@ -307,7 +314,7 @@ QString ffprobeMissingMessage()
 QString helpText()
 {
     return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
+                          "               [--allow-unsafe-fallback] [--join-spanned] [--allow-sleep]\n"
                           "               Scan and pair the card folder CARD as scan does, then convert\n"
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
@@ -321,6 +328,9 @@ QString helpText()
                           "               --join-spanned makes each shot the camera split across\n"
                           "               several clips one movie, where every piece is on the card,\n"
                           "               verified and consistent; the scan line says how many.\n"
+                          "               While it converts, the computer does not suspend or idle\n"
+                          "               into sleep (DEBUG_REPORT.txt says so when the desktop could\n"
+                          "               not hold sleep off); --allow-sleep lets it.\n"
                           "               Prints a line per clip as it ends (on a terminal also a live\n"
                           "               progress line), then the closing status sentence and, last,\n"
                           "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
@@ -354,6 +364,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
     RecentFoldersStore recentFolders(stored);
     ConversionHistoryStore history(stored);
     ConversionViewModel driver(settings, recentFolders, history, desktop);
+    if (!options.allowSleep)
+        driver.setDesktopSession(std::make_shared<DBusDesktopSession>());
     InterruptWatcher interrupts;
     RunConsole console(driver, interrupts);
 
