@@ -12,6 +12,7 @@
 #include "ui/PairingDetailsPresenter.h"
 #include "ui/PlatformTexts.h"
 #include "ui/RecentFoldersModel.h"
+#include "ui/SessionPresenter.h"
 #include "ui/SettingsPresenter.h"
 
 #include <memory>
@@ -39,6 +40,7 @@ class AppContext : public QObject
     Q_PROPERTY(RecentFoldersModel* recentFoldersModel READ recentFoldersModel CONSTANT)
     Q_PROPERTY(PlatformTexts* texts READ texts CONSTANT)
     Q_PROPERTY(AppMaintenance* maintenance READ maintenance CONSTANT)
+    Q_PROPERTY(SessionPresenter* session READ session CONSTANT)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -46,8 +48,9 @@ class AppContext : public QObject
     Q_PROPERTY(HelpPresenter* help READ help CONSTANT)
 
 public:
+    // Without a desktop session, runs hold off no sleep and show nothing outside the window.
     AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
-               QObject* parent = nullptr);
+               std::shared_ptr<DesktopSession> session = nullptr, QObject* parent = nullptr);
     ~AppContext() override;
 
     // The context that QML engines created from now on see.
@@ -62,6 +65,7 @@ public:
     RecentFoldersModel* recentFoldersModel() { return &m_recentFoldersModel; }
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
+    SessionPresenter* session() { return &m_session; }
     Desktop& desktop() { return *m_desktop; }
     // Sheets:
     PairingDetailsPresenter* pairingDetails() { return &m_pairingDetails; }
@@ -88,6 +92,7 @@ private:
     RecentFoldersModel m_recentFoldersModel;
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
+    SessionPresenter m_session;
     QCoro::Task<> m_outputFolderChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;

@@ -14,8 +14,9 @@ void prepareUiTestProcess()
     applyAppStyle();
 }
 
-UiSession::UiSession()
-    : context(std::make_unique<AppContext>(std::make_shared<MemoryKeyValueStore>(), desktop))
+UiSession::UiSession(std::shared_ptr<DesktopSession> desktopSession)
+    : context(std::make_unique<AppContext>(std::make_shared<MemoryKeyValueStore>(), desktop,
+                                           std::move(desktopSession)))
 {
     AppContext::setCurrent(context.get());
 }
@@ -31,7 +32,8 @@ UiSession::~UiSession()
     }
 }
 
-MainWindowFixture::MainWindowFixture()
+MainWindowFixture::MainWindowFixture(std::shared_ptr<DesktopSession> desktopSession)
+    : session(std::move(desktopSession))
 {
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
 }

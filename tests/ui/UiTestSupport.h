@@ -18,7 +18,8 @@ struct UiSession
     std::shared_ptr<ScriptedDesktop> desktop = std::make_shared<ScriptedDesktop>();
     std::unique_ptr<AppContext> context;
 
-    UiSession();
+    // `desktopSession` is what runs tell the desktop session; none by default.
+    explicit UiSession(std::shared_ptr<DesktopSession> desktopSession = nullptr);
     ~UiSession();
 };
 
@@ -26,7 +27,7 @@ struct UiSession
 class MainWindowFixture
 {
 public:
-    MainWindowFixture();
+    explicit MainWindowFixture(std::shared_ptr<DesktopSession> desktopSession = nullptr);
     ~MainWindowFixture();
 
     UiSession session;
