@@ -128,19 +128,22 @@ QCoro::Task<> SessionPresenter::stopThenQuit()
 
 QRect SessionPresenter::restoredGeometry() const
 {
-    const std::optional<QVariant> saved = m_store->value(geometryKey);
-    if (!saved)
+    // Kept as four numbers, which the preference file can hold.
+    const QVariantList saved = m_store->value(geometryKey).value_or(QVariant()).toList();
+    if (saved.size() != 4)
         return {};
     QList<QRect> screens;
     for (const QScreen* screen : QGuiApplication::screens())
         screens.append(screen->availableGeometry());
-    return geometryOnScreens(saved->toRect(), screens).value_or(QRect());
+    const QRect geometry(saved.at(0).toInt(), saved.at(1).toInt(), saved.at(2).toInt(), saved.at(3).toInt());
+    return geometryOnScreens(geometry, screens).value_or(QRect());
 }
 
 void SessionPresenter::saveGeometry(const QRect& geometry)
 {
     if (geometry.isValid())
-        m_store->setValue(geometryKey, geometry);
+        m_store->setValue(geometryKey,
+                          QVariantList{geometry.x(), geometry.y(), geometry.width(), geometry.height()});
 }
 
 std::optional<QRect> SessionPresenter::geometryOnScreens(const QRect& saved, const QList<QRect>& screens)

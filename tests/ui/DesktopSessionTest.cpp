@@ -1,6 +1,7 @@
 #include "media/FFmpegService.h"
 #include "PrivateBus.h"
 #include "session/DBusDesktopSession.h"
+#include "store/QSettingsKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -142,15 +143,19 @@ private slots:
         QCOMPARE(SessionPresenter::geometryOnScreens(QRect(), screens), std::nullopt);
     }
 
-    void theWindowRemembersItsPlace()
+    void theWindowRemembersItsPlaceAcrossLaunches()
     {
         UiSession session;
-        SessionPresenter* const presenter = session.context->session();
-        QCOMPARE(presenter->restoredGeometry(), QRect());
-        presenter->saveGeometry({20, 30, 700, 500});
-        QCOMPARE(presenter->restoredGeometry(), QRect(20, 30, 700, 500));
-        presenter->saveGeometry({-5000, 30, 700, 500});
-        QCOMPARE(presenter->restoredGeometry(), QRect());
+        const QString file = work_->filePath(QStringLiteral("place/Tolvane.json"));
+        const auto presenterOver = [&session](const QString& path) {
+            return std::make_unique<SessionPresenter>(*session.context->driver(), session.desktop, nullptr,
+                                                      std::make_shared<QSettingsKeyValueStore>(path));
+        };
+        QCOMPARE(presenterOver(file)->restoredGeometry(), QRect());
+        presenterOver(file)->saveGeometry({20, 30, 700, 500});
+        QCOMPARE(presenterOver(file)->restoredGeometry(), QRect(20, 30, 700, 500));
+        presenterOver(file)->saveGeometry({-5000, 30, 700, 500});
+        QCOMPARE(presenterOver(file)->restoredGeometry(), QRect());
     }
 
     void aRunSeenFromTheDesktop()
