@@ -1,18 +1,16 @@
 #include "session/LogindInhibitor.h"
 
 #include "base/AppInfo.h"
+#include "session/DBusCall.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
-#include <QCoro/QCoroDBusPendingCall>
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
 #include <unistd.h>
 
 namespace {
-
-// Long enough for a busy system bus, short enough that a run is not kept
-// waiting for an answer that will never come.
-constexpr int callTimeoutMs = 5000;
 
 QDBusMessage inhibitCall(const QString& why)
 {
@@ -36,13 +34,11 @@ LogindInhibitor::~LogindInhibitor()
 QCoro::Task<std::optional<QString>> LogindInhibitor::inhibit(QString why)
 {
     release();
-    const QDBusPendingCall pending = m_bus.asyncCall(inhibitCall(why), callTimeoutMs);
-    const QDBusMessage reply = co_await pending;
-    if (reply.type() == QDBusMessage::ErrorMessage)
-        co_return reply.errorMessage();
-    const QList<QVariant> arguments = reply.arguments();
-    const QDBusUnixFileDescriptor descriptor =
-        arguments.isEmpty() ? QDBusUnixFileDescriptor() : arguments.first().value<QDBusUnixFileDescriptor>();
+    QCoro::Task<std::variant<QVariant, QString>> calling = DBusCall::firstValue(m_bus, inhibitCall(why));
+    const std::variant<QVariant, QString> answer = co_await calling;
+    if (const QString* failure = std::get_if<QString>(&answer))
+        co_return *failure;
+    const auto descriptor = std::get<QVariant>(answer).value<QDBusUnixFileDescriptor>();
     if (!descriptor.isValid())
         co_return QString::fromLatin1("logind gave no lock");
     m_descriptor = fcntl(descriptor.fileDescriptor(), F_DUPFD_CLOEXEC, 0);

@@ -1,13 +1,12 @@
 #include "session/PortalInhibitor.h"
 
-#include <QCoro/QCoroDBusPendingCall>
+#include "session/DBusCall.h"
+
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QVariantMap>
 
 namespace {
-
-constexpr int callTimeoutMs = 5000;
 
 // The portal's flags for what waits: suspending (4) and idling (8).
 constexpr uint suspendAndIdle = 4 | 8;
@@ -35,13 +34,11 @@ PortalInhibitor::~PortalInhibitor()
 QCoro::Task<std::optional<QString>> PortalInhibitor::inhibit(QString why)
 {
     release();
-    const QDBusPendingCall pending = m_bus.asyncCall(inhibitCall(why), callTimeoutMs);
-    const QDBusMessage reply = co_await pending;
-    if (reply.type() == QDBusMessage::ErrorMessage)
-        co_return reply.errorMessage();
-    const QList<QVariant> arguments = reply.arguments();
-    if (!arguments.isEmpty())
-        m_handle = arguments.first().value<QDBusObjectPath>().path();
+    QCoro::Task<std::variant<QVariant, QString>> calling = DBusCall::firstValue(m_bus, inhibitCall(why));
+    const std::variant<QVariant, QString> answer = co_await calling;
+    if (const QString* failure = std::get_if<QString>(&answer))
+        co_return *failure;
+    m_handle = std::get<QVariant>(answer).value<QDBusObjectPath>().path();
     if (m_handle.isEmpty())
         co_return QString::fromLatin1("the portal gave no request");
     co_return std::nullopt;

@@ -1,6 +1,8 @@
 #include "UiTestSupport.h"
 
 #include "store/MemoryKeyValueStore.h"
+#include "SyntheticCard.h"
+#include "TestFiles.h"
 #include "ui/AppStyle.h"
 
 #include <QCoreApplication>
@@ -8,6 +10,19 @@
 #include <QtQml/QQmlExtensionPlugin>
 
 Q_IMPORT_QML_PLUGIN(TolvanePlugin)
+
+RunCards writeRunCards(const QTemporaryDir& folder)
+{
+    SyntheticCard::CardSpec plan;
+    plan.clips = {SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)};
+    RunCards cards;
+    cards.card = SyntheticCard::write(plan, folder.filePath(awkwardName(QStringLiteral(" card")))).rootPath;
+    SyntheticCard::ClipSpec longClip = SyntheticCard::clip(2, 1);
+    longClip.frames = 450;
+    plan.clips = {SyntheticCard::clip(1, 1), longClip, SyntheticCard::clip(3, 1)};
+    cards.longCard = SyntheticCard::write(plan, folder.filePath(QStringLiteral("long card"))).rootPath;
+    return cards;
+}
 
 void prepareUiTestProcess()
 {

@@ -7,6 +7,17 @@
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
+
+// The synthetic cards the window's runs convert: `card` of two short clips, and
+// `longCard` of three whose second is long enough that a cancel surely finds it
+// running. Written into `folder`.
+struct RunCards
+{
+    QString card;
+    QString longCard;
+};
+RunCards writeRunCards(const QTemporaryDir& folder);
 
 // Once the application object exists: the style and the icons the app uses.
 void prepareUiTestProcess();
