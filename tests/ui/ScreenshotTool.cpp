@@ -146,14 +146,13 @@ int main(int argc, char* argv[])
     settings.setAudioSyncMode(AudioSyncMode::manual);
     settings.setAudioOffsetSeconds(-0.5);
     QObject* const sheets = fixture.find(QStringLiteral("sheetHost"));
-    for (const auto& [open, name] :
-         {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
-          std::pair{"openHistory", "9-sheet-history"}, std::pair{"openSettings", "10-sheet-settings"},
-          std::pair{"openHowTo", "11-sheet-how-to"},
-          std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
-          std::pair{"openAbout", "13-sheet-about"}}) {
-        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) &&
-             shooter.shoot(QString::fromLatin1(name));
+    for (const auto& [open, name] : {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
+                                     std::pair{"openHistory", "9-sheet-history"},
+                                     std::pair{"openSettings", "10-sheet-settings"},
+                                     std::pair{"openHowTo", "11-sheet-how-to"},
+                                     std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
+                                     std::pair{"openAbout", "13-sheet-about"}}) {
+        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) && shooter.shoot(QString::fromLatin1(name));
         QTest::keyClick(fixture.window(), Qt::Key_Escape);
     }
     FFmpegService::setToolDirectoriesForTesting({});
