@@ -17,8 +17,6 @@ namespace {
 
 const QString inhibitTwoClips = QStringLiteral(
     "org.freedesktop.login1.Manager.Inhibit(sleep:idle|Tolvane|Converting 2 clips to ProRes|block)");
-const QString inhibitOneClip = QStringLiteral(
-    "org.freedesktop.login1.Manager.Inhibit(sleep:idle|Tolvane|Converting 1 clip to ProRes|block)");
 const QString released = QStringLiteral("logind lock released");
 
 // A card of `clips`, each of three frames; a card that cannot be written fails the test.
@@ -78,19 +76,19 @@ private:
         return cli.exitStatus() == QProcess::NormalExit ? cli.exitCode() : -1;
     }
 
-    // Starts converting a card of one long clip and returns once the lock is taken.
+    // Starts converting the card whose second clip is long, and returns once that clip converts.
     void startConvertingTheLongCard(QProcess& cli, const PrivateBus& bus, const QString& output)
     {
         cli.setProcessEnvironment(environment(bus));
         cli.start(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("convert"), m_longCard->rootPath,
                                                      QStringLiteral("--output-folder"), output});
         QVERIFY(cli.waitForStarted());
-        QVERIFY(bus.waitForCall(inhibitOneClip, 60000));
+        QVERIFY(bus.waitForCall(inhibitTwoClips, 60000));
         // ffmpeg is writing the movie once its partial file is there.
         const auto converting = [&output] {
             const QStringList folders = QDir(output).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
             return !folders.isEmpty() && QFile::exists(QDir(output).filePath(
-                                             folders.first() + QStringLiteral("/.001.mov.partial")));
+                                             folders.first() + QStringLiteral("/.002.mov.partial")));
         };
         while (!converting() && cli.state() == QProcess::Running)
             cli.waitForFinished(20);
@@ -104,10 +102,11 @@ private slots:
         TOLVANE_REQUIRE_INSTALLED_TOOLS();
         m_card = writeCard({SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)},
                            m_root.filePath(awkwardName(QStringLiteral(" card"))));
+        // The long clip comes second, so its ffmpeg starts while the lock is held.
         SyntheticCard::ClipSpec longClip = SyntheticCard::clip(6, 1);
         longClip.frames = 1200;
         SyntheticCard::CardSpec plan;
-        plan.clips = {longClip};
+        plan.clips = {SyntheticCard::clip(5, 1), longClip};
         m_longCard = SyntheticCard::write(plan, m_root.filePath(QStringLiteral("long card")));
     }
 
@@ -144,15 +143,15 @@ private slots:
         QVERIFY(bus.startStandIns({QStringLiteral("logind")}));
         QProcess cli;
         startConvertingTheLongCard(cli, bus, freshOutput());
-        QCOMPARE(bus.calls(), QStringList{inhibitOneClip});
+        QCOMPARE(bus.calls(), QStringList{inhibitTwoClips});
         QCOMPARE(::kill(static_cast<pid_t>(cli.processId()), SIGINT), 0);
         QVERIFY(cli.waitForFinished(300000));
         QCOMPARE(cli.exitCode(), 1);
         QVERIFY(bus.waitForCall(released));
-        QCOMPARE(bus.calls(), (QStringList{inhibitOneClip, released}));
+        QCOMPARE(bus.calls(), (QStringList{inhibitTwoClips, released}));
     }
 
-    void releasedByASecondInterruptThatLeavesFFmpegRunning()
+    void releasedByASecondInterrupt()
     {
         PrivateBus bus;
         QVERIFY(bus.startStandIns({QStringLiteral("logind")}));
@@ -168,9 +167,10 @@ private slots:
         QCOMPARE(::kill(pid, SIGCONT), 0);
         QVERIFY(cli.waitForFinished(300000));
         QCOMPARE(cli.exitCode(), 130);
-        // The lock is never handed to the tools, so the one left running does not hold it.
+        // The program ended at once; the kernel closed the lock with it.
         QVERIFY(bus.waitForCall(released));
-        QCOMPARE(bus.calls(), (QStringList{inhibitOneClip, released}));
+        QCOMPARE(bus.calls(), (QStringList{inhibitTwoClips, released}));
+        // ffmpeg, told to stop as its parent ended, may not have finished yet.
         for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
             if (entry.toInt() > 0 &&
                 readFile(QStringLiteral("/proc/%1/cmdline").arg(entry)).contains(output.toUtf8()))
