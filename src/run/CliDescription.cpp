@@ -20,6 +20,7 @@ QList<Command> commands(const QString& defaultOutputFolder)
                      .choices = {u"proxy"_s, u"standard"_s, u"hq"_s}},
                     {.name = u"allow-unsafe-fallback"_s},
                     {.name = u"join-spanned"_s},
+                    {.name = u"allow-sleep"_s},
                 },
             .paragraphs =
                 {
@@ -36,6 +37,9 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     u"--join-spanned makes each shot the camera split across\n"
                     "several clips one movie, where every piece is on the card,\n"
                     "verified and consistent; the scan line says how many."_s,
+                    u"While it converts, the computer does not suspend or idle\n"
+                    "into sleep (DEBUG_REPORT.txt says so when the desktop could\n"
+                    "not hold sleep off); --allow-sleep lets it."_s,
                     u"Prints a line per clip as it ends (on a terminal also a live\n"
                     "progress line), then the closing status sentence and, last,\n"
                     "the output folder. Ctrl-C cancels like the Cancel button: the\n"

@@ -20,6 +20,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QtConcurrent>
+#include <utility>
 
 namespace {
 
@@ -337,12 +338,25 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
         if (*guard)
             (*guard)->handleCommandBuilt(job, commandLine);
     };
+    // Asked while the first clip already converts: the run never waits for
+    // the desktop, and a desktop that does not answer only costs the lock.
+    const std::shared_ptr<DesktopSession> session = m_session;
+    std::optional<QCoro::Task<std::optional<QString>>> holdingOffSleep;
+    if (session)
+        holdingOffSleep.emplace(session->holdOffSleep(holdingOffSleepReason(jobs.size())));
     QCoro::Task<> batch =
         queue->run(std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles, std::move(onJobUpdate),
                    std::move(onJobFinished), std::move(onCommandBuilt));
     co_await batch;
-    if (self)
+    std::optional<QString> sleepNotHeld;
+    if (holdingOffSleep)
+        sleepNotHeld = co_await *holdingOffSleep;
+    if (self) {
+        self->m_sleepNotHeldReason = sleepNotHeld;
         self->finishBatch(outputFolder);
+    } else if (session) {
+        session->allowSleep();
+    }
 }
 
 void ConversionViewModel::cancel()
@@ -516,6 +530,16 @@ QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
         .arg(DisplayText::escaped(folder));
 }
 
+QString ConversionViewModel::holdingOffSleepReason(qsizetype movies)
+{
+    return QStringLiteral("Converting %1 clip%2 to ProRes").arg(movies).arg(plural(movies));
+}
+
+QString ConversionViewModel::sleepNotHeldLine(const QString& why)
+{
+    return QStringLiteral("\nSleep could not be held off during this run: %1.\n").arg(why);
+}
+
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
 {
     if (summary.failed >= 1)
@@ -558,20 +582,22 @@ void ConversionViewModel::finishBatch(const QString& outputFolder)
 
     m_runDebugReport = writeRunDebugReport(
         m_clips, m_pairingEntries, m_joinedShots, m_settings.effectiveAudioOffsetSeconds(),
-        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder);
+        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder,
+        std::exchange(m_sleepNotHeldReason, std::nullopt), m_session);
 }
 
-QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
-                                                       QList<SpannedShot> joinedShots,
-                                                       double audioOffsetSeconds, ProResProfile profile,
-                                                       bool prefixExportsWithOrderNumber,
-                                                       QString outputFolder)
+QCoro::Task<> ConversionViewModel::writeRunDebugReport(
+    QList<P2Clip> clips, QList<PairingReportEntry> entries, QList<SpannedShot> joinedShots,
+    double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber, QString outputFolder,
+    std::optional<QString> sleepNotHeldReason, std::shared_ptr<DesktopSession> session)
 {
     const QPointer<ConversionViewModel> self(this);
     QCoro::Task<QString> building =
         DebugReportBuilder::build(std::move(clips), std::move(entries), audioOffsetSeconds, profile,
                                   prefixExportsWithOrderNumber, std::move(joinedShots));
-    const QString report = co_await building;
+    QString report = co_await building;
+    if (sleepNotHeldReason)
+        report += sleepNotHeldLine(*sleepNotHeldReason);
     // The report belongs to the run's folder whether or not anyone still watches.
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
@@ -579,6 +605,9 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
     QFuture<std::optional<QString>> written =
         QtConcurrent::run([report, path] { return LogWriter::writeText(report, path); });
     const std::optional<QString> failure = co_await written;
+    // The run is over once its last report is written, unless another has begun.
+    if (session && !(self && self->isConverting()))
+        session->allowSleep();
     // A later run has a status line of its own.
     if (self && failure && self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
         self->addReportWriteFailures({LogWriter::writeFailure(LogWriter::debugReportFilename, *failure)});

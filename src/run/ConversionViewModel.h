@@ -9,6 +9,7 @@
 #include "run/ConversionJob.h"
 #include "run/ConversionQueue.h"
 #include "run/ConversionSummary.h"
+#include "session/DesktopSession.h"
 #include "store/Desktop.h"
 
 #include <memory>
@@ -88,6 +89,10 @@ public:
     // Stops a run still under way; its jobs end as cancelled and nothing more
     // is reported for it.
     ~ConversionViewModel() override;
+
+    // The session that holds off sleep from a run's first clip until its
+    // reports are written; without one the computer may sleep during a run.
+    void setDesktopSession(std::shared_ptr<DesktopSession> session) { m_session = std::move(session); }
 
     Phase phase() const { return m_phase; }
     const std::optional<P2CardStructure>& cardStructure() const { return m_cardStructure; }
@@ -176,6 +181,10 @@ public:
     static QString ffmpegMissingMessage(const PlatformFacts& platform = Platform::current());
     // The status line when a run would write into the card it converts.
     static QString outputInsideCardMessage(const QString& folder);
+    // Why sleep waits, as the desktop shows it while `movies` are converted.
+    static QString holdingOffSleepReason(qsizetype movies);
+    // The debug report's closing line when sleep could not be held off.
+    static QString sleepNotHeldLine(const QString& why);
     // The status sentence that ends a run.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,
@@ -238,7 +247,8 @@ private:
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
                                       QList<SpannedShot> joinedShots, double audioOffsetSeconds,
                                       ProResProfile profile, bool prefixExportsWithOrderNumber,
-                                      QString outputFolder);
+                                      QString outputFolder, std::optional<QString> sleepNotHeldReason,
+                                      std::shared_ptr<DesktopSession> session);
     QCoro::Task<> runPairingReportExport();
     QCoro::Task<> runDebugReportExport();
     // Where the save panels of the exports open: the configured output folder.
@@ -269,6 +279,7 @@ private:
     RecentFoldersStore& m_recentFolders;
     ConversionHistoryStore& m_history;
     std::shared_ptr<Desktop> m_desktop;
+    std::shared_ptr<DesktopSession> m_session;
 
     Phase m_phase = Phase::idle;
     std::optional<P2CardStructure> m_cardStructure;
@@ -308,6 +319,8 @@ private:
     QStringList m_conversionReportLines;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
+    // Why sleep was not held off during the run that ended; nothing when it was.
+    std::optional<QString> m_sleepNotHeldReason;
 
     // The newest scan or re-pairing and the open folder chooser. Replaced work
     // runs on to its end and frees itself; it reaches the driver only through

@@ -10,6 +10,7 @@
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
 #include "run/ProgressText.h"
+#include "session/DBusDesktopSession.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
@@ -52,6 +53,7 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    bool allowSleep = false;
 
     // What the parsed command line asks for; its values are already checked.
     static Options from(const QCommandLineParser& parser)
@@ -64,6 +66,7 @@ struct Options
             options.profile = profileNamed(parser.value(QStringLiteral("profile")));
         options.allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
         options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
+        options.allowSleep = parser.isSet(QStringLiteral("allow-sleep"));
         return options;
     }
 
@@ -299,6 +302,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
     RecentFoldersStore recentFolders(stored);
     ConversionHistoryStore history(stored);
     ConversionViewModel driver(settings, recentFolders, history, desktop);
+    if (!options.allowSleep)
+        driver.setDesktopSession(std::make_shared<DBusDesktopSession>());
     InterruptWatcher interrupts;
     RunConsole console(driver, interrupts);
 

@@ -57,7 +57,7 @@ QtObject {
         text: "Quit"
         icon.name: "application-exit"
         shortcut: StandardKey.Quit // qmllint disable unqualified
-        onTriggered: Qt.quit()
+        onTriggered: App.session.requestQuit()
     }
     readonly property Action verify: Action {
         text: "Verify P2 Card"

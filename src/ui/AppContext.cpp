@@ -10,11 +10,12 @@ QPointer<AppContext> currentContext;
 }
 
 AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
-                       QObject* parent)
+                       std::shared_ptr<DesktopSession> session, QObject* parent)
     : QObject(parent), m_defaults(defaults), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
       m_recentFolders(defaults), m_history(defaults),
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
       m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
+      m_session(m_driver, m_desktop, session, defaults),
       // Sheets:
       m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
       m_settingsPresenter(m_settings, Platform::current()),
@@ -25,6 +26,7 @@ AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<
         m_storeNotices.append(notice);
         emit storeNoticeChanged();
     });
+    m_driver.setDesktopSession(std::move(session));
 }
 
 AppContext::~AppContext()

@@ -12,6 +12,7 @@
 #include "ui/PairingDetailsPresenter.h"
 #include "ui/PlatformTexts.h"
 #include "ui/RecentFoldersModel.h"
+#include "ui/SessionPresenter.h"
 #include "ui/SettingsPresenter.h"
 
 #include <memory>
@@ -42,6 +43,7 @@ class AppContext : public QObject
     // What the window's banner says when the stored settings and history could
     // not be read and were kept aside; empty otherwise.
     Q_PROPERTY(QString storeNotice READ storeNotice NOTIFY storeNoticeChanged)
+    Q_PROPERTY(SessionPresenter* session READ session CONSTANT)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -49,8 +51,9 @@ class AppContext : public QObject
     Q_PROPERTY(HelpPresenter* help READ help CONSTANT)
 
 public:
+    // Without a desktop session, runs hold off no sleep and show nothing outside the window.
     AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
-               QObject* parent = nullptr);
+               std::shared_ptr<DesktopSession> session = nullptr, QObject* parent = nullptr);
     ~AppContext() override;
 
     // The context that QML engines created from now on see.
@@ -65,6 +68,7 @@ public:
     RecentFoldersModel* recentFoldersModel() { return &m_recentFoldersModel; }
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
+    SessionPresenter* session() { return &m_session; }
     Desktop& desktop() { return *m_desktop; }
     QString storeNotice() const { return m_storeNotices.join(QLatin1Char('\n')); }
     // Sheets:
@@ -97,6 +101,7 @@ private:
     RecentFoldersModel m_recentFoldersModel;
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
+    SessionPresenter m_session;
     QCoro::Task<> m_outputFolderChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;

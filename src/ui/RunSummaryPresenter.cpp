@@ -120,6 +120,15 @@ QString RunSummaryPresenter::detailLineFor(const ConversionSummary& summary)
     return line;
 }
 
+QString RunSummaryPresenter::notificationBodyFor(const ConversionSummary& summary)
+{
+    const QString line = detailLineFor(summary);
+    if (summary.failed < 1)
+        return line;
+    return line + QStringLiteral(" · ") + UiText::counted(summary.failed, QStringLiteral("clip")) +
+           QStringLiteral(" failed");
+}
+
 QString RunSummaryPresenter::excludedCaptionFor(const ConversionSummary& summary)
 {
     if (summary.excludedByPairing < 1)

@@ -101,6 +101,8 @@ public:
     // Only failures open the details; skipped, missing-audio or excluded clips do not.
     static bool opensDetailsFor(const ConversionSummary& summary) { return summary.failed >= 1; }
     static QString detailLineFor(const ConversionSummary& summary);
+    // The end-of-run notification's body: the detail line, and how many clips failed.
+    static QString notificationBodyFor(const ConversionSummary& summary);
     // Empty when no clip was excluded.
     static QString excludedCaptionFor(const ConversionSummary& summary);
 

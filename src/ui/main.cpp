@@ -1,4 +1,5 @@
 #include "base/AppInfo.h"
+#include "session/DBusDesktopSession.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "ui/AppContext.h"
 #include "ui/AppStyle.h"
@@ -56,8 +57,13 @@ int main(int argc, char* argv[])
 
     auto engine = std::make_unique<QQmlApplicationEngine>();
     AppContext context(QSettingsKeyValueStore::openApplicationStore(),
-                       std::make_shared<QtDesktop>(engine.get()));
+                       std::make_shared<QtDesktop>(engine.get()), std::make_shared<DBusDesktopSession>());
     AppContext::setCurrent(&context);
+    QObject::connect(context.session(), &SessionPresenter::quitRequested, &app, &QGuiApplication::quit,
+                     Qt::QueuedConnection);
+    // Logging out stops a run as "Stop and Quit" does, without asking.
+    QObject::connect(&app, &QGuiApplication::commitDataRequest, context.session(),
+                     &SessionPresenter::stopAndQuit);
 
     // Qt 6.4 has no loadFromModule; the module's files sit under its URI in the resources.
     engine->load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));

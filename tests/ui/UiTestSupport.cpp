@@ -1,6 +1,8 @@
 #include "UiTestSupport.h"
 
 #include "store/MemoryKeyValueStore.h"
+#include "SyntheticCard.h"
+#include "TestFiles.h"
 #include "ui/AppStyle.h"
 
 #include <QCoreApplication>
@@ -9,14 +11,27 @@
 
 Q_IMPORT_QML_PLUGIN(TolvanePlugin)
 
+RunCards writeRunCards(const QTemporaryDir& folder)
+{
+    SyntheticCard::CardSpec plan;
+    plan.clips = {SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)};
+    RunCards cards;
+    cards.card = SyntheticCard::write(plan, folder.filePath(awkwardName(QStringLiteral(" card")))).rootPath;
+    SyntheticCard::ClipSpec longClip = SyntheticCard::clip(2, 1);
+    longClip.frames = 450;
+    plan.clips = {SyntheticCard::clip(1, 1), longClip, SyntheticCard::clip(3, 1)};
+    cards.longCard = SyntheticCard::write(plan, folder.filePath(QStringLiteral("long card"))).rootPath;
+    return cards;
+}
+
 void prepareUiTestProcess()
 {
     applyAppStyle();
 }
 
-UiSession::UiSession(std::shared_ptr<KeyValueStore> store)
+UiSession::UiSession(std::shared_ptr<KeyValueStore> store, std::shared_ptr<DesktopSession> desktopSession)
     : context(std::make_unique<AppContext>(store ? std::move(store) : std::make_shared<MemoryKeyValueStore>(),
-                                           desktop))
+                                           desktop, std::move(desktopSession)))
 {
     AppContext::setCurrent(context.get());
 }
@@ -32,7 +47,9 @@ UiSession::~UiSession()
     }
 }
 
-MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store) : session(std::move(store))
+MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store,
+                                     std::shared_ptr<DesktopSession> desktopSession)
+    : session(std::move(store), std::move(desktopSession))
 {
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
 }

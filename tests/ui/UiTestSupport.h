@@ -7,6 +7,17 @@
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
+
+// The synthetic cards the window's runs convert: `card` of two short clips, and
+// `longCard` of three whose second is long enough that a cancel surely finds it
+// running. Written into `folder`.
+struct RunCards
+{
+    QString card;
+    QString longCard;
+};
+RunCards writeRunCards(const QTemporaryDir& folder);
 
 // Once the application object exists: the style and the icons the app uses.
 void prepareUiTestProcess();
@@ -18,8 +29,10 @@ struct UiSession
     std::shared_ptr<ScriptedDesktop> desktop = std::make_shared<ScriptedDesktop>();
     std::unique_ptr<AppContext> context;
 
-    // Over stores kept in memory, or over `store`.
-    explicit UiSession(std::shared_ptr<KeyValueStore> store = nullptr);
+    // Over stores kept in memory, or over `store`; `desktopSession` is what
+    // runs tell the desktop session, none by default.
+    explicit UiSession(std::shared_ptr<KeyValueStore> store = nullptr,
+                       std::shared_ptr<DesktopSession> desktopSession = nullptr);
     ~UiSession();
 };
 
@@ -27,7 +40,8 @@ struct UiSession
 class MainWindowFixture
 {
 public:
-    explicit MainWindowFixture(std::shared_ptr<KeyValueStore> store = nullptr);
+    explicit MainWindowFixture(std::shared_ptr<KeyValueStore> store = nullptr,
+                               std::shared_ptr<DesktopSession> desktopSession = nullptr);
     ~MainWindowFixture();
 
     UiSession session;

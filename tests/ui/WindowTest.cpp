@@ -157,14 +157,9 @@ private slots:
         TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
         FFmpegService::setToolDirectoriesForTesting({tools_->path()});
         work_ = std::make_unique<QTemporaryDir>();
-        SyntheticCard::CardSpec plan;
-        plan.clips = {SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)};
-        card_ = SyntheticCard::write(plan, work_->filePath(awkwardName(QStringLiteral(" card")))).rootPath;
-        SyntheticCard::ClipSpec longClip = SyntheticCard::clip(2, 1);
-        // Long enough that a cancel surely finds it running.
-        longClip.frames = 450;
-        plan.clips = {SyntheticCard::clip(1, 1), longClip, SyntheticCard::clip(3, 1)};
-        longCard_ = SyntheticCard::write(plan, work_->filePath(QStringLiteral("long card"))).rootPath;
+        const RunCards cards = writeRunCards(*work_);
+        card_ = cards.card;
+        longCard_ = cards.longCard;
     }
 
     void cleanupTestCase()
