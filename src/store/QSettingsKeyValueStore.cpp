@@ -111,12 +111,13 @@ std::shared_ptr<QSettingsKeyValueStore> QSettingsKeyValueStore::openApplicationS
 
 QSettingsKeyValueStore::QSettingsKeyValueStore(const QString& fileName) : m_fileName(fileName)
 {
-    QLockFile lock(lockFileName(m_fileName));
-    // A store that has no folder yet has nothing to look at, and no lock to take.
-    if (QFileInfo(QFileInfo(m_fileName).absolutePath()).isDir())
+    // Reading a good file leaves no trace, not even a lock file coming and going.
+    if (judge() != Verdict::fine) {
+        QLockFile lock(lockFileName(m_fileName));
         lock.lock();
-    // A file that cannot be set aside is not written either: the first write says why.
-    setAsideIfUnreadable();
+        // A file that cannot be set aside is not written either: the first write says why.
+        setAsideIfUnreadable();
+    }
     m_settings = std::make_unique<QSettings>(m_fileName, jsonFormat());
 }
 
@@ -142,31 +143,39 @@ QString QSettingsKeyValueStore::tooLargeNotice(const QString& fileName, const QS
         .arg(keptAs);
 }
 
+QSettingsKeyValueStore::Verdict QSettingsKeyValueStore::judge()
+{
+    // Only a regular file can be set aside; anything else in its place fails the writes.
+    const std::optional<FileState> state = FileState::of(QFile::encodeName(m_fileName));
+    if (!state || state == m_lastGood)
+        return Verdict::fine;
+    if (state->size > sizeLimit)
+        return Verdict::tooLarge;
+    QFile file(m_fileName);
+    // A file that cannot be opened is left where it is: the write says why.
+    if (!file.open(QIODevice::ReadOnly))
+        return Verdict::fine;
+    // Never more than the limit in memory, whatever the file grew to meanwhile.
+    const QByteArray text = file.read(sizeLimit + 1);
+    if (text.size() > sizeLimit)
+        return Verdict::tooLarge;
+    QBuffer buffer;
+    buffer.setData(text);
+    buffer.open(QIODevice::ReadOnly);
+    QSettings::SettingsMap ignored;
+    if (!readJsonPreferences(buffer, ignored))
+        return Verdict::unreadable;
+    m_lastGood = state;
+    return Verdict::fine;
+}
+
 std::optional<QString> QSettingsKeyValueStore::setAsideIfUnreadable()
 {
-    const QByteArray nativeName = QFile::encodeName(m_fileName);
-    // Only a regular file can be set aside; anything else in its place fails the writes.
-    const std::optional<FileState> state = FileState::of(nativeName);
-    if (!state || state == m_lastGood)
+    const Verdict verdict = judge();
+    if (verdict == Verdict::fine)
         return std::nullopt;
-    bool tooLarge = state->size > sizeLimit;
-    if (!tooLarge) {
-        QFile file(m_fileName);
-        // A file that cannot be opened is left where it is: the write says why.
-        if (!file.open(QIODevice::ReadOnly))
-            return std::nullopt;
-        // Never more than the limit in memory, whatever the file grew to meanwhile.
-        const QByteArray text = file.read(sizeLimit + 1);
-        tooLarge = text.size() > sizeLimit;
-        QBuffer buffer;
-        buffer.setData(text);
-        buffer.open(QIODevice::ReadOnly);
-        QSettings::SettingsMap ignored;
-        if (!tooLarge && readJsonPreferences(buffer, ignored)) {
-            m_lastGood = state;
-            return std::nullopt;
-        }
-    }
+    const bool tooLarge = verdict == Verdict::tooLarge;
+    const QByteArray nativeName = QFile::encodeName(m_fileName);
     QString keptAs = setAsideFileName(m_fileName, QDateTime::currentDateTime());
     for (int attempt = 2; QFileInfo::exists(keptAs); ++attempt)
         keptAs =

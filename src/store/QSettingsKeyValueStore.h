@@ -63,6 +63,10 @@ public:
     static QString tooLargeNotice(const QString& fileName, const QString& keptAs);
 
 private:
+    enum class Verdict { fine, unreadable, tooLarge };
+    // Whether the file as it is now must be set aside; a good file is
+    // remembered as such, and a file that is not there is fine.
+    Verdict judge();
     // Under the update lock: sets the file aside when it cannot be read or is
     // too large. Nothing when it was fine or was set aside; otherwise why it
     // could be neither read nor set aside, and so must not be written.
