@@ -34,6 +34,7 @@ const QString outputFolderOption = QStringLiteral("--output-folder");
 const QString profileOption = QStringLiteral("--profile");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
 const QString joinSpannedOption = QStringLiteral("--join-spanned");
+const QString ignoreFreeSpaceOption = QStringLiteral("--ignore-free-space");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -56,6 +57,8 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    // Not a setting: the free-space check is skipped for this run.
+    bool ignoreFreeSpace = false;
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
@@ -65,6 +68,10 @@ struct Options
         }
         if (arguments.at(index) == joinSpannedOption) {
             joinSpanned = true;
+            return std::nullopt;
+        }
+        if (arguments.at(index) == ignoreFreeSpaceOption) {
+            ignoreFreeSpace = true;
             return std::nullopt;
         }
         if (const std::optional<QString> folder =
@@ -139,6 +146,8 @@ QString finishedJobLine(const ConversionJob& job)
         return LogWriter::skippedReportLine(job.clipName());
     case ClipStatus::Kind::failed:
         return LogWriter::failedReportLine(job.clipName(), status.message);
+    case ClipStatus::Kind::notStarted:
+        return LogWriter::notStartedReportLine(job.clipName(), status.message);
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
         break;
@@ -187,6 +196,8 @@ public:
             clearProgressLine();
             emit waitEnded();
         });
+        // A run refused for want of space never starts its first clip.
+        connect(&driver, &ConversionViewModel::spaceShortfallChanged, this, &RunConsole::waitEnded);
     }
 
     bool cancelRequested() const { return m_cancelRequested; }
@@ -210,6 +221,8 @@ private:
         case Phase::converting:
             m_cancelRequested = true;
             m_driver.cancel();
+            // A tool stuck on a hung reader takes its grace to end: say why nothing happens yet.
+            printLine(m_driver.statusMessage());
             break;
         case Phase::cancelling:
             break;
@@ -304,10 +317,16 @@ QString ffprobeMissingMessage()
         .arg(Platform::current().ffmpegInstallCommand);
 }
 
+QString ignoreFreeSpaceHint()
+{
+    return QStringLiteral("Free some space, choose another folder with --output-folder, or convert anyway "
+                          "with --ignore-free-space.");
+}
+
 QString helpText()
 {
     return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
+                          "               [--allow-unsafe-fallback] [--join-spanned] [--ignore-free-space]\n"
                           "               Scan and pair the card folder CARD as scan does, then convert\n"
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
@@ -323,15 +342,21 @@ QString helpText()
                           "               verified and consistent; the scan line says how many.\n"
                           "               Prints a line per clip as it ends (on a terminal also a live\n"
                           "               progress line), then the closing status sentence and, last,\n"
-                          "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
-                          "               running clip ends as Cancelled and the reports are written;\n"
-                          "               a second Ctrl-C stops at once.\n"
+                          "               the output folder. Ctrl-C, SIGTERM and a hang-up cancel like the\n"
+                          "               Cancel button: the running clip ends as Cancelled, the clips\n"
+                          "               not reached are listed as not started, and the reports and\n"
+                          "               the history entry are written; a second Ctrl-C stops at once.\n"
+                          "               Before the first clip the space the movies need is estimated;\n"
+                          "               a run that cannot fit is refused unless --ignore-free-space\n"
+                          "               is given. A clip that fails for lack of space, or a card\n"
+                          "               folder that disappears, ends the run there.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
                           "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
                           "               a report could not be written, the run was cancelled or no\n"
                           "               clip could be converted, 2 on a usage error, when the folder\n"
-                          "               holds no video MXF file, when ffmpeg is missing or the output\n"
-                          "               folder cannot be created, 130 after a second Ctrl-C.\n")
+                          "               holds no video MXF file, when ffmpeg is missing, the output\n"
+                          "               folder cannot be created or lacks the space, 130 after a\n"
+                          "               second Ctrl-C.\n")
         .arg(SettingsStore::defaultOutputBase());
 }
 
@@ -378,12 +403,20 @@ QCoro::Task<Outcome> run(QStringList arguments)
     console.printLine(driver.statusMessage());
 
     const int debugReportsBefore = driver.debugReportGenerationTick();
-    driver.start();
+    if (options.ignoreFreeSpace)
+        driver.startIgnoringFreeSpace();
+    else
+        driver.start();
     // A missing ffmpeg or an output folder that cannot be made only changes the status line.
     if (driver.phase() != Phase::converting)
         co_return Outcome{usageOrCannotRun, QString(), driver.statusMessage() + QLatin1Char('\n')};
-    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting())
+    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting() &&
+           driver.spaceShortfall().isEmpty())
         co_await qCoro(&console, &RunConsole::waitEnded);
+    if (!driver.spaceShortfall().isEmpty())
+        co_return Outcome{usageOrCannotRun, QString(),
+                          driver.spaceShortfall() + QLatin1Char(' ') + ignoreFreeSpaceHint() +
+                              QLatin1Char('\n')};
 
     const ConversionSummary& summary = *driver.summary();
     const bool everyClipConverted = summary.failed == 0 && !console.cancelRequested();

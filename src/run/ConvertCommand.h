@@ -24,6 +24,9 @@ using Outcome = CardCommand::Outcome;
 // The command's help, shown by `tolvane-cli --help`.
 QString helpText();
 
+// What follows the free-space refusal: how to go ahead anyway.
+QString ignoreFreeSpaceHint();
+
 // What the command says when ffmpeg is there but ffprobe is not.
 QString ffprobeMissingMessage();
 

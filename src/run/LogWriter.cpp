@@ -1,6 +1,7 @@
 #include "run/LogWriter.h"
 
 #include "base/DisplayText.h"
+#include "base/Durability.h"
 
 #include <cerrno>
 #include <cstring>
@@ -42,6 +43,12 @@ QString failedReportLine(const QString& clipName, const QString& message, const 
                            time);
 }
 
+QString notStartedReportLine(const QString& clipName, const QString& status, const QDateTime& time)
+{
+    return timestampedLine(DisplayText::escaped(clipName) + QStringLiteral(": ") + status + QLatin1Char('.'),
+                           time);
+}
+
 QString errorLine(const QString& clipName, const QString& message)
 {
     return DisplayText::escaped(clipName) + QStringLiteral(": ") + DisplayText::escaped(message);
@@ -62,9 +69,11 @@ std::optional<QString> writeText(const QString& text, const QString& path)
         file.cancelWriting();
         return reason;
     }
+    // The content was flushed before the rename; the rename itself reaches
+    // the disk with the folder.
     if (!file.commit())
         return file.errorString();
-    return std::nullopt;
+    return Durability::flushFolderOf(path);
 }
 
 QString writeFailure(const QString& filename, const QString& reason)

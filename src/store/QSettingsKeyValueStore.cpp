@@ -1,6 +1,7 @@
 #include "store/QSettingsKeyValueStore.h"
 
 #include "base/AppInfo.h"
+#include "base/Durability.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -123,6 +124,9 @@ void QSettingsKeyValueStore::exclusively(const std::function<void()>& work)
     const auto writeThrough = qScopeGuard([this] {
         m_inExclusiveSection = false;
         m_settings.sync();
+        // QSettings flushes the file before renaming it into place; the
+        // rename reaches the disk with the folder.
+        Durability::flushFolderOf(m_settings.fileName());
     });
     work();
 }
