@@ -408,7 +408,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     else
         driver.start();
     // A missing ffmpeg or an output folder that cannot be made only changes the status line.
-    if (driver.phase() != Phase::converting)
+    if (driver.phase() != Phase::converting && driver.spaceShortfall().isEmpty())
         co_return Outcome{usageOrCannotRun, QString(), driver.statusMessage() + QLatin1Char('\n')};
     while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting() &&
            driver.spaceShortfall().isEmpty())

@@ -10,7 +10,8 @@
 // dropped ssh session) into a signal of the event loop, so a run can stop the
 // way the Cancel button stops it, reports and history included. The handler
 // only writes one byte to a pipe that the event loop watches, which is safe
-// to do inside a signal handler. A second Ctrl-C ends the process at once
+// to do inside a signal handler. A Ctrl-C together with any other interrupt,
+// before or after it, ends the process at once
 // with status 130, as a shell expects from a program stopped by Ctrl-C, after
 // removing the file named by `setFileToRemoveOnExit` (the half-written movie
 // of the running clip); SIGTERM and SIGHUP never end it before its reports

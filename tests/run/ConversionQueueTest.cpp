@@ -1,12 +1,15 @@
 #include "run/ConversionQueue.h"
 
+#include "media/ToolLimits.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
 
 #include <memory>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -498,6 +501,32 @@ private slots:
         QCOMPARE(jobs[0]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
         QCOMPARE(jobs[1]->status(), ClipStatus::notStarted(RunStop::cancelled));
         QCOMPARE(recorder.outcomes.size(), 2);
+    }
+
+    void cancelKillsAToolDeafToTheSignal()
+    {
+        // Reports progress, then ignores the polite signal, as a tool stuck on a hung reader does.
+        tools_->configure(QStringLiteral("ffmpeg"),
+                          QStringLiteral("FAKE_STDOUT='out_time_ms=1000000\nprogress=continue\n'; "
+                                         "FAKE_IGNORE_TERM=1; FAKE_HANG=1"));
+        ToolLimits::Limits limits;
+        limits.terminationGrace = std::chrono::milliseconds(300);
+        ToolLimits::setForTesting(limits);
+        const auto restore = qScopeGuard([] { ToolLimits::setForTesting({}); });
+        const JobList jobs{job(QStringLiteral("0001AB")), job(QStringLiteral("0002AB"))};
+        ConversionQueue queue;
+        Recorder recorder;
+        recorder.afterCommand = [&queue](ConversionJob&) {
+            QTimer::singleShot(200, [&queue] { queue.cancel(); });
+        };
+        QElapsedTimer clock;
+        clock.start();
+        runAndWait(recorder, queue, jobs, false);
+        // Ended within the grace, long before the stall watch would have.
+        QVERIFY2(clock.elapsed() < 60000, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(jobs[0]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
+        QCOMPARE(jobs[1]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QVERIFY(!QFileInfo::exists(FFmpegService::temporaryPath(jobs[0]->outputURL())));
     }
 
     void cancelBeforeTheFirstJobHolds()

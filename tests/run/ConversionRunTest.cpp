@@ -1,6 +1,7 @@
 #include "DriverSession.h"
 #include "media/FFmpegService.h"
 #include "run/ConversionViewModel.h"
+#include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
 #include "ScriptedDesktop.h"
 #include "store/ConversionHistoryStore.h"
@@ -11,6 +12,7 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 
+#include <csignal>
 #include <memory>
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -630,6 +632,41 @@ private slots:
         QVERIFY(QCoro::waitFor(FFmpegService::hasAudioStream(movie)));
         QCOMPARE(reportLines(folder + QStringLiteral("/CONVERSION_REPORT.txt")).last(),
                  QStringLiteral("[T] 0001AB: converted successfully."));
+    }
+
+    void terminationEndsTheWindowsRunLikeCancel()
+    {
+        SyntheticCard::ClipSpec longClip = SyntheticCard::clip(1, 1);
+        longClip.frames = 450;
+        const SyntheticCard::WrittenCard card =
+            writeCard(QStringLiteral("terminated card"), {longClip, SyntheticCard::clip(2, 1)});
+        QVERIFY(scanAndWait(card.rootPath));
+        // As the window's main wires it.
+        InterruptWatcher interrupts;
+        connect(&interrupts, &InterruptWatcher::interrupted, driver_.get(), &ConversionViewModel::endSession);
+        QSignalSpy ended(driver_.get(), &ConversionViewModel::sessionEnded);
+        driver_->start();
+        const JobList jobs = driver_->jobs();
+        QVERIFY(QTest::qWaitFor([&] { return jobs[0]->progress() > 0; }, workTimeoutMs));
+
+        QCOMPARE(::raise(SIGTERM), 0);
+        QVERIFY(ended.wait(workTimeoutMs));
+        QCOMPARE(ended.count(), 1);
+        // Everything was written before the session ended.
+        const QString folder = *driver_->outputFolderURL();
+        QCOMPARE(driver_->phase(), Phase::finished);
+        QCOMPARE(statuses(jobs), QList<ClipStatus>({ClipStatus::failed(QStringLiteral("Cancelled")),
+                                                    ClipStatus::notStarted(RunStop::cancelled)}));
+        QCOMPARE(folderListing(folder), QStringList({"CONVERSION_REPORT.txt", "DEBUG_REPORT.txt",
+                                                     "FFMPEG_ERRORS.txt", "PAIRING_REPORT.txt"}));
+        QCOMPARE(reportLines(folder + QStringLiteral("/CONVERSION_REPORT.txt")).last(),
+                 QStringLiteral("[T] 0002AB: not started — the run was cancelled."));
+        QCOMPARE(history_->entries().first().notStarted, qint64(1));
+
+        // With nothing left to write, the session ends at once.
+        QSignalSpy again(driver_.get(), &ConversionViewModel::sessionEnded);
+        driver_->endSession();
+        QCOMPARE(again.count(), 1);
     }
 
     void cancelInTheThirdOfFiveClips()
