@@ -35,6 +35,13 @@ std::optional<QString> flushFile(const QString& path)
     return flush(path, 0);
 }
 
+std::optional<QString> flushDescriptor(int descriptor)
+{
+    if (fsync(descriptor) != 0)
+        return systemReason();
+    return std::nullopt;
+}
+
 std::optional<QString> flushFolder(const QString& folder)
 {
     return flush(folder, O_DIRECTORY);

@@ -12,6 +12,9 @@ namespace Durability {
 // Flushes the file's content to the disk; the reason when that failed.
 std::optional<QString> flushFile(const QString& path);
 
+// Flushes the content written so far through an open file's descriptor.
+std::optional<QString> flushDescriptor(int descriptor);
+
 // Flushes the folder's entries to the disk, after a file in it was renamed,
 // linked or created; the reason when that failed.
 std::optional<QString> flushFolder(const QString& folder);

@@ -69,8 +69,12 @@ std::optional<QString> writeText(const QString& text, const QString& path)
         file.cancelWriting();
         return reason;
     }
-    // The content was flushed before the rename; the rename itself reaches
-    // the disk with the folder.
+    // The content reaches the disk before the file takes its name, and the
+    // name with the folder: QSaveFile does neither.
+    if (const std::optional<QString> failure = Durability::flushDescriptor(file.handle())) {
+        file.cancelWriting();
+        return failure;
+    }
     if (!file.commit())
         return file.errorString();
     return Durability::flushFolderOf(path);

@@ -4,6 +4,7 @@
 #include "base/Durability.h"
 
 #include <QDir>
+#include <QFileDevice>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -67,7 +68,12 @@ bool writeJsonPreferences(QIODevice& device, const QSettings::SettingsMap& map)
     for (auto entry = map.begin(); entry != map.end(); ++entry)
         object.insert(entry.key(), toJson(entry.value()));
     const QByteArray text = QJsonDocument(object).toJson(QJsonDocument::Indented);
-    return device.write(text) == text.size();
+    if (device.write(text) != text.size())
+        return false;
+    // QSettings renames the file into place without flushing it: the content
+    // reaches the disk first, so a power cut leaves the old file or the new one.
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    return !file || (file->flush() && !Durability::flushDescriptor(file->handle()));
 }
 
 QSettings::Format jsonFormat()
@@ -124,8 +130,7 @@ void QSettingsKeyValueStore::exclusively(const std::function<void()>& work)
     const auto writeThrough = qScopeGuard([this] {
         m_inExclusiveSection = false;
         m_settings.sync();
-        // QSettings flushes the file before renaming it into place; the
-        // rename reaches the disk with the folder.
+        // The rename into place reaches the disk with the folder.
         Durability::flushFolderOf(m_settings.fileName());
     });
     work();

@@ -20,6 +20,10 @@ private slots:
         QCOMPARE(file.write("movie"), 5);
         file.close();
         QCOMPARE(Durability::flushFile(path), std::nullopt);
+        QVERIFY(file.open(QIODevice::Append));
+        QCOMPARE(Durability::flushDescriptor(file.handle()), std::nullopt);
+        file.close();
+        QCOMPARE(Durability::flushDescriptor(-1), std::optional(QStringLiteral("Bad file descriptor")));
         QCOMPARE(Durability::flushFolder(dir.path()), std::nullopt);
         QCOMPARE(Durability::flushFolderOf(path), std::nullopt);
         // Flushing reads nothing and changes nothing.
