@@ -47,13 +47,22 @@ QStringList videoFrames(const QString& path)
             ToolText::toolPath(path)};
 }
 
-// The whole file goes once through the filter into the null muxer, so nothing
-// is written; the statistics arrive on standard error.
-QStringList volumeDetect(const QString& path)
+// Each file goes once through its filter into the null muxer, so nothing is
+// written; the statistics arrive on standard error. The filters read the same
+// samples as "-af volumedetect" on one file would, so the levels are the same.
+QStringList volumeDetect(const QStringList& paths)
 {
-    return {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
-            ToolText::toolPath(path),       QStringLiteral("-af"),      QStringLiteral("volumedetect"),
-            QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
+    QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-nostdin")};
+    QStringList graph;
+    QStringList outputs;
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        arguments << QStringLiteral("-i") << ToolText::toolPath(paths.at(i));
+        graph.append(QStringLiteral("[%1:a:0]volumedetect[level%1]").arg(i));
+        outputs << QStringLiteral("-map") << QStringLiteral("[level%1]").arg(i) << QStringLiteral("-f")
+                << QStringLiteral("null") << QStringLiteral("-");
+    }
+    arguments << QStringLiteral("-filter_complex") << graph.join(u';') << outputs;
+    return arguments;
 }
 
 } // namespace ToolArguments

@@ -21,6 +21,7 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     {.name = u"allow-unsafe-fallback"_s},
                     {.name = u"join-spanned"_s},
                     {.name = u"allow-sleep"_s},
+                    {.name = u"ignore-free-space"_s},
                 },
             .paragraphs =
                 {
@@ -42,15 +43,21 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     "not hold sleep off); --allow-sleep lets it."_s,
                     u"Prints a line per clip as it ends (on a terminal also a live\n"
                     "progress line), then the closing status sentence and, last,\n"
-                    "the output folder. Ctrl-C cancels like the Cancel button: the\n"
-                    "running clip ends as Cancelled and the reports are written;\n"
-                    "a second Ctrl-C stops at once."_s,
+                    "the output folder. Ctrl-C, SIGTERM and a hang-up cancel like the\n"
+                    "Cancel button: the running clip ends as Cancelled, the clips\n"
+                    "not reached are listed as not started, and the reports and\n"
+                    "the history entry are written; a second Ctrl-C stops at once."_s,
+                    u"Before the first clip the space the movies need is estimated;\n"
+                    "a run that cannot fit is refused unless --ignore-free-space\n"
+                    "is given. A clip that fails for lack of space, or a card\n"
+                    "folder that disappears, ends the run there."_s,
                     u"Put -- before a CARD whose name starts with a dash."_s,
                     u"Exit status: 0 when no clip failed, 1 when a clip failed,\n"
                     "a report could not be written, the run was cancelled or no\n"
                     "clip could be converted, 2 on a usage error, when the folder\n"
-                    "holds no video MXF file, when ffmpeg is missing or the output\n"
-                    "folder cannot be created, 130 after a second Ctrl-C."_s,
+                    "holds no video MXF file, when ffmpeg is missing, the output\n"
+                    "folder cannot be created or lacks the space, 130 after a\n"
+                    "second Ctrl-C."_s,
                 },
         },
         {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "run/RunStop.h"
+
+#include <optional>
 #include <QString>
 
 // What one conversion run came to, as the summary screen and the history show it.
@@ -13,6 +16,9 @@ struct ConversionSummary
     int missingAudio = 0;
     // Clips that pairing left out of the run.
     qint64 excludedByPairing = 0;
+    // Clips the run never reached because it ended early, and why it did.
+    int notStarted = 0;
+    std::optional<RunStop> stop;
     QString outputFolder;
 
     bool operator==(const ConversionSummary&) const = default;

@@ -5,11 +5,13 @@
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
 #include "media/FFmpegService.h"
+#include "media/ToolLimits.h"
 #include "run/DebugReportBuilder.h"
 #include "run/ExportFilename.h"
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
 #include "run/ProgressText.h"
+#include "run/SpaceEstimate.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -19,6 +21,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
+#include <QStorageInfo>
 #include <QtConcurrent>
 #include <utility>
 
@@ -255,8 +258,19 @@ void ConversionViewModel::resetToIdle()
 
 void ConversionViewModel::start()
 {
+    start(true);
+}
+
+void ConversionViewModel::startIgnoringFreeSpace()
+{
+    start(false);
+}
+
+void ConversionViewModel::start(bool checkFreeSpace)
+{
     if (!canConvert())
         return;
+    update(m_spaceShortfall, QString(), &ConversionViewModel::spaceShortfallChanged);
     recheckFFmpegAvailability();
     if (!m_ffmpegAvailable) {
         setStatusMessage(ffmpegMissingMessage());
@@ -282,8 +296,11 @@ void ConversionViewModel::start()
         return;
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
-    // An interrupted run of this folder may have left gigabytes of half a movie.
-    FFmpegService::removeStaleTemporaries(folder);
+    // An interrupted run of this folder may have left gigabytes of half a
+    // movie; a folder another Tolvane is writing into holds its own.
+    m_runFolderLock = RunFolderLock::tryHold(folder);
+    if (m_runFolderLock)
+        FFmpegService::removeStaleTemporaries(folder);
 
     const QList<std::shared_ptr<ConversionJob>> jobs =
         makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
@@ -311,15 +328,32 @@ void ConversionViewModel::start()
     const ProResProfile profile = m_settings.proResProfile();
     const bool skipExistingFiles = m_settings.skipExistingFiles();
     m_queue = std::make_shared<ConversionQueue>();
-    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles);
+    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles, checkFreeSpace);
 }
 
 QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> queue,
                                             QList<std::shared_ptr<ConversionJob>> jobs, QString outputFolder,
                                             double audioOffsetSeconds, ProResProfile profile,
-                                            bool skipExistingFiles)
+                                            bool skipExistingFiles, bool checkFreeSpace)
 {
     const QPointer<ConversionViewModel> self(this);
+    const std::shared_ptr<DesktopSession> session = m_session;
+    // So may earlier runs' folders beside it, interrupted by a crash or a power cut.
+    QFuture<void> sweeping =
+        QtConcurrent::run(RunFolderLock::removeAbandonedTemporaries, QFileInfo(outputFolder).path());
+    co_await sweeping;
+    // A run that cannot fit would fail clip after clip once the disk is full.
+    if (checkFreeSpace && !queue->isCancelled()) {
+        QCoro::Task<qint64> estimating = SpaceEstimate::neededBytes(jobs, profile, skipExistingFiles);
+        const qint64 needed = co_await estimating;
+        const qint64 available = QStorageInfo(outputFolder).bytesAvailable();
+        if (needed > available) {
+            if (self && !queue->isCancelled()) {
+                self->refuseForSpace(outputFolder, needed, available);
+                co_return;
+            }
+        }
+    }
     // The handlers reach the driver through this frame's guard, which outlives
     // every call since the batch is awaited here. They capture nothing with a
     // destructor: g++ 12 destroys copies of coroutine arguments made inside a
@@ -340,7 +374,6 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     };
     // Asked while the first clip already converts: the run never waits for
     // the desktop, and a desktop that does not answer only costs the lock.
-    const std::shared_ptr<DesktopSession> session = m_session;
     std::optional<QCoro::Task<std::optional<QString>>> holdingOffSleep;
     if (session)
         holdingOffSleep.emplace(session->holdOffSleep(holdingOffSleepReason(jobs.size())));
@@ -353,10 +386,42 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
         sleepNotHeld = co_await *holdingOffSleep;
     if (self) {
         self->m_sleepNotHeldReason = sleepNotHeld;
-        self->finishBatch(outputFolder);
+        self->finishBatch(outputFolder, queue->stop());
     } else if (session) {
         session->allowSleep();
     }
+}
+
+void ConversionViewModel::refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available)
+{
+    m_elapsedTimer.stop();
+    m_queue.reset();
+    m_runFolderLock.reset();
+    // The folder made for this run is removed while still empty; one that an
+    // earlier run of the card filled stays.
+    if (QDir().rmdir(outputFolder)) {
+        m_currentRunOutputFolder.reset();
+        update(m_outputFolderURL, std::optional<QString>(), &ConversionViewModel::outputFolderURLChanged);
+    }
+    update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
+    const QString shortfall = SpaceEstimate::shortfallSentence(outputFolder, needed, available);
+    update(m_spaceShortfall, shortfall, &ConversionViewModel::spaceShortfallChanged);
+    setPhase(Phase::scanned);
+    setStatusMessage(shortfall);
+    endSessionIfIdle();
+}
+
+void ConversionViewModel::endSession()
+{
+    m_endingSession = true;
+    cancel();
+    endSessionIfIdle();
+}
+
+void ConversionViewModel::endSessionIfIdle()
+{
+    if (m_endingSession && !isConverting() && !m_writingRunDebugReport)
+        emit sessionEnded();
 }
 
 void ConversionViewModel::cancel()
@@ -364,7 +429,8 @@ void ConversionViewModel::cancel()
     if (m_phase != Phase::converting)
         return;
     setPhase(Phase::cancelling);
-    setStatusMessage(QStringLiteral("Cancelling…"));
+    setStatusMessage(ProgressText::cancellingWait(
+        std::chrono::ceil<std::chrono::seconds>(ToolLimits::current().terminationGrace).count()));
     // Asked from the event loop, like every other step of the run, and of the
     // queue of this run only.
     QTimer::singleShot(0, this, [queue = std::weak_ptr(m_queue)] {
@@ -430,7 +496,9 @@ void ConversionViewModel::handleCommandBuilt(ConversionJob& job, const QString& 
 
 void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& outcome)
 {
-    update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
+    // The count says how far the run got; a clip it never reached adds nothing.
+    if (outcome.status.kind != ClipStatus::Kind::notStarted)
+        update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
     recomputeOverallProgress();
     const QString& clipName = outcome.clipName;
     switch (outcome.status.kind) {
@@ -443,6 +511,9 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
         break;
     case ClipStatus::Kind::skippedExisting:
         m_conversionReportLines.append(LogWriter::skippedReportLine(clipName));
+        break;
+    case ClipStatus::Kind::notStarted:
+        m_conversionReportLines.append(LogWriter::notStartedReportLine(clipName, outcome.status.message));
         break;
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
@@ -491,7 +562,8 @@ void ConversionViewModel::updateElapsed()
 }
 
 ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
-                                                 qint64 excludedByPairing, const QString& outputFolder)
+                                                 qint64 excludedByPairing, const QString& outputFolder,
+                                                 std::optional<RunStop> stop)
 {
     ConversionSummary summary;
     for (const std::shared_ptr<ConversionJob>& job : jobs) {
@@ -508,11 +580,15 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
         case ClipStatus::Kind::failed:
             ++summary.failed;
             break;
+        case ClipStatus::Kind::notStarted:
+            ++summary.notStarted;
+            break;
         case ClipStatus::Kind::pending:
         case ClipStatus::Kind::converting:
             break;
         }
     }
+    summary.stop = stop;
     summary.excludedByPairing = excludedByPairing;
     summary.outputFolder = outputFolder;
     return summary;
@@ -542,6 +618,16 @@ QString ConversionViewModel::sleepNotHeldLine(const QString& why)
 
 QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
 {
+    if (summary.stop) {
+        QStringList counts{QStringLiteral("%1 converted").arg(summary.converted)};
+        if (summary.skipped >= 1)
+            counts.append(QStringLiteral("%1 skipped").arg(summary.skipped));
+        if (summary.failed >= 1)
+            counts.append(QStringLiteral("%1 failed").arg(summary.failed));
+        counts.append(QStringLiteral("%1 not started").arg(summary.notStarted));
+        return RunStops::sentence(*summary.stop) + QLatin1Char(' ') + counts.join(QStringLiteral(", ")) +
+               QStringLiteral(". See logs in the output folder.");
+    }
     if (summary.failed >= 1)
         return QStringLiteral("Done with %1 error%2. See logs in the output folder.")
             .arg(summary.failed)
@@ -556,32 +642,53 @@ QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
         .arg(summary.excludedByPairing);
 }
 
-void ConversionViewModel::finishBatch(const QString& outputFolder)
+void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional<RunStop> stop)
 {
     m_elapsedTimer.stop();
     updateElapsed();
     m_queue.reset();
 
-    const ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder);
+    const ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder, stop);
     update(m_summary, std::optional(summary), &ConversionViewModel::summaryChanged);
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
 
     addReportWriteFailures(
         LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
+    m_runFolderLock.reset();
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
     // The movies stay whatever happens to the history; the run says it could not record itself.
     if (const std::optional<QString> failure = m_history.record(
-            cardName, outputFolder, summary.converted, summary.failed, summary.skipped, m_excludedClipCount))
+            cardName, outputFolder, summary.converted, summary.failed, summary.skipped, m_excludedClipCount,
+                                   summary.notStarted))
         addReportWriteFailures({LogWriter::writeFailure(ConversionHistoryStore::displayName(), *failure)});
 
     if (m_settings.openOutputFolderWhenFinished())
         m_desktop->revealInFileManager({outputFolder});
 
+    // A run that ended early reports on the clips it reached.
+    QSet<QUuid> reached;
+    QList<SpannedShot> reachedShots;
+    for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs)) {
+        if (job->status().kind == ClipStatus::Kind::notStarted)
+            continue;
+        reached.insert(job->clip().id);
+        if (const std::optional<SpannedShot>& shot = job->shot()) {
+            reachedShots.append(*shot);
+            for (const P2Clip& piece : shot->pieces)
+                reached.insert(piece.id);
+        }
+    }
+    QList<P2Clip> reachedClips;
+    for (const P2Clip& clip : std::as_const(m_clips)) {
+        if (reached.contains(clip.id))
+            reachedClips.append(clip);
+    }
+    m_writingRunDebugReport = true;
     m_runDebugReport = writeRunDebugReport(
-        m_clips, m_pairingEntries, m_joinedShots, m_settings.effectiveAudioOffsetSeconds(),
+        reachedClips, m_pairingEntries, reachedShots, m_settings.effectiveAudioOffsetSeconds(),
         m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder,
         std::exchange(m_sleepNotHeldReason, std::nullopt), m_session);
 }
@@ -611,9 +718,14 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(
     // A later run has a status line of its own.
     if (self && failure && self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
         self->addReportWriteFailures({LogWriter::writeFailure(LogWriter::debugReportFilename, *failure)});
-    if (self)
-        self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
-                     &ConversionViewModel::debugReportGenerationTickChanged);
+    if (!self)
+        co_return;
+    // Only the newest run's report is awaited by the end of the session.
+    if (self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
+        self->m_writingRunDebugReport = false;
+    self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
+                 &ConversionViewModel::debugReportGenerationTickChanged);
+    self->endSessionIfIdle();
 }
 
 void ConversionViewModel::addReportWriteFailures(const QStringList& failures)

@@ -9,6 +9,7 @@
 #include "run/ConversionJob.h"
 #include "run/ConversionQueue.h"
 #include "run/ConversionSummary.h"
+#include "run/RunFolderLock.h"
 #include "session/DesktopSession.h"
 #include "store/Desktop.h"
 
@@ -70,6 +71,9 @@ class ConversionViewModel : public QObject
     Q_PROPERTY(
         int debugReportGenerationTick READ debugReportGenerationTick NOTIFY debugReportGenerationTickChanged)
 
+    // Why the last start was refused for want of space, empty otherwise;
+    // `startIgnoringFreeSpace` converts anyway.
+    Q_PROPERTY(QString spaceShortfall READ spaceShortfall NOTIFY spaceShortfallChanged)
     Q_PROPERTY(bool isConverting READ isConverting NOTIFY phaseChanged)
     Q_PROPERTY(bool canConvert READ canConvert NOTIFY canConvertChanged)
     Q_PROPERTY(bool canExportDebugReport READ canExportDebugReport NOTIFY canExportDebugReportChanged)
@@ -119,6 +123,7 @@ public:
     int debugReportGenerationTick() const { return m_debugReportGenerationTick; }
     // The reports of the last run that could not be written, as "NAME (reason)".
     const QStringList& reportWriteFailures() const { return m_reportWriteFailures; }
+    const QString& spaceShortfall() const { return m_spaceShortfall; }
 
     QVariant scanErrorMessageValue() const;
     QVariant estimatedRemainingValue() const;
@@ -145,11 +150,20 @@ public:
     // Converts every clip into the run's dated folder: a new one for a newly
     // scanned card, the same one when the card is converted again. Does
     // nothing unless a conversion can start; a missing ffmpeg or a folder that
-    // cannot be created only changes the status line.
+    // cannot be created only changes the status line. Before the first clip
+    // the space the movies need is estimated: a run that cannot fit goes back
+    // to the scanned card with `spaceShortfall` saying why.
     Q_INVOKABLE void start();
+    // As `start`, without the free-space check: the user chose to go ahead.
+    Q_INVOKABLE void startIgnoringFreeSpace();
     // Asks the running conversion to stop; the batch then ends as usual, with
     // its summary, logs and history entry. Only while converting.
     Q_INVOKABLE void cancel();
+    // Ends the session as a hang-up or SIGTERM asks the window to: a run under
+    // way is cancelled as by Cancel, and `sessionEnded` comes once its reports,
+    // history entry and debug report are written; at once when nothing is left
+    // to write.
+    void endSession();
     // Shows the last run's output folder in the file manager.
     Q_INVOKABLE void revealOutputFolder();
     // Shows the folder that holds the newest logs: this session's run folder,
@@ -194,9 +208,10 @@ public:
     // `previous` while the progress is too small to project from.
     static std::optional<double> remainingEstimate(double elapsedSeconds, double progress,
                                                    std::optional<double> previous);
-    // How the jobs of a run ended; jobs that never ended (after a cancel) count nowhere.
+    // How the jobs of a run ended, and why it ended early when it did.
     static ConversionSummary summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
-                                       qint64 excludedByPairing, const QString& outputFolder);
+                                       qint64 excludedByPairing, const QString& outputFolder,
+                                       std::optional<RunStop> stop = std::nullopt);
 
     // The queue's callbacks, on the GUI thread.
     void handleJobUpdate(ConversionJob& job);
@@ -204,7 +219,7 @@ public:
     void handleCommandBuilt(ConversionJob& job, const QString& commandLine);
     // Ends a run: summary and status, logs, history entry, the optional reveal
     // and, in the background, DEBUG_REPORT.txt.
-    void finishBatch(const QString& outputFolder);
+    void finishBatch(const QString& outputFolder, std::optional<RunStop> stop);
 
     // Publishes what a scan or re-pairing found.
     void applyScanResults(const P2CardStructure& structure, const P2MetadataParser::PairingResult& pairing);
@@ -237,12 +252,18 @@ signals:
     void canConvertChanged();
     void canExportDebugReportChanged();
     void pairingReportTextChanged();
+    void spaceShortfallChanged();
+    // Nothing of the session is left to write; see endSession.
+    void sessionEnded();
 
 private:
     QCoro::Task<> runFolderChooser();
+    void start(bool checkFreeSpace);
     QCoro::Task<> runBatch(std::shared_ptr<ConversionQueue> queue, QList<std::shared_ptr<ConversionJob>> jobs,
                            QString outputFolder, double audioOffsetSeconds, ProResProfile profile,
-                           bool skipExistingFiles);
+                           bool skipExistingFiles, bool checkFreeSpace);
+    // Takes back a run refused for want of space before its first clip.
+    void refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available);
     // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
                                       QList<SpannedShot> joinedShots, double audioOffsetSeconds,
@@ -259,6 +280,8 @@ private:
     QCoro::Task<> scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
                               bool allowUnsafeFallback, bool joinSpanned);
 
+    // Announces the end of the session once nothing is left to write.
+    void endSessionIfIdle();
     // Sets `field` and announces the change; false when it held `value` already.
     template <typename T> bool update(T& field, const T& value, void (ConversionViewModel::*changed)());
     void setPhase(Phase phase);
@@ -302,6 +325,10 @@ private:
     bool m_ffmpegAvailable = false;
     bool m_isGeneratingDebugReport = false;
     int m_debugReportGenerationTick = 0;
+    // The run's own debug report is still being written.
+    bool m_writingRunDebugReport = false;
+    // endSession was asked for; `sessionEnded` follows once all is written.
+    bool m_endingSession = false;
 
     // Last values announced for the derived properties.
     bool m_canConvert = false;
@@ -314,11 +341,14 @@ private:
     // The run under way. The queue is shared with the run's coroutine, so it
     // lives as long as the conversion it is awaiting, even past the driver.
     std::shared_ptr<ConversionQueue> m_queue;
+    // The run's hold on its folder, from its start to its reports.
+    std::optional<RunFolderLock> m_runFolderLock;
     std::optional<QElapsedTimer> m_startClock;
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
+    QString m_spaceShortfall;
     // Why sleep was not held off during the run that ended; nothing when it was.
     std::optional<QString> m_sleepNotHeldReason;
 

@@ -54,6 +54,8 @@ struct Options
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
     bool allowSleep = false;
+    // Not a setting: the free-space check is skipped for this run.
+    bool ignoreFreeSpace = false;
 
     // What the parsed command line asks for; its values are already checked.
     static Options from(const QCommandLineParser& parser)
@@ -67,6 +69,7 @@ struct Options
         options.allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
         options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
         options.allowSleep = parser.isSet(QStringLiteral("allow-sleep"));
+        options.ignoreFreeSpace = parser.isSet(QStringLiteral("ignore-free-space"));
         return options;
     }
 
@@ -120,6 +123,8 @@ QString finishedJobLine(const ConversionJob& job)
         return LogWriter::skippedReportLine(job.clipName());
     case ClipStatus::Kind::failed:
         return LogWriter::failedReportLine(job.clipName(), status.message);
+    case ClipStatus::Kind::notStarted:
+        return LogWriter::notStartedReportLine(job.clipName(), status.message);
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
         break;
@@ -168,6 +173,8 @@ public:
             clearProgressLine();
             emit waitEnded();
         });
+        // A run refused for want of space never starts its first clip.
+        connect(&driver, &ConversionViewModel::spaceShortfallChanged, this, &RunConsole::waitEnded);
     }
 
     bool cancelRequested() const { return m_cancelRequested; }
@@ -191,6 +198,8 @@ private:
         case Phase::converting:
             m_cancelRequested = true;
             m_driver.cancel();
+            // A tool stuck on a hung reader takes its grace to end: say why nothing happens yet.
+            printLine(m_driver.statusMessage());
             break;
         case Phase::cancelling:
             break;
@@ -285,6 +294,12 @@ QString ffprobeMissingMessage()
         .arg(Platform::current().ffmpegInstallCommand);
 }
 
+QString ignoreFreeSpaceHint()
+{
+    return QStringLiteral("Free some space, choose another folder with --output-folder, or convert anyway "
+                          "with --ignore-free-space.");
+}
+
 QCoro::Task<Outcome> run(QStringList arguments)
 {
     QString cardFolder;
@@ -328,12 +343,20 @@ QCoro::Task<Outcome> run(QStringList arguments)
     console.printLine(driver.statusMessage());
 
     const int debugReportsBefore = driver.debugReportGenerationTick();
-    driver.start();
+    if (options.ignoreFreeSpace)
+        driver.startIgnoringFreeSpace();
+    else
+        driver.start();
     // A missing ffmpeg or an output folder that cannot be made only changes the status line.
-    if (driver.phase() != Phase::converting)
+    if (driver.phase() != Phase::converting && driver.spaceShortfall().isEmpty())
         co_return Outcome{usageOrCannotRun, QString(), driver.statusMessage() + QLatin1Char('\n')};
-    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting())
+    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting() &&
+           driver.spaceShortfall().isEmpty())
         co_await qCoro(&console, &RunConsole::waitEnded);
+    if (!driver.spaceShortfall().isEmpty())
+        co_return Outcome{usageOrCannotRun, QString(),
+                          driver.spaceShortfall() + QLatin1Char(' ') + ignoreFreeSpaceHint() +
+                              QLatin1Char('\n')};
 
     const ConversionSummary& summary = *driver.summary();
     const bool everyClipConverted = summary.failed == 0 && !console.cancelRequested();

@@ -21,6 +21,9 @@ enum ExitStatus {
 
 using Outcome = CardCommand::Outcome;
 
+// What follows the free-space refusal: how to go ahead anyway.
+QString ignoreFreeSpaceHint();
+
 // What the command says when ffmpeg is there but ffprobe is not.
 QString ffprobeMissingMessage();
 

@@ -1,6 +1,7 @@
 #include "run/LogWriter.h"
 
 #include "base/DisplayText.h"
+#include "base/Durability.h"
 
 #include <cerrno>
 #include <cstring>
@@ -42,6 +43,12 @@ QString failedReportLine(const QString& clipName, const QString& message, const 
                            time);
 }
 
+QString notStartedReportLine(const QString& clipName, const QString& status, const QDateTime& time)
+{
+    return timestampedLine(DisplayText::escaped(clipName) + QStringLiteral(": ") + status + QLatin1Char('.'),
+                           time);
+}
+
 QString errorLine(const QString& clipName, const QString& message)
 {
     return DisplayText::escaped(clipName) + QStringLiteral(": ") + DisplayText::escaped(message);
@@ -62,9 +69,15 @@ std::optional<QString> writeText(const QString& text, const QString& path)
         file.cancelWriting();
         return reason;
     }
+    // The content reaches the disk before the file takes its name, and the
+    // name with the folder: QSaveFile does neither.
+    if (const std::optional<QString> failure = Durability::flushDescriptor(file.handle())) {
+        file.cancelWriting();
+        return failure;
+    }
     if (!file.commit())
         return file.errorString();
-    return std::nullopt;
+    return Durability::flushFolderOf(path);
 }
 
 QString writeFailure(const QString& filename, const QString& reason)

@@ -28,6 +28,10 @@ QString convertedReportLine(const QString& clipName, const QDateTime& time = QDa
 QString skippedReportLine(const QString& clipName, const QDateTime& time = QDateTime::currentDateTime());
 QString failedReportLine(const QString& clipName, const QString& message,
                          const QDateTime& time = QDateTime::currentDateTime());
+// A clip the run never reached; `status` is its status's text
+// ("not started — the run was cancelled").
+QString notStartedReportLine(const QString& clipName, const QString& status,
+                             const QDateTime& time = QDateTime::currentDateTime());
 
 // An FFMPEG_ERRORS.txt line; not timestamped.
 QString errorLine(const QString& clipName, const QString& message);

@@ -22,6 +22,8 @@ struct ConversionHistoryEntry
     qint64 failed = 0;
     qint64 skipped = 0;
     qint64 excludedByPairing = 0;
+    // Clips a cancelled or stopped run never reached.
+    qint64 notStarted = 0;
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };
@@ -50,7 +52,8 @@ public:
     // program (tolvane-cli beside the app) are kept. Returns why the history
     // could not be saved, naming the store; nothing when it was.
     std::optional<QString> record(const QString& cardName, const QString& outputFolder, qint64 converted,
-                                  qint64 failed, qint64 skipped, qint64 excludedByPairing);
+                                  qint64 failed, qint64 skipped, qint64 excludedByPairing,
+                                  qint64 notStarted = 0);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
 
@@ -66,7 +69,9 @@ public:
     // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),
     // "cardName", "outputFolder" (a file:// URL), "converted", "failed",
     // "skipped" and "excludedByPairing". Decoding needs all eight in every
-    // element, or the whole document is refused.
+    // element, or the whole document is refused. "notStarted" is written only
+    // when not zero, and reads as zero when absent, as in runs recorded before
+    // it was kept.
     static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
     static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
 

@@ -1,6 +1,7 @@
 #include "store/QSettingsKeyValueStore.h"
 
 #include "base/AppInfo.h"
+#include "base/Durability.h"
 
 #include <cerrno>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QFileDevice>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -76,7 +78,12 @@ bool writeJsonPreferences(QIODevice& device, const QSettings::SettingsMap& map)
     for (auto entry = map.begin(); entry != map.end(); ++entry)
         object.insert(entry.key(), toJson(entry.value()));
     const QByteArray text = QJsonDocument(object).toJson(QJsonDocument::Indented);
-    return device.write(text) == text.size();
+    if (device.write(text) != text.size())
+        return false;
+    // QSettings renames the file into place without flushing it: the content
+    // reaches the disk first, so a power cut leaves the old file or the new one.
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    return !file || (file->flush() && !Durability::flushDescriptor(file->handle()));
 }
 
 QSettings::Format jsonFormat()
@@ -267,8 +274,11 @@ std::optional<QString> QSettingsKeyValueStore::exclusively(const std::function<v
     std::optional<QString> failure = unreadable;
     if (!failure) {
         m_settings->sync();
-        if (m_settings->status() == QSettings::NoError)
+        if (m_settings->status() == QSettings::NoError) {
+            // The rename into place reaches the disk with the folder.
+            Durability::flushFolderOf(m_fileName);
             m_lastGood = FileState::of(QFile::encodeName(m_fileName));
+        }
         else
             failure = writeFailureReason();
     }

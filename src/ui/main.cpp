@@ -1,4 +1,6 @@
 #include "base/AppInfo.h"
+#include "run/ConversionViewModel.h"
+#include "run/InterruptWatcher.h"
 #include "session/DBusDesktopSession.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "ui/AppContext.h"
@@ -73,6 +75,13 @@ int main(int argc, char* argv[])
     // is scanned at once, as if dropped on the window.
     if (card)
         context.driver()->scan(*card);
+    // A hang-up or SIGTERM (a session logging out, a system shutting down)
+    // ends a run the way Cancel does, its reports and history entry written,
+    // before the window closes.
+    InterruptWatcher interrupts;
+    QObject::connect(&interrupts, &InterruptWatcher::interrupted, context.driver(),
+                     &ConversionViewModel::endSession);
+    QObject::connect(context.driver(), &ConversionViewModel::sessionEnded, &app, &QCoreApplication::quit);
     const int status = QGuiApplication::exec();
     // The window goes before the state it shows.
     engine.reset();

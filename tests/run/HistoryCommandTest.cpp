@@ -83,6 +83,11 @@ private slots:
                  QStringLiteral("4 converted · 1 failed · 2 excluded"));
         QCOMPARE(HistoryText::statsLine(entry(QStringLiteral("A"), 1, 3, 2, 4)),
                  QStringLiteral("1 converted · 2 skipped · 3 failed · 4 excluded"));
+        ConversionHistoryEntry cancelled = entry(QStringLiteral("A"), 1, 1, 0, 0);
+        cancelled.notStarted = 5;
+        QCOMPARE(HistoryText::statsLine(cancelled), QStringLiteral("1 converted · 1 failed · 5 not started"));
+        cancelled.failed = 0;
+        QVERIFY(HistoryText::needsAttention(cancelled));
     }
 
     void failedOrExcludedClipsNeedAttention()

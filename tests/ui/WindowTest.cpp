@@ -342,8 +342,10 @@ private slots:
         QCOMPARE(text(fixture, QStringLiteral("progressTitle")), QStringLiteral("Cancelling…"));
         QVERIFY(waitForRunWritten(fixture, 1));
         QCOMPARE(driver->jobs()[1]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
-        QCOMPARE(text(fixture, QStringLiteral("summaryHeading")),
-                 QStringLiteral("Finished with some issues"));
+        QCOMPARE(driver->jobs()[2]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(text(fixture, QStringLiteral("summaryHeading")), QStringLiteral("Conversion Cancelled"));
+        QCOMPARE(text(fixture, QStringLiteral("summaryDetail")),
+                 QStringLiteral("1 clip converted · 1 not started — the run was cancelled"));
         // A failure opens the details by itself, with the errors log among the links.
         QVERIFY(fixture.find(QStringLiteral("summaryAdvancedDetails"))->property("expanded").toBool());
         QVERIFY(QTest::qWaitFor([&] { return shown(fixture, QStringLiteral("logLink_FFMPEG_ERRORS.txt")); }));
