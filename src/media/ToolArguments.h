@@ -17,6 +17,9 @@ QStringList singleValue(const QString& entry, const QString& path);
 QStringList audioStreamIndex(const QString& path);
 // ffprobe: the first video stream's frame count and average rate.
 QStringList videoFrames(const QString& path);
+// ffmpeg: the one frame `seconds` into the video, scaled to `height` pixels
+// high, as a PNG on standard output.
+QStringList thumbnailFrame(const QString& path, double seconds, int height);
 // ffmpeg: the whole file through the volume-detection filter into the null muxer.
 QStringList volumeDetect(const QString& path);
 

@@ -25,12 +25,18 @@ ClipStatus ClipStatus::skippedExisting()
     return {Kind::skippedExisting, 0, {}};
 }
 
+ClipStatus ClipStatus::notChosen()
+{
+    return {Kind::notChosen, 0, {}};
+}
+
 double ClipStatus::progressWeight() const
 {
     switch (kind) {
     case Kind::converting:
         return fraction;
     case Kind::pending:
+    case Kind::notChosen:
         return 0;
     case Kind::failed:
     case Kind::completed:

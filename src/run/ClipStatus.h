@@ -12,7 +12,8 @@ struct ClipStatus
     Q_GADGET
 
 public:
-    enum class Kind { converting, failed, pending, completed, skippedExisting };
+    // `notChosen`: the user left the clip out of the run; no job ever runs it.
+    enum class Kind { converting, failed, pending, completed, skippedExisting, notChosen };
     Q_ENUM(Kind)
 
     Kind kind = Kind::pending;
@@ -26,6 +27,7 @@ public:
     static ClipStatus pending();
     static ClipStatus completed();
     static ClipStatus skippedExisting();
+    static ClipStatus notChosen();
 
     // How much of one job this status counts for in the overall progress.
     double progressWeight() const;

@@ -13,6 +13,8 @@ struct ConversionSummary
     int missingAudio = 0;
     // Clips that pairing left out of the run.
     qint64 excludedByPairing = 0;
+    // Movies the user left out of the run on purpose.
+    qint64 notChosen = 0;
     QString outputFolder;
 
     bool operator==(const ConversionSummary&) const = default;

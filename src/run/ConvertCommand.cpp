@@ -5,6 +5,7 @@
 #include "card/P2Scanner.h"
 #include "media/FFmpegService.h"
 #include "media/ProResProfile.h"
+#include "run/ClipJson.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
@@ -34,6 +35,8 @@ const QString outputFolderOption = QStringLiteral("--output-folder");
 const QString profileOption = QStringLiteral("--profile");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
 const QString joinSpannedOption = QStringLiteral("--join-spanned");
+const QString clipOption = QStringLiteral("--clip");
+const QString jsonOption = QStringLiteral("--json");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -56,9 +59,22 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    // The clips to convert, as scan names them; all when empty.
+    QStringList clips;
+    bool json = false;
 
     std::optional<QString> take(const QStringList& arguments, qsizetype& index)
     {
+        if (arguments.at(index) == jsonOption) {
+            json = true;
+            return std::nullopt;
+        }
+        if (const std::optional<QString> clip = CardCommand::optionValue(clipOption, arguments, index)) {
+            if (clip->isEmpty())
+                return QStringLiteral("--clip needs a clip name");
+            clips.append(*clip);
+            return std::nullopt;
+        }
         if (arguments.at(index) == allowUnsafeFallbackOption) {
             allowUnsafeFallback = true;
             return std::nullopt;
@@ -141,6 +157,7 @@ QString finishedJobLine(const ConversionJob& job)
         return LogWriter::failedReportLine(job.clipName(), status.message);
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notChosen:
         break;
     }
     return QString();
@@ -156,8 +173,9 @@ class RunConsole : public QObject
     Q_OBJECT
 
 public:
-    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts)
-        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1)
+    // A quiet console prints no line per clip: standard output is kept for a document.
+    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts, bool quiet)
+        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1), m_quiet(quiet)
     {
         connect(&interrupts, &InterruptWatcher::interrupted, this, &RunConsole::interrupt);
         for (const auto changed :
@@ -194,6 +212,8 @@ public:
 
     void printLine(const QString& line)
     {
+        if (m_quiet)
+            return;
         clearProgressLine();
         writeOut(DisplayText::escapedLines(CardCommand::forTerminal(line)) + QLatin1Char('\n'));
         redraw(true);
@@ -249,7 +269,8 @@ private:
         // The queue ends jobs in their order, so those printed are a prefix.
         while (m_nextJobToPrint < jobs.size() && jobs.at(m_nextJobToPrint)->status().isFinal()) {
             clearProgressLine();
-            writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
+            if (!m_quiet)
+                writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
             ++m_nextJobToPrint;
         }
     }
@@ -291,12 +312,38 @@ private:
     ConversionViewModel& m_driver;
     InterruptWatcher& m_interrupts;
     const bool m_terminal;
+    const bool m_quiet;
     qsizetype m_nextJobToPrint = 0;
     qsizetype m_shownWidth = 0;
     QElapsedTimer m_lastDraw;
     bool m_cancelRequested = false;
     bool m_stopWaiting = false;
 };
+
+QString unknownClipsProblem(const QStringList& names)
+{
+    QStringList quoted;
+    for (const QString& name : names)
+        quoted.append(QStringLiteral("“%1”").arg(name));
+    return QStringLiteral("no clip that would be converted is named %1 (tolvane-cli scan lists them)")
+        .arg(quoted.join(QStringLiteral(", ")));
+}
+
+QByteArray runDocument(const ConversionViewModel& driver, const QString& card)
+{
+    QList<ClipJson::Outcome> outcomes;
+    for (const ClipRow& row : driver.clipRows()) {
+        ClipJson::Outcome outcome{row, std::nullopt, QString()};
+        if (const std::shared_ptr<ConversionJob> job = driver.jobFor(row.key)) {
+            outcome.status = job->status();
+            outcome.outputFile = job->outputURL();
+        } else if (row.included) {
+            outcome.status = ClipStatus::notChosen();
+        }
+        outcomes.append(outcome);
+    }
+    return ClipJson::runDocument(card, driver.statusMessage(), *driver.summary(), outcomes);
+}
 
 QString ffprobeMissingMessage()
 {
@@ -308,6 +355,7 @@ QString helpText()
 {
     return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
                           "               [--allow-unsafe-fallback] [--join-spanned]\n"
+                          "               [--clip NAME]... [--json]\n"
                           "               Scan and pair the card folder CARD as scan does, then convert\n"
                           "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
                           "               folder, with the movies and CONVERSION_REPORT.txt,\n"
@@ -326,6 +374,12 @@ QString helpText()
                           "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
                           "               running clip ends as Cancelled and the reports are written;\n"
                           "               a second Ctrl-C stops at once.\n"
+                          "               --clip NAME (repeatable) converts only the clips so named, as\n"
+                          "               scan shows them; the others are reported as not chosen and\n"
+                          "               keep their numbers. Such runs share today's dated folder, so\n"
+                          "               single clips converted in parallel give the files of one run.\n"
+                          "               --json prints, in place of the lines, a JSON summary: per\n"
+                          "               clip its status, output file and failure reason.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
                           "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
                           "               a report could not be written, the run was cancelled or no\n"
@@ -355,7 +409,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     ConversionHistoryStore history(stored);
     ConversionViewModel driver(settings, recentFolders, history, desktop);
     InterruptWatcher interrupts;
-    RunConsole console(driver, interrupts);
+    RunConsole console(driver, interrupts, options.json);
 
     driver.scan(cardFolder);
     while (driver.phase() == Phase::scanning)
@@ -375,6 +429,14 @@ QCoro::Task<Outcome> run(QStringList arguments)
     writeError(unreadable);
     if (driver.clips().isEmpty())
         co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
+    // Unknown names end the command before anything is converted.
+    if (!options.clips.isEmpty()) {
+        const QStringList unknown = driver.chooseOnlyNamed(options.clips);
+        if (!unknown.isEmpty())
+            co_return Outcome{usageOrCannotRun, QString(),
+                              CardCommand::usageError(commandName, unknownClipsProblem(unknown))};
+        driver.setSharesTodaysFolder(true);
+    }
     console.printLine(driver.statusMessage());
 
     const int debugReportsBefore = driver.debugReportGenerationTick();
@@ -394,9 +456,11 @@ QCoro::Task<Outcome> run(QStringList arguments)
         warnings += *offsetWarning + QLatin1Char('\n');
     if (!unwritten.isEmpty())
         warnings += LogWriter::writeFailuresSentence(unwritten) + QLatin1Char('\n');
+    const QString standardOutput =
+        options.json ? QString::fromUtf8(runDocument(driver, cardFolder))
+                     : driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n');
     co_return Outcome{everyClipConverted && unwritten.isEmpty() ? allConverted : notAllConverted,
-                      driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n'),
-                      warnings};
+                      standardOutput, warnings};
 }
 
 } // namespace ConvertCommand

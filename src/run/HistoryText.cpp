@@ -19,6 +19,8 @@ QString statsLine(const ConversionHistoryEntry& entry)
         parts.append(QStringLiteral("%1 failed").arg(entry.failed));
     if (entry.excludedByPairing >= 1)
         parts.append(QStringLiteral("%1 excluded").arg(entry.excludedByPairing));
+    if (entry.notChosen >= 1)
+        parts.append(QStringLiteral("%1 not chosen").arg(entry.notChosen));
     return parts.join(QStringLiteral(" · "));
 }
 

@@ -4,6 +4,10 @@
 #include "card/Pairing.h"
 #include "card/PairingReport.h"
 #include "media/ProbeCache.h"
+#include "run/ClipJson.h"
+#include "store/HeadlessDesktop.h"
+#include "store/QSettingsKeyValueStore.h"
+#include "store/SettingsStore.h"
 
 #include <cstdio>
 #include <QCoroFuture>
@@ -18,6 +22,7 @@ namespace {
 const QString commandName = QStringLiteral("scan");
 const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
 const QString timingsOption = QStringLiteral("--timings");
+const QString jsonOption = QStringLiteral("--json");
 
 QString count(int number, const QString& noun)
 {
@@ -64,7 +69,7 @@ QString probeProgressLine(qsizetype done, qsizetype total)
 
 QString helpText()
 {
-    return QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n"
+    return QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings] [--json]\n"
                           "               Scan the card folder CARD (the card root or its CONTENTS\n"
                           "               folder), pair each video with its audio by UMID and print\n"
                           "               the pairing report as PAIRING_REPORT.txt would hold it.\n"
@@ -76,6 +81,9 @@ QString helpText()
                           "               With --timings, standard error tells how long each stage\n"
                           "               took, how many files were read natively and how many\n"
                           "               facts fell back to ffprobe.\n"
+                          "               With --json, standard output is a JSON document of the card\n"
+                          "               and every clip (as the app's clip list shows it, excluded\n"
+                          "               clips with their reason) in place of the report.\n"
                           "               Put -- before a CARD whose name starts with a dash.\n"
                           "               Exit status: 0 when at least one clip would be converted,\n"
                           "               1 when none would, 2 on a usage error or when the folder\n"
@@ -87,12 +95,15 @@ QCoro::Task<Outcome> run(QStringList arguments)
     QString cardFolder;
     bool allowUnsafeFallback = false;
     bool showTimings = false;
-    const auto takeOption = [&allowUnsafeFallback, &showTimings](const QStringList& all,
-                                                                 qsizetype& index) -> std::optional<QString> {
+    bool json = false;
+    const auto takeOption = [&allowUnsafeFallback, &showTimings,
+                             &json](const QStringList& all, qsizetype& index) -> std::optional<QString> {
         if (all.at(index) == allowUnsafeFallbackOption)
             allowUnsafeFallback = true;
         else if (all.at(index) == timingsOption)
             showTimings = true;
+        else if (all.at(index) == jsonOption)
+            json = true;
         else
             return QStringLiteral("unknown option “%1”").arg(all.at(index));
         return std::nullopt;
@@ -130,7 +141,16 @@ QCoro::Task<Outcome> run(QStringList arguments)
         writeError(QLatin1Char('\r') + QString(shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
 
     clock.restart();
-    const QString report = PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
+    // The movies' names follow the stored numbering setting, as a run's would.
+    const QString report =
+        json ? QString::fromUtf8(ClipJson::scanDocument(
+                   cardFolder,
+                   ClipRows::of(pairing.clips, pairing.entries, {},
+                                SettingsStore(QSettingsKeyValueStore::openApplicationStore(),
+                                              std::make_shared<HeadlessDesktop>())
+                                    .prefixExportsWithOrderNumber()),
+                   pairing.summaryLines))
+             : PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
     timings.reportSeconds = secondsSince(clock);
 
     timings.filesReadNatively = after.filesReadNatively - before.filesReadNatively;

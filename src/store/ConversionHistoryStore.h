@@ -22,6 +22,8 @@ struct ConversionHistoryEntry
     qint64 failed = 0;
     qint64 skipped = 0;
     qint64 excludedByPairing = 0;
+    // Clips the user left out of the run on purpose.
+    qint64 notChosen = 0;
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };
@@ -49,7 +51,7 @@ public:
     // stored history is re-read first, so runs recorded meanwhile by another
     // program (tolvane-cli beside the app) are kept.
     void record(const QString& cardName, const QString& outputFolder, qint64 converted, qint64 failed,
-                qint64 skipped, qint64 excludedByPairing);
+                qint64 skipped, qint64 excludedByPairing, qint64 notChosen = 0);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
 
@@ -62,7 +64,9 @@ public:
     // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),
     // "cardName", "outputFolder" (a file:// URL), "converted", "failed",
     // "skipped" and "excludedByPairing". Decoding needs all eight in every
-    // element, or the whole document is refused.
+    // element, or the whole document is refused. "notChosen" is written only
+    // when clips were left out by choice and reads as 0 when absent, so older
+    // readers and writers keep working.
     static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
     static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
 

@@ -197,6 +197,13 @@ Card {
             }
         }
 
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
+            onPairingDetailsRequested: view.pairingDetailsRequested()
+        }
+
         DisclosureGroup {
             id: details
 

@@ -117,6 +117,8 @@ QString RunSummaryPresenter::detailLineFor(const ConversionSummary& summary)
     QString line = UiText::counted(summary.converted, QStringLiteral("clip")) + QStringLiteral(" converted");
     if (summary.skipped >= 1)
         line += QStringLiteral(" · %1 skipped (already existed)").arg(summary.skipped);
+    if (summary.notChosen >= 1)
+        line += QStringLiteral(" · %1 left out by choice").arg(summary.notChosen);
     return line;
 }
 
