@@ -168,6 +168,8 @@ ColumnLayout {
 
                     Label {
                         objectName: "statusLabel"
+                    // An excluded clip's pairing line says so already.
+                    visible: row.included
                         text: row.status
                         font.pixelSize: Theme.captionSize
                         elide: Text.ElideRight

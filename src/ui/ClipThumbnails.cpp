@@ -5,6 +5,7 @@
 #include "media/ProcessRunner.h"
 #include "media/ToolArguments.h"
 
+#include <algorithm>
 #include <QCoroFuture>
 #include <QCryptographicHash>
 #include <QDir>
@@ -125,25 +126,27 @@ QCoro::Task<> ClipThumbnails::load(std::shared_ptr<State> state, int generation,
         co_return;
     for (const Found& image : found)
         state->ready(image.key, image.imageURL);
-    state->pending = frames;
+    // Without ffmpeg there is only the placeholder.
+    const std::optional<QString> ffmpeg = FFmpegService::resolvedFFmpegPath();
+    state->pending = ffmpeg ? frames : QList<Request>();
     // Workers of an earlier request still running go on with these requests.
+    const qsizetype wanted = std::min<qsizetype>(maxRunning - state->running, state->pending.size());
     std::vector<QCoro::Task<>> workers;
-    while (state->running < maxRunning && !state->pending.isEmpty()) {
+    for (qsizetype i = 0; i < wanted; ++i) {
         ++state->running;
-        workers.push_back(takeFrames(state));
+        workers.push_back(takeFrames(state, *ffmpeg));
     }
     for (QCoro::Task<>& worker : workers)
         co_await worker;
 }
 
-QCoro::Task<> ClipThumbnails::takeFrames(std::shared_ptr<State> state)
+QCoro::Task<> ClipThumbnails::takeFrames(std::shared_ptr<State> state, QString ffmpeg)
 {
-    const std::optional<QString> ffmpeg = FFmpegService::resolvedFFmpegPath();
     // A worker takes whatever is pending, also what a later request put there.
-    while (ffmpeg && !state->pending.isEmpty()) {
+    while (!state->pending.isEmpty()) {
         const Request request = state->pending.takeFirst();
         const ProcessResult result = co_await ProcessRunner::query(
-            *ffmpeg,
+            ffmpeg,
             ToolArguments::thumbnailFrame(request.videoURL, frameSeconds(request.durationSeconds),
                                           frameHeight),
             ProcessRunner::Stream::standardOutput);

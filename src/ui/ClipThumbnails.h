@@ -49,7 +49,7 @@ private:
 
     static QCoro::Task<> load(std::shared_ptr<State> state, int generation, QString iconFolder,
                               QList<Request> requests);
-    static QCoro::Task<> takeFrames(std::shared_ptr<State> state);
+    static QCoro::Task<> takeFrames(std::shared_ptr<State> state, QString ffmpeg);
 
     // Shared with the work under way, which outlives the object when it must.
     std::shared_ptr<State> m_state;

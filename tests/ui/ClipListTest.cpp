@@ -1,3 +1,4 @@
+#include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -8,6 +9,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -138,7 +140,14 @@ private slots:
 
     void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
     {
-        TOLVANE_REQUIRE_INSTALLED_TOOLS();
+        ToolFolder tools;
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        FFmpegService::setToolDirectoriesForTesting({tools.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
         QTemporaryDir root;
         SyntheticCard::CardSpec plan;
         plan.clips = {SyntheticCard::clip(1, 1)};
