@@ -138,6 +138,26 @@ private slots:
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
     }
 
+    void withoutFFmpegTheRowsKeepThePlaceholder()
+    {
+        QTemporaryDir card;
+        writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/0001AB.MXF")), "not a movie");
+        ToolFolder empty;
+        FFmpegService::setToolDirectoriesForTesting({empty.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
+        UiSession session;
+        ClipListPresenter presenter;
+        presenter.setDriver(session.context->driver());
+        presenter.setActive(true);
+        loadListedCard(*session.context->driver(), card.path());
+        QTest::qWait(300);
+        QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
     void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
     {
         ToolFolder tools;
