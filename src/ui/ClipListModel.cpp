@@ -185,6 +185,8 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
                        job->status().kind == ClipStatus::Kind::skippedExisting);
     case AccessibleNameRole:
         return accessibleName(row, statusText(row, runStarted, job.get()));
+    case EntryRole:
+        return row.entryID.toString();
     default:
         return {};
     }
@@ -206,6 +208,7 @@ QHash<int, QByteArray> ClipListModel::roleNames() const
         {ThumbnailRole, "thumbnail"},
         {CanOpenRole, "canOpen"},
         {AccessibleNameRole, "accessibleName"},
+        {EntryRole, "entry"},
     };
     return names;
 }

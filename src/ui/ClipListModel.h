@@ -37,6 +37,7 @@ public:
         ThumbnailRole,
         CanOpenRole,
         AccessibleNameRole,
+        EntryRole,
     };
 
     explicit ClipListModel(QObject* parent = nullptr);

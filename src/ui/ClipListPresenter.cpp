@@ -60,6 +60,11 @@ void ClipListPresenter::setChosen(const QString& key, bool chosen)
         driver()->setChosen(key, chosen);
 }
 
+QString ClipListPresenter::entryOf(int row) const
+{
+    return m_model.index(row).data(ClipListModel::EntryRole).toString();
+}
+
 void ClipListPresenter::toggle(int row)
 {
     const QModelIndex index = m_model.index(row);

@@ -37,6 +37,8 @@ public:
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void selectNone();
     Q_INVOKABLE void setChosen(const QString& key, bool chosen);
+    // The id of the pairing report entry of `row`, for the pairing details.
+    Q_INVOKABLE QString entryOf(int row) const;
     // Chooses the movie of `row` when it was not chosen, and the other way round.
     Q_INVOKABLE void toggle(int row);
     // Reveals or opens the movie of a row whose movie the run left in its folder.

@@ -12,7 +12,8 @@ ColumnLayout {
 
     required property ConversionViewModel driver
 
-    signal pairingDetailsRequested
+    // `entry`: the pairing entry of the clip whose details were asked for.
+    signal pairingDetailsRequested(string entry)
 
     readonly property bool dark: palette.window.hslLightness < 0.5
 
@@ -69,8 +70,8 @@ ColumnLayout {
         }
 
         Keys.onSpacePressed: presenter.toggle(list.currentIndex)
-        Keys.onReturnPressed: view.pairingDetailsRequested()
-        Keys.onEnterPressed: view.pairingDetailsRequested()
+        Keys.onReturnPressed: view.pairingDetailsRequested(presenter.entryOf(list.currentIndex))
+        Keys.onEnterPressed: view.pairingDetailsRequested(presenter.entryOf(list.currentIndex))
 
 
         delegate: Item {

@@ -74,6 +74,7 @@ TestCase {
         compare(findChild(view, "chosenLine").text, "3 of 3 clips chosen");
         keyClick(Qt.Key_Return);
         compare(detailsSpy.count, 1);
+        compare(App.pairingDetails.rowOfEntry(detailsSpy.signalArguments[0][0]), 3);
     }
 
     function test_eachRowHasAnAccessibleName() {
