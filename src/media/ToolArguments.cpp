@@ -2,6 +2,8 @@
 
 #include "media/ToolText.h"
 
+#include <algorithm>
+
 namespace ToolArguments {
 
 QStringList probeFull(const QString& path)
@@ -63,6 +65,29 @@ QStringList volumeDetect(const QStringList& paths)
     }
     arguments << QStringLiteral("-filter_complex") << graph.join(u';') << outputs;
     return arguments;
+}
+
+// Seeking before the input jumps to the nearest key frame without decoding
+// what lies before it, so a frame from a long clip costs what one from a short one does.
+QStringList thumbnailFrame(const QString& path, double seconds, int height)
+{
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-nostdin"),
+            QStringLiteral("-ss"),
+            QString::number(std::max(0.0, seconds), 'f', 3),
+            QStringLiteral("-i"),
+            ToolText::toolPath(path),
+            QStringLiteral("-frames:v"),
+            QStringLiteral("1"),
+            QStringLiteral("-vf"),
+            QStringLiteral("scale=-2:%1").arg(height),
+            QStringLiteral("-f"),
+            QStringLiteral("image2pipe"),
+            QStringLiteral("-c:v"),
+            QStringLiteral("png"),
+            QStringLiteral("-")};
 }
 
 } // namespace ToolArguments

@@ -17,6 +17,9 @@ QStringList singleValue(const QString& entry, const QString& path);
 QStringList audioStreamIndex(const QString& path);
 // ffprobe: the first video stream's frame count and average rate.
 QStringList videoFrames(const QString& path);
+// ffmpeg: the one frame `seconds` into the video, scaled to `height` pixels
+// high, as a PNG on standard output.
+QStringList thumbnailFrame(const QString& path, double seconds, int height);
 // ffmpeg: every file whole, each through a volume-detection filter of its own
 // (Parsed_volumedetect_N for the Nth file), into the null muxer: one run for
 // all the audio files of a clip.

@@ -22,6 +22,8 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     {.name = u"join-spanned"_s},
                     {.name = u"allow-sleep"_s},
                     {.name = u"ignore-free-space"_s},
+                    {.name = u"clip"_s, .value = Value::text, .valueName = u"NAME"_s, .repeatable = true},
+                    {.name = u"json"_s},
                 },
             .paragraphs =
                 {
@@ -51,6 +53,12 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     "a run that cannot fit is refused unless --ignore-free-space\n"
                     "is given. A clip that fails for lack of space, or a card\n"
                     "folder that disappears, ends the run there."_s,
+                    u"--clip NAME (repeatable) converts only the clips so named, as\n"
+                    "scan shows them; the others are reported as not chosen and\n"
+                    "keep their numbers. Such runs share today's dated folder, so\n"
+                    "single clips converted in parallel give the files of one run."_s,
+                    u"--json prints, in place of the lines, a JSON summary: per\n"
+                    "clip its status, output file and failure reason."_s,
                     u"Put -- before a CARD whose name starts with a dash."_s,
                     u"Exit status: 0 when no clip failed, 1 when a clip failed,\n"
                     "a report could not be written, the run was cancelled or no\n"
@@ -67,6 +75,7 @@ QList<Command> commands(const QString& defaultOutputFolder)
                 {
                     {.name = u"allow-unsafe-fallback"_s},
                     {.name = u"timings"_s},
+                    {.name = u"json"_s},
                 },
             .paragraphs =
                 {
@@ -81,6 +90,9 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     u"With --timings, standard error tells how long each stage\n"
                     "took, how many files were read natively and how many\n"
                     "facts fell back to ffprobe."_s,
+                    u"With --json, standard output is a JSON document of the card\n"
+                    "and every clip (as the app's clip list shows it, excluded\n"
+                    "clips with their reason) in place of the report."_s,
                     u"Put -- before a CARD whose name starts with a dash."_s,
                     u"Exit status: 0 when at least one clip would be converted,\n"
                     "1 when none would, 2 on a usage error or when the folder\n"

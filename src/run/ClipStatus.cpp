@@ -30,6 +30,11 @@ ClipStatus ClipStatus::notStarted(RunStop stop)
     return {Kind::notStarted, 0, RunStops::notStartedText(stop)};
 }
 
+ClipStatus ClipStatus::notChosen()
+{
+    return {Kind::notChosen, 0, {}};
+}
+
 double ClipStatus::progressWeight() const
 {
     switch (kind) {
@@ -38,6 +43,7 @@ double ClipStatus::progressWeight() const
     case Kind::pending:
     // Nothing was done for it: the share shows how far the run got.
     case Kind::notStarted:
+    case Kind::notChosen:
         return 0;
     case Kind::failed:
     case Kind::completed:

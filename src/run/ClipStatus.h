@@ -15,7 +15,8 @@ struct ClipStatus
 
 public:
     // `notStarted`: a run that ended early never reached the clip.
-    enum class Kind { converting, failed, pending, completed, skippedExisting, notStarted };
+    // `notChosen`: the user left the clip out of the run; no job ever runs it.
+    enum class Kind { converting, failed, pending, completed, skippedExisting, notStarted, notChosen };
     Q_ENUM(Kind)
 
     Kind kind = Kind::pending;
@@ -30,6 +31,7 @@ public:
     static ClipStatus completed();
     static ClipStatus skippedExisting();
     static ClipStatus notStarted(RunStop stop);
+    static ClipStatus notChosen();
 
     // How much of one job this status counts for in the overall progress.
     double progressWeight() const;

@@ -19,6 +19,8 @@ struct ConversionSummary
     // Clips the run never reached because it ended early, and why it did.
     int notStarted = 0;
     std::optional<RunStop> stop;
+    // Movies the user left out of the run on purpose.
+    qint64 notChosen = 0;
     QString outputFolder;
 
     bool operator==(const ConversionSummary&) const = default;

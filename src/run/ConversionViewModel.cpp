@@ -98,7 +98,137 @@ QVariant ConversionViewModel::outputFolderURLValue() const
 bool ConversionViewModel::canConvert() const
 {
     return (m_phase == Phase::scanned || m_phase == Phase::finished) && !m_clips.isEmpty() &&
-           m_ffmpegAvailable;
+           m_ffmpegAvailable && chosenCount() > 0;
+}
+
+namespace {
+
+// The key of each movie of a card (ClipRow::key): its first piece's video file.
+QStringList movieKeys(const QList<P2Clip>& clips, const QList<SpannedShot>& joinedShots)
+{
+    QSet<QUuid> laterPieces;
+    for (const SpannedShot& shot : joinedShots)
+        for (qsizetype i = 1; i < shot.pieces.size(); ++i)
+            laterPieces.insert(shot.pieces.at(i).id);
+    QStringList keys;
+    for (const P2Clip& clip : clips)
+        if (!laterPieces.contains(clip.id))
+            keys.append(clip.videoURL);
+    return keys;
+}
+
+} // namespace
+
+QList<ClipRow> ConversionViewModel::clipRows() const
+{
+    return ClipRows::of(m_clips, m_pairingEntries, m_joinedShots, m_settings.prefixExportsWithOrderNumber());
+}
+
+std::shared_ptr<ConversionJob> ConversionViewModel::jobFor(const QString& key) const
+{
+    for (const std::shared_ptr<ConversionJob>& job : m_jobs)
+        if (job->clip().videoURL == key)
+            return job;
+    return nullptr;
+}
+
+namespace {
+
+bool movieIsThere(const std::shared_ptr<ConversionJob>& job)
+{
+    return job && (job->status().kind == ClipStatus::Kind::completed ||
+                   job->status().kind == ClipStatus::Kind::skippedExisting);
+}
+
+} // namespace
+
+void ConversionViewModel::revealMovie(const QString& key)
+{
+    if (const std::shared_ptr<ConversionJob> job = jobFor(key); movieIsThere(job))
+        m_desktop->revealInFileManager({job->outputURL()});
+}
+
+void ConversionViewModel::openMovie(const QString& key)
+{
+    if (const std::shared_ptr<ConversionJob> job = jobFor(key); movieIsThere(job))
+        m_desktop->openFile(job->outputURL());
+}
+
+int ConversionViewModel::movieCount() const
+{
+    return static_cast<int>(movieKeys(m_clips, m_joinedShots).size());
+}
+
+int ConversionViewModel::chosenCount() const
+{
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    return static_cast<int>(
+        std::ranges::count_if(keys, [this](const QString& key) { return !m_unchosen.contains(key); }));
+}
+
+void ConversionViewModel::setChosen(const QString& key, bool chosen)
+{
+    if (isConverting() || !movieKeys(m_clips, m_joinedShots).contains(key) || isChosen(key) == chosen)
+        return;
+    if (chosen)
+        m_unchosen.remove(key);
+    else
+        m_unchosen.insert(key);
+    emit choiceChanged();
+    announceDerived();
+}
+
+void ConversionViewModel::chooseAll()
+{
+    if (isConverting() || m_unchosen.isEmpty())
+        return;
+    m_unchosen.clear();
+    emit choiceChanged();
+    announceDerived();
+}
+
+void ConversionViewModel::chooseNone()
+{
+    if (isConverting())
+        return;
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    m_unchosen = QSet<QString>(keys.begin(), keys.end());
+    emit choiceChanged();
+    announceDerived();
+}
+
+QStringList ConversionViewModel::chooseOnlyNamed(const QStringList& names)
+{
+    // Each piece of a movie names it; a joined shot is one movie.
+    QHash<QUuid, QString> keyOfPiece;
+    for (const P2Clip& clip : std::as_const(m_clips))
+        keyOfPiece.insert(clip.id, clip.videoURL);
+    for (const SpannedShot& shot : std::as_const(m_joinedShots))
+        for (const P2Clip& piece : shot.pieces)
+            keyOfPiece.insert(piece.id, shot.top().videoURL);
+    QSet<QString> chosen;
+    QStringList unknown;
+    for (const QString& name : names) {
+        bool found = false;
+        for (const P2Clip& clip : std::as_const(m_clips)) {
+            if (clip.videoName() == name) {
+                chosen.insert(keyOfPiece.value(clip.id));
+                found = true;
+            }
+        }
+        if (!found && !unknown.contains(name))
+            unknown.append(name);
+    }
+    if (!unknown.isEmpty())
+        return unknown;
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    m_unchosen.clear();
+    for (const QString& key : keys)
+        if (!chosen.contains(key))
+            m_unchosen.insert(key);
+    emit choiceChanged();
+    announceDerived();
+    return {};
 }
 
 bool ConversionViewModel::canExportDebugReport() const
@@ -138,6 +268,7 @@ void ConversionViewModel::scan(const QString& rootURL)
     setStatusMessage(QStringLiteral("Scanning %1…")
                          .arg(DisplayText::escaped(QFileInfo(QDir::cleanPath(rootURL)).fileName())));
     m_currentRunOutputFolder.reset();
+    m_unchosen.clear();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
     m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback, m_settings.joinSpannedRecordings());
@@ -179,6 +310,8 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     setClips(pairing.clips);
     setPairing(pairing.entries, pairing.summaryLines);
     update(m_joinedShots, pairing.joinedShots, &ConversionViewModel::joinedShotsChanged);
+    emit choiceChanged();
+    announceDerived();
     const qint64 excluded = std::ranges::count_if(
         pairing.entries, [](const PairingReportEntry& entry) { return !entry.included; });
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
@@ -250,6 +383,8 @@ void ConversionViewModel::resetToIdle()
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
     setPairing({}, {});
     update(m_joinedShots, QList<SpannedShot>(), &ConversionViewModel::joinedShotsChanged);
+    m_unchosen.clear();
+    emit choiceChanged();
     update(m_excludedClipCount, qint64(0), &ConversionViewModel::excludedClipCountChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setStatusMessage(readyMessage);
@@ -279,8 +414,9 @@ void ConversionViewModel::start(bool checkFreeSpace)
 
     if (!m_currentRunOutputFolder) {
         const QString name = OutputFolderNamer::todayFolderName(QDateTime::currentDateTime());
+        const QString base = QDir::cleanPath(m_settings.outputFolderPath());
         m_currentRunOutputFolder =
-            OutputFolderNamer::availableURL(QDir::cleanPath(m_settings.outputFolderPath()), name);
+            m_sharesTodaysFolder ? QDir(base).filePath(name) : OutputFolderNamer::availableURL(base, name);
     }
     const QString folder = *m_currentRunOutputFolder;
     // A card is only ever read: movies and reports written into it could
@@ -297,19 +433,36 @@ void ConversionViewModel::start(bool checkFreeSpace)
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
     // An interrupted run of this folder may have left gigabytes of half a
-    // movie; a folder another Tolvane is writing into holds its own.
+    // movie; a folder another Tolvane is writing into holds its own. A run of
+    // some of the movies leaves the others' alone: another run sharing the
+    // folder may be writing them now (each job clears its own).
     m_runFolderLock = RunFolderLock::tryHold(folder);
-    if (m_runFolderLock)
+    if (m_runFolderLock && chosenCount() == movieCount())
         FFmpegService::removeStaleTemporaries(folder);
+    if (m_runFolderLock)
+        m_runFolderLock->share();
+    else
+        m_runFolderLock = RunFolderLock::holdShared(folder);
 
-    const QList<std::shared_ptr<ConversionJob>> jobs =
-        makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
+    // Every movie keeps the name it has on the whole card, chosen or not.
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    QStringList notChosen;
+    for (const std::shared_ptr<ConversionJob>& job :
+         makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder)) {
+        if (isChosen(job->clip().videoURL))
+            jobs.append(job);
+        else
+            notChosen.append(job->clipName());
+    }
+    m_notChosenNames = notChosen;
     update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
+    for (const QString& name : std::as_const(m_notChosenNames))
+        m_conversionReportLines.append(LogWriter::notChosenReportLine(name));
     m_ffmpegErrorLines.clear();
     m_reportWriteFailures.clear();
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -517,6 +670,7 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
         break;
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notChosen:
         break;
     }
 }
@@ -586,6 +740,8 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
         case ClipStatus::Kind::pending:
         case ClipStatus::Kind::converting:
             break;
+        case ClipStatus::Kind::notChosen:
+            break;
         }
     }
     summary.stop = stop;
@@ -616,7 +772,10 @@ QString ConversionViewModel::sleepNotHeldLine(const QString& why)
     return QStringLiteral("\nSleep could not be held off during this run: %1.\n").arg(why);
 }
 
-QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
+namespace {
+
+// The status sentence that ends a run, before the movies left out by choice.
+QString runSentence(const ConversionSummary& summary)
 {
     if (summary.stop) {
         QStringList counts{QStringLiteral("%1 converted").arg(summary.converted)};
@@ -642,27 +801,50 @@ QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
         .arg(summary.excludedByPairing);
 }
 
+} // namespace
+
+QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
+{
+    const QString sentence = runSentence(summary);
+    if (summary.notChosen < 1)
+        return sentence;
+    return sentence + QStringLiteral(" %1 clip%2 left out by choice.")
+                          .arg(summary.notChosen)
+                          .arg(plural(summary.notChosen));
+}
+
 void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional<RunStop> stop)
 {
     m_elapsedTimer.stop();
     updateElapsed();
     m_queue.reset();
 
-    const ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder, stop);
+    ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder, stop);
+    summary.notChosen = m_notChosenNames.size();
     update(m_summary, std::optional(summary), &ConversionViewModel::summaryChanged);
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
 
-    addReportWriteFailures(
-        LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
+    if (m_notChosenNames.isEmpty()) {
+        addReportWriteFailures(
+            LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
+    } else {
+        QStringList runMovies;
+        for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs))
+            runMovies.append(job->clipName());
+        addReportWriteFailures(LogWriter::writeMerged(m_conversionReportLines, pairingReportText(),
+                                                      m_ffmpegErrorLines, runMovies, m_notChosenNames,
+                                                      outputFolder));
+    }
+
     m_runFolderLock.reset();
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
     // The movies stay whatever happens to the history; the run says it could not record itself.
-    if (const std::optional<QString> failure = m_history.record(
-            cardName, outputFolder, summary.converted, summary.failed, summary.skipped, m_excludedClipCount,
-                                   summary.notStarted))
+    if (const std::optional<QString> failure =
+            m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
+                             m_excludedClipCount, summary.notStarted, summary.notChosen))
         addReportWriteFailures({LogWriter::writeFailure(ConversionHistoryStore::displayName(), *failure)});
 
     if (m_settings.openOutputFolderWhenFinished())

@@ -5,6 +5,7 @@
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
 #include "card/PairingReportEntry.h"
+#include "run/ClipRow.h"
 #include "run/ClipStatus.h"
 #include "run/ConversionJob.h"
 #include "run/ConversionQueue.h"
@@ -19,6 +20,7 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -74,6 +76,9 @@ class ConversionViewModel : public QObject
     // Why the last start was refused for want of space, empty otherwise;
     // `startIgnoringFreeSpace` converts anyway.
     Q_PROPERTY(QString spaceShortfall READ spaceShortfall NOTIFY spaceShortfallChanged)
+    // Movies the loaded card would give, and how many of them the user chose.
+    Q_PROPERTY(int movieCount READ movieCount NOTIFY choiceChanged)
+    Q_PROPERTY(int chosenCount READ chosenCount NOTIFY choiceChanged)
     Q_PROPERTY(bool isConverting READ isConverting NOTIFY phaseChanged)
     Q_PROPERTY(bool canConvert READ canConvert NOTIFY canConvertChanged)
     Q_PROPERTY(bool canExportDebugReport READ canExportDebugReport NOTIFY canExportDebugReportChanged)
@@ -134,6 +139,31 @@ public:
     bool canExportDebugReport() const;
     // The pairing report of the loaded card, as PAIRING_REPORT.txt holds it.
     QString pairingReportText() const;
+
+    // Whether the movie whose first video file is `key` goes into the next run;
+    // every movie is chosen after a scan, and the choice outlives re-pairing.
+    bool isChosen(const QString& key) const { return !m_unchosen.contains(key); }
+    Q_INVOKABLE void setChosen(const QString& key, bool chosen);
+    Q_INVOKABLE void chooseAll();
+    Q_INVOKABLE void chooseNone();
+    // Chooses exactly the movies with a piece named `names` (as scan shows a
+    // clip); gives the names that match no movie, choosing nothing then.
+    QStringList chooseOnlyNamed(const QStringList& names);
+    int movieCount() const;
+    // The loaded card's movies and excluded clips, as the clip list shows them.
+    QList<ClipRow> clipRows() const;
+    // Shows the last run's movie of `key` selected in the file manager, or
+    // opens it in the desktop's player; only a movie the run left in its folder.
+    Q_INVOKABLE void revealMovie(const QString& key);
+    Q_INVOKABLE void openMovie(const QString& key);
+    // The job of the last run for the movie `key`, if it was in the run.
+    std::shared_ptr<ConversionJob> jobFor(const QString& key) const;
+    int chosenCount() const;
+    // Runs go into today's dated folder itself, even when it exists, so
+    // separate runs of single clips share one folder.
+    void setSharesTodaysFolder(bool shares) { m_sharesTodaysFolder = shares; }
+    // The names of the movies the last run left out by choice.
+    const QStringList& notChosenNames() const { return m_notChosenNames; }
 
     // Asks the desktop for a card folder and scans the one chosen; a cancelled
     // chooser changes nothing.
@@ -199,7 +229,7 @@ public:
     static QString holdingOffSleepReason(qsizetype movies);
     // The debug report's closing line when sleep could not be held off.
     static QString sleepNotHeldLine(const QString& why);
-    // The status sentence that ends a run.
+    // The status sentence that ends a run, with how many movies were left out by choice.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,
     // or 1 once it has ended, or 0 while pending.
@@ -255,6 +285,7 @@ signals:
     void spaceShortfallChanged();
     // Nothing of the session is left to write; see endSession.
     void sessionEnded();
+    void choiceChanged();
 
 private:
     QCoro::Task<> runFolderChooser();
@@ -335,6 +366,11 @@ private:
     bool m_canExportDebugReport = false;
 
     std::optional<P2CardStructure> m_lastScannedStructure;
+    // The keys of the movies the user left out (ClipRow::key).
+    QSet<QString> m_unchosen;
+    QStringList m_notChosenNames;
+    bool m_sharesTodaysFolder = false;
+
     // Set by the first run of a card, so converting it again writes beside it.
     std::optional<QString> m_currentRunOutputFolder;
 

@@ -6,6 +6,7 @@
 #include "media/FFmpegService.h"
 #include "media/ProResProfile.h"
 #include "run/CardCommand.h"
+#include "run/ClipJson.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
@@ -56,6 +57,9 @@ struct Options
     bool allowSleep = false;
     // Not a setting: the free-space check is skipped for this run.
     bool ignoreFreeSpace = false;
+    // The clips to convert, as scan names them; all when empty.
+    QStringList clips;
+    bool json = false;
 
     // What the parsed command line asks for; its values are already checked.
     static Options from(const QCommandLineParser& parser)
@@ -70,6 +74,8 @@ struct Options
         options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
         options.allowSleep = parser.isSet(QStringLiteral("allow-sleep"));
         options.ignoreFreeSpace = parser.isSet(QStringLiteral("ignore-free-space"));
+        options.clips = parser.values(QStringLiteral("clip"));
+        options.json = parser.isSet(QStringLiteral("json"));
         return options;
     }
 
@@ -127,6 +133,7 @@ QString finishedJobLine(const ConversionJob& job)
         return LogWriter::notStartedReportLine(job.clipName(), status.message);
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notChosen:
         break;
     }
     return QString();
@@ -142,8 +149,9 @@ class RunConsole : public QObject
     Q_OBJECT
 
 public:
-    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts)
-        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1)
+    // A quiet console prints no line per clip: standard output is kept for a document.
+    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts, bool quiet)
+        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1), m_quiet(quiet)
     {
         connect(&interrupts, &InterruptWatcher::interrupted, this, &RunConsole::interrupt);
         for (const auto changed :
@@ -182,6 +190,8 @@ public:
 
     void printLine(const QString& line)
     {
+        if (m_quiet)
+            return;
         clearProgressLine();
         writeOut(DisplayText::escapedLines(CardCommand::forTerminal(line)) + QLatin1Char('\n'));
         redraw(true);
@@ -239,7 +249,8 @@ private:
         // The queue ends jobs in their order, so those printed are a prefix.
         while (m_nextJobToPrint < jobs.size() && jobs.at(m_nextJobToPrint)->status().isFinal()) {
             clearProgressLine();
-            writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
+            if (!m_quiet)
+                writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
             ++m_nextJobToPrint;
         }
     }
@@ -281,12 +292,38 @@ private:
     ConversionViewModel& m_driver;
     InterruptWatcher& m_interrupts;
     const bool m_terminal;
+    const bool m_quiet;
     qsizetype m_nextJobToPrint = 0;
     qsizetype m_shownWidth = 0;
     QElapsedTimer m_lastDraw;
     bool m_cancelRequested = false;
     bool m_stopWaiting = false;
 };
+
+QString unknownClipsProblem(const QStringList& names)
+{
+    QStringList quoted;
+    for (const QString& name : names)
+        quoted.append(QStringLiteral("“%1”").arg(name));
+    return QStringLiteral("no clip that would be converted is named %1 (tolvane-cli scan lists them)")
+        .arg(quoted.join(QStringLiteral(", ")));
+}
+
+QByteArray runDocument(const ConversionViewModel& driver, const QString& card)
+{
+    QList<ClipJson::Outcome> outcomes;
+    for (const ClipRow& row : driver.clipRows()) {
+        ClipJson::Outcome outcome{row, std::nullopt, QString()};
+        if (const std::shared_ptr<ConversionJob> job = driver.jobFor(row.key)) {
+            outcome.status = job->status();
+            outcome.outputFile = job->outputURL();
+        } else if (row.included) {
+            outcome.status = ClipStatus::notChosen();
+        }
+        outcomes.append(outcome);
+    }
+    return ClipJson::runDocument(card, driver.statusMessage(), *driver.summary(), outcomes);
+}
 
 QString ffprobeMissingMessage()
 {
@@ -320,7 +357,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     if (!options.allowSleep)
         driver.setDesktopSession(std::make_shared<DBusDesktopSession>());
     InterruptWatcher interrupts;
-    RunConsole console(driver, interrupts);
+    RunConsole console(driver, interrupts, options.json);
 
     driver.scan(cardFolder);
     while (driver.phase() == Phase::scanning)
@@ -340,6 +377,14 @@ QCoro::Task<Outcome> run(QStringList arguments)
     writeError(unreadable);
     if (driver.clips().isEmpty())
         co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
+    // Unknown names end the command before anything is converted.
+    if (!options.clips.isEmpty()) {
+        const QStringList unknown = driver.chooseOnlyNamed(options.clips);
+        if (!unknown.isEmpty())
+            co_return Outcome{usageOrCannotRun, QString(),
+                              CardCommand::usageError(commandName, unknownClipsProblem(unknown))};
+        driver.setSharesTodaysFolder(true);
+    }
     console.printLine(driver.statusMessage());
 
     const int debugReportsBefore = driver.debugReportGenerationTick();
@@ -367,10 +412,12 @@ QCoro::Task<Outcome> run(QStringList arguments)
         warnings += *offsetWarning + QLatin1Char('\n');
     if (!unwritten.isEmpty())
         warnings += LogWriter::writeFailuresSentence(unwritten) + QLatin1Char('\n');
+    const QString standardOutput =
+        options.json ? QString::fromUtf8(runDocument(driver, cardFolder))
+                     : driver.statusMessage() + QLatin1Char('\n') + DisplayText::escaped(summary.outputFolder) +
+                           QLatin1Char('\n');
     co_return Outcome{everyClipConverted && unwritten.isEmpty() ? allConverted : notAllConverted,
-                      driver.statusMessage() + QLatin1Char('\n') +
-                          DisplayText::escaped(summary.outputFolder) + QLatin1Char('\n'),
-                      warnings};
+                      standardOutput, warnings};
 }
 
 } // namespace ConvertCommand

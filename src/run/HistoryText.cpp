@@ -21,6 +21,8 @@ QString statsLine(const ConversionHistoryEntry& entry)
         parts.append(QStringLiteral("%1 excluded").arg(entry.excludedByPairing));
     if (entry.notStarted >= 1)
         parts.append(QStringLiteral("%1 not started").arg(entry.notStarted));
+    if (entry.notChosen >= 1)
+        parts.append(QStringLiteral("%1 not chosen").arg(entry.notChosen));
     return parts.join(QStringLiteral(" · "));
 }
 

@@ -10,16 +10,42 @@
 #include <unistd.h>
 #include <utility>
 
-std::optional<RunFolderLock> RunFolderLock::tryHold(const QString& folder)
+namespace {
+
+int lockedFolder(const QString& folder, int operation)
 {
     const int descriptor = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
-        return std::nullopt;
-    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        return -1;
+    if (flock(descriptor, operation | LOCK_NB) != 0) {
         close(descriptor);
-        return std::nullopt;
+        return -1;
     }
+    return descriptor;
+}
+
+} // namespace
+
+std::optional<RunFolderLock> RunFolderLock::tryHold(const QString& folder)
+{
+    const int descriptor = lockedFolder(folder, LOCK_EX);
+    if (descriptor < 0)
+        return std::nullopt;
     return RunFolderLock(descriptor);
+}
+
+std::optional<RunFolderLock> RunFolderLock::holdShared(const QString& folder)
+{
+    const int descriptor = lockedFolder(folder, LOCK_SH);
+    if (descriptor < 0)
+        return std::nullopt;
+    return RunFolderLock(descriptor);
+}
+
+void RunFolderLock::share()
+{
+    if (m_descriptor >= 0)
+        flock(m_descriptor, LOCK_SH | LOCK_NB);
 }
 
 RunFolderLock::RunFolderLock(RunFolderLock&& other) noexcept

@@ -14,6 +14,12 @@ public:
     // Holds `folder` when no other run does; nothing when another holds it or
     // it cannot be opened.
     static std::optional<RunFolderLock> tryHold(const QString& folder);
+    // Holds `folder` beside other runs that share it (runs of single clips
+    // into one folder); nothing while a run holds it alone or it cannot be opened.
+    static std::optional<RunFolderLock> holdShared(const QString& folder);
+
+    // Lets runs of other clips share the folder from now on.
+    void share();
 
     RunFolderLock(RunFolderLock&& other) noexcept;
     RunFolderLock& operator=(RunFolderLock&& other) noexcept;

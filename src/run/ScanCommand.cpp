@@ -4,6 +4,10 @@
 #include "card/Pairing.h"
 #include "card/PairingReport.h"
 #include "media/ProbeCache.h"
+#include "run/ClipJson.h"
+#include "store/HeadlessDesktop.h"
+#include "store/QSettingsKeyValueStore.h"
+#include "store/SettingsStore.h"
 
 #include <cstdio>
 #include <QCoroFuture>
@@ -69,6 +73,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
         co_return Outcome{usageOrNoVideo, QString(), *error};
     const bool allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
     const bool showTimings = parser.isSet(QStringLiteral("timings"));
+    const bool json = parser.isSet(QStringLiteral("json"));
 
     Timings timings;
     QElapsedTimer clock;
@@ -99,7 +104,16 @@ QCoro::Task<Outcome> run(QStringList arguments)
         writeError(QLatin1Char('\r') + QString(shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
 
     clock.restart();
-    const QString report = PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
+    // The movies' names follow the stored numbering setting, as a run's would.
+    const QString report =
+        json ? QString::fromUtf8(ClipJson::scanDocument(
+                   cardFolder,
+                   ClipRows::of(pairing.clips, pairing.entries, {},
+                                SettingsStore(QSettingsKeyValueStore::openApplicationStore(),
+                                              std::make_shared<HeadlessDesktop>())
+                                    .prefixExportsWithOrderNumber()),
+                   pairing.summaryLines))
+             : PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
     timings.reportSeconds = secondsSince(clock);
 
     timings.filesReadNatively = after.filesReadNatively - before.filesReadNatively;

@@ -20,6 +20,7 @@ const QString failedKey = QStringLiteral("failed");
 const QString skippedKey = QStringLiteral("skipped");
 const QString excludedByPairingKey = QStringLiteral("excludedByPairing");
 const QString notStartedKey = QStringLiteral("notStarted");
+const QString notChosenKey = QStringLiteral("notChosen");
 
 // Dates are stored as seconds since 2001-01-01 00:00:00 UTC, the reference date
 // of the format's first readers and writers.
@@ -42,6 +43,8 @@ QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
     };
     if (entry.notStarted != 0)
         object.insert(notStartedKey, entry.notStarted);
+    if (entry.notChosen != 0)
+        object.insert(notChosenKey, entry.notChosen);
     return object;
 }
 
@@ -107,11 +110,14 @@ std::optional<ConversionHistoryEntry> decodeEntry(const QJsonValue& value)
     const QJsonValue notStartedValue = object.value(notStartedKey);
     const auto notStarted =
         notStartedValue.isUndefined() ? std::optional<qint64>(0) : decodeCount(notStartedValue);
+    const QJsonValue notChosenValue = object.value(notChosenKey);
+    const auto notChosen =
+        notChosenValue.isUndefined() ? std::optional<qint64>(0) : decodeCount(notChosenValue);
     if (!value.isObject() || !id || !date || !cardName.isString() || !outputFolder || !converted || !failed ||
-        !skipped || !excludedByPairing || !notStarted)
+        !skipped || !excludedByPairing || !notStarted || !notChosen)
         return std::nullopt;
     return ConversionHistoryEntry{*id,     *date,    cardName.toString(), *outputFolder, *converted,
-                                  *failed, *skipped, *excludedByPairing,  *notStarted};
+                                  *failed, *skipped, *excludedByPairing,  *notStarted,   *notChosen};
 }
 
 } // namespace
@@ -130,7 +136,8 @@ void ConversionHistoryStore::load()
 
 std::optional<QString> ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder,
                                                       qint64 converted, qint64 failed, qint64 skipped,
-                                                      qint64 excludedByPairing, qint64 notStarted)
+                                                      qint64 excludedByPairing, qint64 notStarted,
+                                                      qint64 notChosen)
 {
     const ConversionHistoryEntry entry{QUuid::createUuid(),
                                        QDateTime::currentDateTimeUtc(),
@@ -140,7 +147,8 @@ std::optional<QString> ConversionHistoryStore::record(const QString& cardName, c
                                        failed,
                                        skipped,
                                        excludedByPairing,
-                                       notStarted};
+                                       notStarted,
+                                       notChosen};
     return m_defaults->exclusively([&] {
         QList<ConversionHistoryEntry> entries = storedEntries().value_or(m_entries);
         entries.prepend(entry);

@@ -24,6 +24,8 @@ struct ConversionHistoryEntry
     qint64 excludedByPairing = 0;
     // Clips a cancelled or stopped run never reached.
     qint64 notStarted = 0;
+    // Clips the user left out of the run on purpose.
+    qint64 notChosen = 0;
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };
@@ -53,7 +55,7 @@ public:
     // could not be saved, naming the store; nothing when it was.
     std::optional<QString> record(const QString& cardName, const QString& outputFolder, qint64 converted,
                                   qint64 failed, qint64 skipped, qint64 excludedByPairing,
-                                  qint64 notStarted = 0);
+                                  qint64 notStarted = 0, qint64 notChosen = 0);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
 
@@ -69,9 +71,9 @@ public:
     // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),
     // "cardName", "outputFolder" (a file:// URL), "converted", "failed",
     // "skipped" and "excludedByPairing". Decoding needs all eight in every
-    // element, or the whole document is refused. "notStarted" is written only
-    // when not zero, and reads as zero when absent, as in runs recorded before
-    // it was kept.
+    // element, or the whole document is refused. "notStarted" and "notChosen"
+    // are written only when not zero, and read as zero when absent, as in runs
+    // recorded before they were kept.
     static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
     static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
 

@@ -139,7 +139,7 @@ Page {
                 Layout.topMargin: presenter.scanError.length > 0 ? 0 : Theme.pagePadding
                 Layout.leftMargin: Theme.pagePadding
                 Layout.rightMargin: Theme.pagePadding
-                onPairingDetailsRequested: content.sheets.openPairingDetails()
+                onPairingDetailsRequested: entry => content.sheets.openPairingDetailsAt(entry)
             }
             ConversionProgressView {
                 objectName: "progressView"

@@ -76,5 +76,11 @@ Card {
                 value: presenter.remainingText
             }
         }
+
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
+        }
     }
 }

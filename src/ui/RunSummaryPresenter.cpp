@@ -132,6 +132,8 @@ QString RunSummaryPresenter::detailLineFor(const ConversionSummary& summary)
         line += QStringLiteral(" · %1 skipped (already existed)").arg(summary.skipped);
     if (summary.stop && summary.notStarted >= 1)
         line += QStringLiteral(" · %1 ").arg(summary.notStarted) + RunStops::notStartedText(*summary.stop);
+    if (summary.notChosen >= 1)
+        line += QStringLiteral(" · %1 left out by choice").arg(summary.notChosen);
     return line;
 }
 

@@ -167,5 +167,11 @@ Card {
                 }
             }
         }
+
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
+        }
     }
 }

@@ -11,6 +11,7 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -385,6 +386,82 @@ private slots:
         QVERIFY(textOf(QDir(folder).filePath(QStringLiteral("FFMPEG_ERRORS.txt")))
                     .startsWith(QStringLiteral("0005AB: ffmpeg exited with code ")));
         QVERIFY(QFileInfo::exists(QDir(folder).filePath(QStringLiteral("DEBUG_REPORT.txt"))));
+    }
+
+    void anUnknownClipNameIsAUsageErrorBeforeAnythingIsConverted()
+    {
+        const QString output = freshFolder(QStringLiteral("unknown clip out"));
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"), output,
+                    QStringLiteral("--clip"), QStringLiteral("0001AB"), QStringLiteral("--clip=0009ZZ")});
+        QCOMPARE(run.exitStatus, 2);
+        QCOMPARE(run.standardError,
+                 QStringLiteral("tolvane-cli convert: no clip that would be converted is named “0009ZZ” "
+                                "(tolvane-cli scan lists them). Try tolvane-cli --help.\n"));
+        QVERIFY(!QFileInfo::exists(output));
+    }
+
+    // Two runs of one clip each, side by side, leave what one run of both leaves.
+    void singleClipRunsInParallelGiveTheFilesOfOneRun()
+    {
+        const QString output = freshFolder(QStringLiteral("parallel out"));
+        QList<std::shared_ptr<QProcess>> runs;
+        for (const QString& clip : {QStringLiteral("0002AB"), QStringLiteral("0001AB")}) {
+            auto cli = std::make_shared<QProcess>();
+            cli->setProcessEnvironment(environment());
+            cli->start(QStringLiteral(TOLVANE_CLI_PATH),
+                       {QStringLiteral("convert"), QStringLiteral("--json"), QStringLiteral("--clip"), clip,
+                        QStringLiteral("--output-folder"), output, m_card->rootPath});
+            runs.append(cli);
+        }
+        QList<QJsonObject> documents;
+        for (const std::shared_ptr<QProcess>& cli : runs) {
+            QVERIFY(cli->waitForFinished(120000));
+            QCOMPARE(cli->exitCode(), 0);
+            documents.append(QJsonDocument::fromJson(cli->readAllStandardOutput()).object());
+        }
+        const QString folder = runFolderIn(output);
+        QVERIFY(!folder.isEmpty());
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("001.mov"), QStringLiteral("002.mov"),
+                              QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
+                              QStringLiteral("PAIRING_REPORT.txt")}));
+        const QString report = textOf(QDir(folder).filePath(QStringLiteral("CONVERSION_REPORT.txt")));
+        QVERIFY2(!report.contains(QStringLiteral("not chosen")), qPrintable(report));
+        QCOMPARE(report.count(QStringLiteral("0001AB: converted successfully.")), 1);
+        QCOMPARE(report.count(QStringLiteral("0002AB: converted successfully.")), 1);
+
+        // The first run's own summary: its clip converted, the other one left out.
+        const QJsonObject first = documents.first();
+        QCOMPARE(first.value(QStringLiteral("outputFolder")).toString(), folder);
+        QCOMPARE(first.value(QStringLiteral("counts")).toObject().value(QStringLiteral("notChosen")).toInt(),
+                 1);
+        const QJsonArray clips = first.value(QStringLiteral("clips")).toArray();
+        QCOMPARE(clips.size(), 2);
+        QCOMPARE(clips.at(0).toObject().value(QStringLiteral("status")).toString(),
+                 QStringLiteral("notChosen"));
+        QVERIFY(clips.at(0).toObject().value(QStringLiteral("outputFile")).isNull());
+        QCOMPARE(clips.at(1).toObject().value(QStringLiteral("status")).toString(),
+                 QStringLiteral("converted"));
+        QCOMPARE(clips.at(1).toObject().value(QStringLiteral("outputFile")).toString(),
+                 QDir(folder).filePath(QStringLiteral("002.mov")));
+        QCOMPARE(first.value(QStringLiteral("status")).toString(),
+                 QStringLiteral("All done. 1 clip converted. 1 clip left out by choice."));
+    }
+
+    void scanPrintsTheClipsAsJson()
+    {
+        const CommandRun run = runCli({QStringLiteral("scan"), QStringLiteral("--json"), m_card->rootPath});
+        QCOMPARE(run.exitStatus, 0);
+        const QJsonObject document = QJsonDocument::fromJson(run.standardOutput.toUtf8()).object();
+        const QJsonArray clips = document.value(QStringLiteral("clips")).toArray();
+        QCOMPARE(clips.size(), 2);
+        const QJsonObject second = clips.at(1).toObject();
+        QCOMPARE(second.value(QStringLiteral("name")).toString(), QStringLiteral("0002AB"));
+        QCOMPARE(second.value(QStringLiteral("number")).toInt(), 2);
+        QCOMPARE(second.value(QStringLiteral("audioChannels")).toInt(), 2);
+        QCOMPARE(second.value(QStringLiteral("pairing")).toString(), QStringLiteral("verified"));
+        QCOMPARE(second.value(QStringLiteral("startTimecode")).toString(), QStringLiteral("01:00:10:00"));
     }
 
     void anInterruptCancelsLikeTheCancelButton()

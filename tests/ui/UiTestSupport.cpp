@@ -1,11 +1,13 @@
 #include "UiTestSupport.h"
 
+#include "card/P2MetadataParser.h"
 #include "store/MemoryKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ui/AppStyle.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QThreadPool>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -92,4 +94,33 @@ QObject* MainWindowFixture::find(const QString& name) const
     if (QObject* found = root->findChild<QObject*>(name))
         return found;
     return findUnder(root->contentItem(), name);
+}
+
+void loadListedCard(ConversionViewModel& driver, const QString& folder, std::optional<QString> iconFolder)
+{
+    P2CardStructure structure;
+    structure.rootURL = folder;
+    structure.iconFolder = iconFolder;
+    P2MetadataParser::PairingResult pairing;
+    for (int n = 1; n <= 3; ++n) {
+        P2Clip clip;
+        const QString name = QStringLiteral("000%1AB").arg(n);
+        clip.videoURL = QDir(folder).filePath(QStringLiteral("VIDEO/%1.MXF").arg(name));
+        for (int i = 0; i < (n == 3 ? 0 : 2); ++i)
+            clip.audioURLs.append(QDir(folder).filePath(QStringLiteral("AUDIO/%1%2.MXF").arg(name).arg(i)));
+        clip.pairingMethod = P2Clip::PairingMethod::xmlVerified;
+        clip.exportOrderNumber = n;
+        pairing.clips.append(clip);
+        structure.videoFiles.append(clip.videoURL);
+        PairingReportEntry entry;
+        entry.clipID = clip.id;
+        entry.clipName = name;
+        entry.included = true;
+        pairing.entries.append(entry);
+    }
+    PairingReportEntry excluded;
+    excluded.clipName = QStringLiteral("0009ZZ");
+    excluded.note = QStringLiteral("no audio file carries the clip's UMID");
+    pairing.entries.append(excluded);
+    driver.applyScanResults(structure, pairing);
 }

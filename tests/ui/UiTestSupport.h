@@ -36,6 +36,12 @@ struct UiSession
     ~UiSession();
 };
 
+// Three clips of `folder` (the third without audio) and one clip pairing left
+// out, as a scan would give them, without files; ICON bitmaps come from
+// `iconFolder` when given.
+void loadListedCard(ConversionViewModel& driver, const QString& folder,
+                    std::optional<QString> iconFolder = {});
+
 // The real main window over a UiSession, shown offscreen.
 class MainWindowFixture
 {

@@ -6,3 +6,4 @@ int runWindowTests(int argc, char* argv[]);
 int runSheetPresentersTests(int argc, char* argv[]);
 int runSheetsWindowTests(int argc, char* argv[]);
 int runDesktopSessionTests(int argc, char* argv[]);
+int runClipListTests(int argc, char* argv[]);

@@ -9,7 +9,7 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     int failures = 0;
     for (const auto run : {runPresenterTests, runWindowTests, runSheetPresentersTests, runSheetsWindowTests,
-                           runDesktopSessionTests})
+                           runDesktopSessionTests, runClipListTests})
         failures += run(argc, argv);
     return failures == 0 ? 0 : 1;
 }
