@@ -174,7 +174,7 @@ private slots:
                  (QStringList{u"--help"_s, u"--version"_s, u"convert"_s, u"debug-report"_s, u"history"_s,
                               u"scan"_s}));
         QCOMPARE(complete({u"tolvane-cli"_s, u"scan"_s, u"--"_s}),
-                 (QStringList{u"--allow-unsafe-fallback"_s, u"--timings"_s}));
+                 (QStringList{u"--allow-unsafe-fallback"_s, u"--json"_s, u"--timings"_s}));
         QCOMPARE(complete({u"tolvane-cli"_s, u"convert"_s, u"--profile"_s, u""_s}),
                  (QStringList{u"hq"_s, u"proxy"_s, u"standard"_s}));
         QCOMPARE(complete({u"tolvane-cli"_s, u"convert"_s, u"--profile"_s, u"="_s, u"p"_s}),

@@ -127,7 +127,7 @@ private slots:
 
     void historyCountsClipsNotChosen()
     {
-        ConversionHistoryEntry entry{QUuid::createUuid(), noon, "CARD", "/out", 2, 0, 0, 1, 3};
+        ConversionHistoryEntry entry{QUuid::createUuid(), noon, "CARD", "/out", 2, 0, 0, 1, 0, 3};
         QCOMPARE(HistoryText::statsLine(entry), QStringLiteral("2 converted · 1 excluded · 3 not chosen"));
         const auto decoded = ConversionHistoryStore::decode(ConversionHistoryStore::encode({entry}));
         QVERIFY(decoded);
