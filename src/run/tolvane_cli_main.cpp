@@ -1,10 +1,12 @@
 #include "base/AppInfo.h"
 #include "base/DisplayText.h"
+#include "run/BackupCommand.h"
 #include "run/CardCommand.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/HistoryCommand.h"
 #include "run/ScanCommand.h"
+#include "run/VerifyBackupCommand.h"
 
 #include <cstdio>
 #include <optional>
@@ -35,8 +37,8 @@ void write(FILE* stream, const QString& text)
 QString helpText()
 {
     return QString::fromUtf8(usageText) + ConvertCommand::helpText() + ScanCommand::helpText() +
-           DebugReportCommand::helpText() + HistoryCommand::helpText() +
-           QString::fromUtf8(generalCommandsText);
+           DebugReportCommand::helpText() + HistoryCommand::helpText() + BackupCommand::helpText() +
+           VerifyBackupCommand::helpText() + QString::fromUtf8(generalCommandsText);
 }
 
 // Prints what a command produced and ends the event loop with its status.
@@ -97,6 +99,10 @@ int main(int argc, char* argv[])
         return execCommand(app, &ScanCommand::run, args.mid(1));
     if (args.first() == QLatin1String("debug-report"))
         return execCommand(app, &DebugReportCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("backup"))
+        return execCommand(app, &BackupCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("verify-backup"))
+        return execCommand(app, &VerifyBackupCommand::run, args.mid(1));
     if (args.first() == QLatin1String("history")) {
         const HistoryCommand::Outcome outcome = HistoryCommand::run(args.mid(1));
         write(stdout, outcome.standardOutput);
