@@ -294,6 +294,8 @@ void ConversionViewModel::start()
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
+    if (!m_verifiedCopy.isEmpty())
+        m_conversionReportLines.append(verifiedCopyReportLine(m_verifiedCopy));
     m_ffmpegErrorLines.clear();
     m_reportWriteFailures.clear();
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -509,6 +511,13 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
 QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
 {
     return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
+}
+
+QString ConversionViewModel::verifiedCopyReportLine(const QString& path)
+{
+    return LogWriter::timestampedLine(
+        QStringLiteral("The movies were made from the verified backup copy at %1, not from the card.")
+            .arg(path));
 }
 
 QString ConversionViewModel::outputInsideCardMessage(const QString& folder)

@@ -142,6 +142,12 @@ public:
     // nothing unless a conversion can start; a missing ffmpeg or a folder that
     // cannot be created only changes the status line.
     Q_INVOKABLE void start();
+    // The verified backup copy the loaded card was scanned from, which
+    // CONVERSION_REPORT.txt names as the movies' source; empty for a card
+    // converted directly.
+    void setVerifiedCopy(const QString& path) { m_verifiedCopy = path; }
+    // The line CONVERSION_REPORT.txt opens with for a run made from a verified copy.
+    static QString verifiedCopyReportLine(const QString& path);
     // Asks the running conversion to stop; the batch then ends as usual, with
     // its summary, logs and history entry. Only while converting.
     Q_INVOKABLE void cancel();
@@ -306,6 +312,7 @@ private:
     std::optional<QElapsedTimer> m_startClock;
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
+    QString m_verifiedCopy;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "run/BackupFirst.h"
 #include "run/ConversionViewModel.h"
+#include "store/BackupSettings.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/Desktop.h"
 #include "store/KeyValueStore.h"
@@ -39,6 +41,8 @@ class AppContext : public QObject
     Q_PROPERTY(RecentFoldersModel* recentFoldersModel READ recentFoldersModel CONSTANT)
     Q_PROPERTY(PlatformTexts* texts READ texts CONSTANT)
     Q_PROPERTY(AppMaintenance* maintenance READ maintenance CONSTANT)
+    Q_PROPERTY(BackupSettings* backupSettings READ backupSettings CONSTANT)
+    Q_PROPERTY(BackupFirst* backupFirst READ backupFirst CONSTANT)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -62,6 +66,8 @@ public:
     RecentFoldersModel* recentFoldersModel() { return &m_recentFoldersModel; }
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
+    BackupSettings* backupSettings() { return &m_backupSettings; }
+    BackupFirst* backupFirst() { return &m_backupFirst; }
     Desktop& desktop() { return *m_desktop; }
     // Sheets:
     PairingDetailsPresenter* pairingDetails() { return &m_pairingDetails; }
@@ -77,6 +83,8 @@ public:
     Q_INVOKABLE void clearHistory();
     // Lets the user pick the output folder; cancelling changes nothing.
     Q_INVOKABLE void chooseOutputFolder();
+    // Lets the user pick the backup destination at `index` (0 or 1).
+    Q_INVOKABLE void chooseBackupDestination(int index);
 
 private:
     std::shared_ptr<Desktop> m_desktop;
@@ -89,6 +97,10 @@ private:
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
     QCoro::Task<> m_outputFolderChooser;
+    BackupSettings m_backupSettings;
+    // After the driver, so it goes first: it drives it.
+    BackupFirst m_backupFirst;
+    QCoro::Task<> m_backupDestinationChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;
     HistoryPresenter m_historyPresenter;

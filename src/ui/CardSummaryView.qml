@@ -197,6 +197,12 @@ Card {
             }
         }
 
+        BackupSection {
+            settings: App.backupSettings
+            backup: App.backupFirst
+            Layout.fillWidth: true
+        }
+
         DisclosureGroup {
             id: details
 

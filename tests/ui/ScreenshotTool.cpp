@@ -1,5 +1,6 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
-// ui_screenshots OUTPUT_FOLDER [--dark]. Run by scripts/screenshots.
+// ui_screenshots OUTPUT_FOLDER [--dark] [--backup]. Run by scripts/screenshots.
+// With --backup, only the "Back Up First" option and a backed-up run's summary.
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "ToolFolder.h"
@@ -77,7 +78,7 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
-        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark]\n";
+        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--backup]\n";
         return 2;
     }
     const bool dark = arguments.contains(QStringLiteral("--dark"));
@@ -114,6 +115,25 @@ int main(int argc, char* argv[])
         return [driver, phase] { return driver->phase() == phase; };
     };
 
+    if (arguments.contains(QStringLiteral("--backup"))) {
+        BackupSettings& backup = *fixture.session.context->backupSettings();
+        const QString drives = work.filePath(QStringLiteral("Drives"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle A"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle B"));
+        backup.setBackUpFirst(true);
+        backup.setDestination(0, drives + QStringLiteral("/Shuttle A"));
+        backup.setDestination(1, drives + QStringLiteral("/Shuttle B"));
+        driver->scan(verified);
+        bool shot = waitFor(phaseIs(Phase::scanned)) && shooter.shoot(QStringLiteral("14-backup-first"));
+        fixture.session.context->backupFirst()->convert();
+        shot = shot && waitFor([driver] {
+                   return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1;
+               });
+        shot = shot && shooter.shoot(QStringLiteral("15-finished-backed-up"));
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+
     bool ok = shooter.shoot(QStringLiteral("1-idle"));
     driver->scan(verified);
     ok = ok && shooter.shoot(QStringLiteral("2-scanning"));
@@ -146,13 +166,14 @@ int main(int argc, char* argv[])
     settings.setAudioSyncMode(AudioSyncMode::manual);
     settings.setAudioOffsetSeconds(-0.5);
     QObject* const sheets = fixture.find(QStringLiteral("sheetHost"));
-    for (const auto& [open, name] : {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
-                                     std::pair{"openHistory", "9-sheet-history"},
-                                     std::pair{"openSettings", "10-sheet-settings"},
-                                     std::pair{"openHowTo", "11-sheet-how-to"},
-                                     std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
-                                     std::pair{"openAbout", "13-sheet-about"}}) {
-        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) && shooter.shoot(QString::fromLatin1(name));
+    for (const auto& [open, name] :
+         {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
+          std::pair{"openHistory", "9-sheet-history"}, std::pair{"openSettings", "10-sheet-settings"},
+          std::pair{"openHowTo", "11-sheet-how-to"},
+          std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
+          std::pair{"openAbout", "13-sheet-about"}}) {
+        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) &&
+             shooter.shoot(QString::fromLatin1(name));
         QTest::keyClick(fixture.window(), Qt::Key_Escape);
     }
     FFmpegService::setToolDirectoriesForTesting({});
