@@ -123,6 +123,49 @@ QList<Command> commands(const QString& defaultOutputFolder)
                 },
         },
         {
+            .name = u"backup"_s,
+            .operands = {u"CARD"_s, u"DEST"_s, u"[DEST…]"_s},
+            .paragraphs =
+                {
+                    u"Copy the whole card folder CARD (its root, or its CONTENTS folder)\n"
+                    "into DEST/CARDNAME for each destination: every file, hidden ones\n"
+                    "included, read once from the card and written to every\n"
+                    "destination, flushed to disk under a temporary name and then\n"
+                    "renamed, with its modification time kept. Every copy is then\n"
+                    "read back from the disk and its XXH64 checksum compared with the\n"
+                    "card's. Each copy gets an ASC MHL history: DEST/CARDNAME/ascmhl\n"
+                    "with a manifest of every file's size, date and checksum and\n"
+                    "ascmhl_chain.xml. Before the first byte, each destination must\n"
+                    "have room for the card; a file already there that matches the\n"
+                    "card's is proven and not copied again, so running the same backup\n"
+                    "after an interruption completes it; one that differs is never\n"
+                    "overwritten: the backup stops and names it. The card is only read."_s,
+                    u"On a terminal a live line shows bytes, speed and time remaining.\n"
+                    "Ctrl-C or SIGTERM stops it without leaving any incomplete file."_s,
+                    u"Put -- before a folder whose name starts with a dash."_s,
+                    u"Exit status: 0 when every copy is proven, 1 when a copy does not\n"
+                    "match (it is kept for inspection), a file is in the way, a file\n"
+                    "could not be copied or the backup was cancelled, 2 on a usage\n"
+                    "error, a missing folder or too little room."_s,
+                },
+        },
+        {
+            .name = u"verify-backup"_s,
+            .operands = {u"COPY"_s},
+            .paragraphs =
+                {
+                    u"Read every file of COPY (a DEST/CARDNAME folder made by\n"
+                    "backup) back from the disk and compare its XXH64 checksum\n"
+                    "with the one its ASC MHL history holds, then add the next\n"
+                    "generation to the history (ascmhl/0002_…), each file marked\n"
+                    "verified or failed. Prints a line for every file that\n"
+                    "failed, is missing or is new, then the manifest written."_s,
+                    u"Exit status: 0 when every file is verified, 1 when a file\n"
+                    "failed, is missing or is new, or on Ctrl-C, 2 on a usage\n"
+                    "error or a folder without a readable history."_s,
+                },
+        },
+        {
             .name = u"history"_s,
             .options =
                 {

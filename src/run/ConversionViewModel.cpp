@@ -461,6 +461,8 @@ void ConversionViewModel::start(bool checkFreeSpace)
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
+    if (!m_verifiedCopy.isEmpty())
+        m_conversionReportLines.append(verifiedCopyReportLine(m_verifiedCopy));
     for (const QString& name : std::as_const(m_notChosenNames))
         m_conversionReportLines.append(LogWriter::notChosenReportLine(name));
     m_ffmpegErrorLines.clear();
@@ -753,6 +755,13 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
 QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
 {
     return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
+}
+
+QString ConversionViewModel::verifiedCopyReportLine(const QString& path)
+{
+    return LogWriter::timestampedLine(
+        QStringLiteral("The movies were made from the verified backup copy at %1, not from the card.")
+            .arg(path));
 }
 
 QString ConversionViewModel::outputInsideCardMessage(const QString& folder)

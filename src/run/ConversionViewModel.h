@@ -186,6 +186,12 @@ public:
     Q_INVOKABLE void start();
     // As `start`, without the free-space check: the user chose to go ahead.
     Q_INVOKABLE void startIgnoringFreeSpace();
+    // The verified backup copy the loaded card was scanned from, which
+    // CONVERSION_REPORT.txt names as the movies' source; empty for a card
+    // converted directly.
+    void setVerifiedCopy(const QString& path) { m_verifiedCopy = path; }
+    // The line CONVERSION_REPORT.txt opens with for a run made from a verified copy.
+    static QString verifiedCopyReportLine(const QString& path);
     // Asks the running conversion to stop; the batch then ends as usual, with
     // its summary, logs and history entry. Only while converting.
     Q_INVOKABLE void cancel();
@@ -382,6 +388,7 @@ private:
     std::optional<QElapsedTimer> m_startClock;
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
+    QString m_verifiedCopy;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
     QString m_spaceShortfall;

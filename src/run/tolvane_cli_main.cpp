@@ -1,5 +1,6 @@
 #include "base/AppInfo.h"
 #include "base/DisplayText.h"
+#include "run/BackupCommand.h"
 #include "run/CardCommand.h"
 #include "run/CliHelp.h"
 #include "run/ConvertCommand.h"
@@ -7,6 +8,7 @@
 #include "run/HistoryCommand.h"
 #include "run/ScanCommand.h"
 #include "store/SettingsStore.h"
+#include "run/VerifyBackupCommand.h"
 
 #include <cstdio>
 #include <optional>
@@ -81,6 +83,10 @@ int main(int argc, char* argv[])
         return execCommand(app, &ScanCommand::run, args.mid(1));
     if (args.first() == QLatin1String("debug-report"))
         return execCommand(app, &DebugReportCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("backup"))
+        return execCommand(app, &BackupCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("verify-backup"))
+        return execCommand(app, &VerifyBackupCommand::run, args.mid(1));
     if (args.first() == QLatin1String("history")) {
         const HistoryCommand::Outcome outcome = HistoryCommand::run(args.mid(1));
         write(stdout, outcome.standardOutput);

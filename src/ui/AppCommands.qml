@@ -30,8 +30,8 @@ QtObject {
         text: "Convert"
         icon.name: "media-playback-start"
         shortcut: "Ctrl+Return"
-        enabled: commands.driver.canConvert
-        onTriggered: commands.driver.start()
+        enabled: commands.driver.canConvert && !App.backupFirst.isBackingUp
+        onTriggered: App.backupFirst.convert()
     }
     readonly property Action revealOutput: Action {
         text: commands.texts.revealOutputTitle

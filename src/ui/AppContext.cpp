@@ -16,6 +16,7 @@ AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
       m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
       m_session(m_driver, m_desktop, session, defaults),
+      m_backupSettings(defaults), m_backupFirst(m_backupSettings, m_driver),
       // Sheets:
       m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
       m_settingsPresenter(m_settings, Platform::current()),
@@ -55,6 +56,17 @@ void AppContext::revealInFileManager(const QString& path)
 void AppContext::chooseOutputFolder()
 {
     m_outputFolderChooser = m_settings.chooseOutputFolderViaPanel();
+}
+
+void AppContext::chooseBackupDestination(int index)
+{
+    m_backupDestinationChooser = [](QPointer<AppContext> self, std::shared_ptr<Desktop> desktop,
+                                    int index) -> QCoro::Task<> {
+        const std::optional<QString> folder = co_await desktop->chooseFolder(
+            QStringLiteral("Choose"), QStringLiteral("Choose the drive or folder to back the card up to"));
+        if (self && folder && !folder->isEmpty())
+            self->m_backupSettings.setDestination(index, *folder);
+    }(this, m_desktop, index);
 }
 
 void AppContext::clearRecentFolders()

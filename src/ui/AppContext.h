@@ -1,6 +1,8 @@
 #pragma once
 
+#include "run/BackupFirst.h"
 #include "run/ConversionViewModel.h"
+#include "store/BackupSettings.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/Desktop.h"
 #include "store/KeyValueStore.h"
@@ -44,6 +46,8 @@ class AppContext : public QObject
     // not be read and were kept aside; empty otherwise.
     Q_PROPERTY(QString storeNotice READ storeNotice NOTIFY storeNoticeChanged)
     Q_PROPERTY(SessionPresenter* session READ session CONSTANT)
+    Q_PROPERTY(BackupSettings* backupSettings READ backupSettings CONSTANT)
+    Q_PROPERTY(BackupFirst* backupFirst READ backupFirst CONSTANT)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -69,6 +73,8 @@ public:
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
     SessionPresenter* session() { return &m_session; }
+    BackupSettings* backupSettings() { return &m_backupSettings; }
+    BackupFirst* backupFirst() { return &m_backupFirst; }
     Desktop& desktop() { return *m_desktop; }
     QString storeNotice() const { return m_storeNotices.join(QLatin1Char('\n')); }
     // Sheets:
@@ -85,6 +91,8 @@ public:
     Q_INVOKABLE void clearHistory();
     // Lets the user pick the output folder; cancelling changes nothing.
     Q_INVOKABLE void chooseOutputFolder();
+    // Lets the user pick the backup destination at `index` (0 or 1).
+    Q_INVOKABLE void chooseBackupDestination(int index);
 
 signals:
     void storeNoticeChanged();
@@ -103,6 +111,10 @@ private:
     AppMaintenance m_maintenance;
     SessionPresenter m_session;
     QCoro::Task<> m_outputFolderChooser;
+    BackupSettings m_backupSettings;
+    // After the driver, so it goes first: it drives it.
+    BackupFirst m_backupFirst;
+    QCoro::Task<> m_backupDestinationChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;
     HistoryPresenter m_historyPresenter;

@@ -198,6 +198,12 @@ Card {
             }
         }
 
+        BackupSection {
+            settings: App.backupSettings
+            backup: App.backupFirst
+            Layout.fillWidth: true
+        }
+
         ClipListView {
             objectName: "clipListView"
             driver: view.driver

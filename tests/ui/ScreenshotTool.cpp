@@ -1,6 +1,7 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
-// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list]. Run by scripts/screenshots;
-// with --clip-list only the clip list's own pictures are rendered.
+// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup]. Run by
+// scripts/screenshots; with --clip-list only the clip list's own pictures are
+// rendered, with --backup only the "Back Up First" option and a backed-up run's summary.
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "ToolFolder.h"
@@ -156,7 +157,7 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
-        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark]\n";
+        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--backup]\n";
         return 2;
     }
     const bool dark = arguments.contains(QStringLiteral("--dark"));
@@ -195,6 +196,24 @@ int main(int argc, char* argv[])
 
     if (arguments.contains(QStringLiteral("--clip-list"))) {
         const bool shot = shootClipList(fixture, shooter, work.path());
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+    if (arguments.contains(QStringLiteral("--backup"))) {
+        BackupSettings& backup = *fixture.session.context->backupSettings();
+        const QString drives = work.filePath(QStringLiteral("Drives"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle A"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle B"));
+        backup.setBackUpFirst(true);
+        backup.setDestination(0, drives + QStringLiteral("/Shuttle A"));
+        backup.setDestination(1, drives + QStringLiteral("/Shuttle B"));
+        driver->scan(verified);
+        bool shot = waitFor(phaseIs(Phase::scanned)) && shooter.shoot(QStringLiteral("17-backup-first"));
+        fixture.session.context->backupFirst()->convert();
+        shot = shot && waitFor([driver] {
+                   return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1;
+               });
+        shot = shot && shooter.shoot(QStringLiteral("18-finished-backed-up"));
         FFmpegService::setToolDirectoriesForTesting({});
         return shot ? 0 : 1;
     }
