@@ -26,7 +26,7 @@ std::optional<QString> parseFolders(const QString& command, const QStringList& a
     QCommandLineParser parser;
     if (const std::optional<QString> error =
             CardCommand::parseOptions(CliDescription::command(command), arguments, parser))
-        return error;
+        return CardCommand::usageError(command, *error);
     for (const QString& folder : parser.positionalArguments())
         folders.append(QFileInfo(folder).absoluteFilePath());
     return std::nullopt;

@@ -171,8 +171,8 @@ private slots:
     void theCompletionOffersCommandsOptionsChoicesAndFolders()
     {
         QCOMPARE(complete({u"tolvane-cli"_s, u""_s}),
-                 (QStringList{u"--help"_s, u"--version"_s, u"convert"_s, u"debug-report"_s, u"history"_s,
-                              u"scan"_s}));
+                 (QStringList{u"--help"_s, u"--version"_s, u"backup"_s, u"convert"_s, u"debug-report"_s,
+                              u"history"_s, u"scan"_s, u"verify-backup"_s}));
         QCOMPARE(complete({u"tolvane-cli"_s, u"scan"_s, u"--"_s}),
                  (QStringList{u"--allow-unsafe-fallback"_s, u"--json"_s, u"--timings"_s}));
         QCOMPARE(complete({u"tolvane-cli"_s, u"convert"_s, u"--profile"_s, u""_s}),
