@@ -6,8 +6,8 @@
 #include "run/BackupConsole.h"
 #include "run/InterruptWatcher.h"
 
-#include <QCoroFuture>
 #include <QCommandLineParser>
+#include <QCoroFuture>
 #include <QFileInfo>
 #include <QSysInfo>
 #include <QtConcurrent/QtConcurrentRun>

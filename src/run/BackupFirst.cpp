@@ -1,11 +1,10 @@
 #include "run/BackupFirst.h"
 
-#include "run/ClipRow.h"
-
 #include "backup/BackupEngine.h"
 #include "backup/BackupText.h"
 #include "base/AppInfo.h"
 #include "run/BackupProgressText.h"
+#include "run/ClipRow.h"
 #include "run/ConversionViewModel.h"
 #include "store/BackupSettings.h"
 

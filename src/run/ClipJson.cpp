@@ -65,6 +65,7 @@ QString statusWord(const std::optional<ClipStatus>& status)
         return QStringLiteral("notChosen");
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notStarted:
         return QStringLiteral("notStarted");
     }
     Q_UNREACHABLE();

@@ -123,6 +123,9 @@ QString ClipListModel::statusText(const ClipRow& row, bool runStarted, const Con
         return QStringLiteral("failed — ") + status.message.section(QLatin1Char('\n'), 0, 0).trimmed();
     case ClipStatus::Kind::notChosen:
         return QStringLiteral("not chosen");
+    case ClipStatus::Kind::notStarted:
+        // "not started — the run was cancelled", as the reports say it.
+        return status.message;
     }
     Q_UNREACHABLE();
 }

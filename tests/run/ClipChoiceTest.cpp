@@ -150,6 +150,8 @@ private slots:
                               "number", "outputName", "pairing", "pieces", "recorded", "startTimecode"}));
         QCOMPARE(ClipJson::statusWord(ClipStatus::notChosen()), QStringLiteral("notChosen"));
         QCOMPARE(ClipJson::statusWord(ClipStatus::pending()), QStringLiteral("notStarted"));
+        QCOMPARE(ClipJson::statusWord(ClipStatus::notStarted(RunStop::cancelled)),
+                 QStringLiteral("notStarted"));
         QCOMPARE(ClipJson::statusWord(std::nullopt), QStringLiteral("excluded"));
         const QJsonObject run =
             QJsonDocument::fromJson(

@@ -35,6 +35,8 @@ QString describe(const ClipStatus& status)
         return QStringLiteral("skippedExisting");
     case ClipStatus::Kind::notStarted:
         return QStringLiteral("notStarted(%1)").arg(status.message);
+    case ClipStatus::Kind::notChosen:
+        return QStringLiteral("notChosen");
     }
     Q_UNREACHABLE();
 }

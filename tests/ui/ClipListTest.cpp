@@ -102,6 +102,9 @@ private slots:
                  QStringLiteral("failed — ffmpeg exited with code 1"));
         job.setStatus(ClipStatus::skippedExisting());
         QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("skipped (already existed)"));
+        job.setStatus(ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(ClipListModel::statusText(row, true, &job),
+                 QStringLiteral("not started — the run was cancelled"));
         job.setStatus(ClipStatus::completed());
         QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("converted"));
         const ClipRow silent =
