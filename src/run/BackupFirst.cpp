@@ -114,8 +114,11 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     refreshProgress();
     m_poll.start(pollIntervalMs);
 
-    const BackupResult result =
-        co_await QtConcurrent::run([request, progress] { return BackupEngine::run(request, *progress); });
+    // Started outside the co_await: g++ 12 destroys a lambda's captured copies
+    // made inside a co_await expression twice.
+    QFuture<BackupResult> backingUp =
+        QtConcurrent::run([request, progress] { return BackupEngine::run(request, *progress); });
+    const BackupResult result = co_await backingUp;
     if (!self)
         co_return;
     m_poll.stop();
