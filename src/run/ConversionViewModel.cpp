@@ -21,7 +21,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
-#include <QStorageInfo>
 #include <QtConcurrent>
 #include <utility>
 
@@ -501,10 +500,10 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     if (checkFreeSpace && !queue->isCancelled()) {
         QCoro::Task<qint64> estimating = SpaceEstimate::neededBytes(jobs, profile, skipExistingFiles);
         const qint64 needed = co_await estimating;
-        const qint64 available = QStorageInfo(outputFolder).bytesAvailable();
-        if (needed > available) {
+        const std::optional<qint64> available = SpaceEstimate::availableBytes(outputFolder);
+        if (available && needed > *available) {
             if (self && !queue->isCancelled()) {
-                self->refuseForSpace(outputFolder, needed, available);
+                self->refuseForSpace(outputFolder, needed, *available);
                 co_return;
             }
         }

@@ -3,8 +3,10 @@
 #include "media/FFmpegService.h"
 
 #include <cmath>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <sys/statvfs.h>
 
 namespace SpaceEstimate {
 
@@ -72,6 +74,16 @@ QString shortfallSentence(const QString& folder, qint64 needed, qint64 available
 {
     return QStringLiteral("Not enough free space in “%1”: the movies need about %2 and %3 is free.")
         .arg(folder, formattedBytes(needed), formattedBytes(available));
+}
+
+std::optional<qint64> availableBytes(const QString& folder)
+{
+    struct statvfs space
+    {
+    };
+    if (::statvfs(QFile::encodeName(folder).constData(), &space) != 0)
+        return std::nullopt;
+    return static_cast<qint64>(space.f_bavail) * static_cast<qint64>(space.f_frsize);
 }
 
 } // namespace SpaceEstimate

@@ -4,6 +4,7 @@
 #include "run/ConversionJob.h"
 
 #include <memory>
+#include <optional>
 #include <QCoroTask>
 #include <QList>
 #include <QString>
@@ -39,6 +40,12 @@ QCoro::Task<qint64> neededBytes(QList<std::shared_ptr<ConversionJob>> jobs, ProR
 
 // A byte count as people read it: "1.5 GB", "820 MB".
 QString formattedBytes(qint64 bytes);
+
+// What an unprivileged writer may still put into `folder`'s file system;
+// nothing when the system cannot tell (then no run is refused for space).
+// Asked of the file system itself, not of the mount table, which a container
+// or a chroot may lack.
+std::optional<qint64> availableBytes(const QString& folder);
 
 // "Not enough free space in “/out/07-01-2026”: the movies need about 12.4 GB
 // and 3.1 GB is free."

@@ -180,6 +180,10 @@ private slots:
         QCOMPARE(SpaceEstimate::movieBytes(ProResProfile::proxy, {.seconds = 0, .audioTracks = 2}),
                  qint64(0));
         QCOMPARE(SpaceEstimate::formattedBytes(12'400'000'000), QStringLiteral("12.4 GB"));
+        // Free space is asked of the file system; a folder that is not there cannot tell.
+        const std::optional<qint64> here = SpaceEstimate::availableBytes(QDir::tempPath());
+        QVERIFY(here && *here >= 0);
+        QCOMPARE(SpaceEstimate::availableBytes(QStringLiteral("/nonexistent/tolvane/folder")), std::nullopt);
         QCOMPARE(
             SpaceEstimate::shortfallSentence(QStringLiteral("/out/07-01-2026"), 12'400'000'000,
                                              3'100'000'000),
