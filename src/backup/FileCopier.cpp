@@ -2,16 +2,19 @@
 
 #include "backup/DiskFile.h"
 #include "backup/Xxh64.h"
+#include "base/UnfinishedFiles.h"
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <QFile>
 #include <QFileInfo>
 #include <QFuture>
 #include <QtConcurrent/QtConcurrentRun>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -103,11 +106,15 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     }
     ::posix_fadvise(source, 0, 0, POSIX_FADV_SEQUENTIAL);
 
+    // Listed before they exist, and until they are renamed or removed, so a
+    // process ended at once by a second interrupt removes them first.
+    std::vector<std::unique_ptr<UnfinishedFiles::Entry>> unfinished;
     QList<Writer> writers;
     for (const QString& finalPath : finalPaths) {
         Writer writer;
         writer.finalPath = finalPath;
         writer.temporaryPath = temporaryPath(finalPath);
+        unfinished.push_back(std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath));
         // A temporary file of an earlier, interrupted run is ours to replace.
         writer.fd = ::open(QFile::encodeName(writer.temporaryPath).constData(),
                            O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);

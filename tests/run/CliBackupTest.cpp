@@ -5,6 +5,7 @@
 #include "TestFiles.h"
 
 #include <csignal>
+#include <optional>
 #include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -63,9 +64,11 @@ private:
         return path;
     }
 
-    // Starts a backup of a card with one large file onto a tmpfs, sends
-    // `signal` once the large file is being written, and checks what is left.
-    void interruptWith(int signal)
+    // Starts a backup of a card with one large file onto a tmpfs, mounted on
+    // `destination` while `disk` lives, and waits until the large file is
+    // being written under its temporary name.
+    void startBackingUpALargeFile(QProcess& backup, const QString& destination,
+                                  std::optional<SmallDisk>& disk)
     {
         const QString card = folder(QStringLiteral("CARD_B"));
         QFile large(card + QStringLiteral("/CONTENTS/VIDEO/0001XY.MXF"));
@@ -75,26 +78,45 @@ private:
         QVERIFY(large.resize(qint64(3) * 1024 * 1024 * 1024));
         large.close();
         writeFile(card + QStringLiteral("/CONTENTS/CLIP/0001XY.XML"), "<clip/>");
-        const QString destination = folder(QStringLiteral("drive"));
-        const SmallDisk disk(destination, QStringLiteral("size=4g"));
-        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
+        disk.emplace(destination, QStringLiteral("size=4g"));
+        QVERIFY2(disk->mounted(), "the tests mount a tmpfs, which needs root");
 
-        QProcess backup;
         backup.start(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("backup"), card, destination});
         QVERIFY(backup.waitForStarted());
-        const QString partial =
-            destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/.0001XY.MXF.tolvane-part");
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partial).size() > 0, 60000);
-        ::kill(pid_t(backup.processId()), signal);
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partialCopy(destination)).size() > 0, 60000);
+        QCOMPARE(backup.state(), QProcess::Running);
+    }
+
+    static QString partialCopy(const QString& destination)
+    {
+        return destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/.0001XY.MXF.tolvane-part");
+    }
+
+    // Neither the large file nor any temporary file is left.
+    static void verifyNothingIncompleteIn(const QString& destination)
+    {
+        QVERIFY(!QFileInfo::exists(partialCopy(destination)));
+        QVERIFY(!QFileInfo::exists(destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/0001XY.MXF")));
+        for (const QString& left : filesBelow(destination))
+            QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
+    }
+
+    // Sends `signal` once the large file is being written, and checks what is left.
+    void interruptWith(int signal)
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        std::optional<SmallDisk> disk;
+        QProcess backup;
+        startBackingUpALargeFile(backup, destination, disk);
+        if (QTest::currentTestFailed())
+            return;
+        QCOMPARE(::kill(pid_t(backup.processId()), signal), 0);
         QVERIFY(backup.waitForFinished(60000));
 
         QCOMPARE(backup.exitStatus(), QProcess::NormalExit);
         QCOMPARE(backup.exitCode(), 1);
         QVERIFY(QString::fromUtf8(backup.readAllStandardError()).contains(BackupText::cancelledSentence()));
-        QVERIFY(!QFileInfo::exists(partial));
-        QVERIFY(!QFileInfo::exists(destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/0001XY.MXF")));
-        for (const QString& left : filesBelow(destination))
-            QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
+        verifyNothingIncompleteIn(destination);
     }
 
 private slots:
@@ -226,6 +248,24 @@ private slots:
 
     void ctrlCLeavesNoIncompleteFile() { interruptWith(SIGINT); }
     void sigtermLeavesNoIncompleteFile() { interruptWith(SIGTERM); }
+
+    void aSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        std::optional<SmallDisk> disk;
+        QProcess backup;
+        startBackingUpALargeFile(backup, destination, disk);
+        if (QTest::currentTestFailed())
+            return;
+        QVERIFY(sendTwoInterruptsTogether(backup.processId()));
+        QVERIFY(backup.waitForFinished(60000));
+
+        QCOMPARE(backup.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(backup.exitCode(), 130);
+        // Nothing was said: the process ended inside the handler.
+        QVERIFY(!QString::fromUtf8(backup.readAllStandardError()).contains(BackupText::cancelledSentence()));
+        verifyNothingIncompleteIn(destination);
+    }
 };
 
 QTEST_GUILESS_MAIN(CliBackupTest)
