@@ -83,7 +83,8 @@ void discard(QList<Writer>& writers)
 
 FileCopier::FileCopier(int placeCount)
 {
-    m_writers.setMaxThreadCount(std::max(1, placeCount));
+    // One writer per place, and the checksum.
+    m_writers.setMaxThreadCount(std::max(1, placeCount) + 1);
     m_writers.setExpiryTimeout(-1);
 }
 
@@ -166,7 +167,6 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
             continue;
         if (count < 0)
             return fail(sourcePath, DiskFile::systemError());
-        hash.add(buffer.constData(), static_cast<std::size_t>(count));
         bytesRead.fetch_add(count, std::memory_order_relaxed);
         if (!writesSucceeded()) {
             const Writer* failed = failedWriter();
@@ -174,8 +174,13 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         }
         if (count == 0)
             break;
+        const char* data = buffer.constData();
+        // The checksum is taken beside the writes, off the reading thread.
+        writing.append(QtConcurrent::run(&m_writers, [&hash, data, count] {
+            hash.add(data, static_cast<std::size_t>(count));
+            return true;
+        }));
         for (Writer& writer : writers) {
-            const char* data = buffer.constData();
             writing.append(QtConcurrent::run(
                 &m_writers, [&writer, data, count] { return writeAll(writer, data, count); }));
         }
