@@ -388,9 +388,13 @@ private slots:
             .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
 
-    // Ticks "Back Up First" and chooses `destination` as its only destination.
-    static void chooseBackUpFirst(MainWindowFixture& fixture, const QString& destination)
+    // Opens the window on `card`, ticks "Back Up First" and chooses
+    // `destination` as its only destination.
+    void openWithBackUpFirst(MainWindowFixture& fixture, const QString& card, const QString& destination)
     {
+        openWindow(fixture);
+        fixture.session.context->driver()->scan(card);
+        QVERIFY(waitForPhase(fixture, Phase::scanned));
         click(fixture, QStringLiteral("backUpFirstCheck"));
         QVERIFY(fixture.session.context->backupSettings()->backUpFirst());
         fixture.session.desktop->folderAnswers = {destination};
@@ -406,12 +410,9 @@ private slots:
         const QString destination = work_->filePath(awkwardName(QStringLiteral(" drive")));
         QVERIFY(QDir().mkpath(destination));
         MainWindowFixture fixture;
-        openWindow(fixture);
+        openWithBackUpFirst(fixture, card, destination);
         ConversionViewModel* const driver = fixture.session.context->driver();
         BackupFirst* const backup = fixture.session.context->backupFirst();
-        driver->scan(card);
-        QVERIFY(waitForPhase(fixture, Phase::scanned));
-        chooseBackUpFirst(fixture, destination);
 
         // What the window shows of the backup as it goes, and at the moment it is proven.
         QStringList progressLines;
@@ -475,12 +476,9 @@ private slots:
         const SmallDisk disk(destination, QStringLiteral("size=256k"));
         QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
         MainWindowFixture fixture;
-        openWindow(fixture);
+        openWithBackUpFirst(fixture, card_, destination);
         ConversionViewModel* const driver = fixture.session.context->driver();
         BackupFirst* const backup = fixture.session.context->backupFirst();
-        driver->scan(card_);
-        QVERIFY(waitForPhase(fixture, Phase::scanned));
-        chooseBackUpFirst(fixture, destination);
         const QStringList runsBefore = runFolders();
         click(fixture, QStringLiteral("convertButton"));
         QVERIFY(QTest::qWaitFor([&] { return !backup->isBackingUp(); }, workTimeoutMs));
