@@ -1,24 +1,34 @@
 // Usage: bench_backup [WORKDIR] [ROUNDS] [MEGABYTES] [FASTDIR]
 //
-// Makes a card of MEGABYTES (default 2048) of random, fully written bytes in
-// WORKDIR (default: a folder under the system's temporary folder), then, in
-// each round, alternating the baseline with Tolvane's:
-//   copy     — `cp -a CARD DEST && sync`  against Tolvane's copy phase to one destination;
-//   two      — Tolvane's copy phase to two destinations against one;
-//   verify   — reading every copy back with its pages dropped first, against Tolvane's proving phase;
-// and the speed of XXH64 in memory against the copy's, to show the checksum
-// is never what limits it. With FASTDIR (a folder on another, faster file
-// system, e.g. a tmpfs), the two-destination comparison writes there, so the
-// card is read from the disk once either way and the second copy costs what
-// it costs beyond the disk. The card's pages are dropped before every run.
-// Prints the median of each ratio and the machine's load (uptime) at the start and end.
+// Makes a card of MEGABYTES (default 2048, at least 2048) of random, fully
+// written bytes in WORKDIR (default: a folder under the system's temporary
+// folder), then runs ROUNDS (default 5) rounds of three pairs, each pair
+// baseline and Tolvane's in turn, the baseline first in odd rounds and second
+// in even ones, so the machine's load weighs on both sides alike:
+//   copy     — `cp -a CARD DEST && sync` against Tolvane's copy phase to one destination;
+//   verify   — a plain read-back of that copy against Tolvane's verification
+//              of it (verify-backup: read back and checksummed); both drop
+//              each file's pages before reading it and after, as the proving
+//              phase does, and start with the copy's pages dropped. The
+//              proving phase of the backup just made is set against the same
+//              read-back;
+//   two      — Tolvane's copy phase to two destinations against one.
+// The card's pages are dropped before every copy. With FASTDIR (a folder on
+// another, faster file system, e.g. a tmpfs), the two-destination pair writes
+// there. Prints every round, the median of each ratio, the speed of XXH64 in
+// memory against the read-back's and the backup's own processor time against
+// its duration (the checksum must never be what limits a phase), and the
+// machine's load (uptime) at the start and end.
 
 #include "backup/BackupEngine.h"
+#include "backup/BackupVerifier.h"
+#include "backup/DiskFile.h"
 #include "backup/Xxh64.h"
 #include "CardBench.h"
 
 #include <cstdio>
 #include <fcntl.h>
+#include <functional>
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
@@ -27,6 +37,7 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -114,21 +125,57 @@ double copyWithCp(const QString& card, const QString& destination)
     return seconds(timer);
 }
 
-// Reads every file below `root` back, each with its pages dropped first.
+// Reads every file below `root` back as the proving phase does, without the
+// checksum: each file's pages dropped first, read in the same chunks, and
+// dropped again after.
 double readBack(const QString& root)
 {
     QElapsedTimer timer;
     timer.start();
-    QByteArray buffer(8 * 1024 * 1024, Qt::Uninitialized);
+    QByteArray buffer(DiskFile::chunkSize, Qt::Uninitialized);
     for (const QString& path : filesBelow(root)) {
-        const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+        const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
         ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
         ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-        while (::read(fd, buffer.data(), buffer.size()) > 0) {
+        while (::read(fd, buffer.data(), static_cast<size_t>(buffer.size())) > 0) {
         }
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
         ::close(fd);
     }
     return seconds(timer);
+}
+
+// The processor time this process has spent in its own code so far, every thread's.
+double userSeconds()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6;
+}
+
+double verifyBackup(const QString& copy)
+{
+    QElapsedTimer timer;
+    timer.start();
+    BackupProgress progress;
+    const VerifyResult result =
+        BackupVerifier::run(copy, QStringLiteral("bench"), QStringLiteral("Tolvane"), QStringLiteral("bench"),
+                            QDateTime::currentDateTimeUtc(), progress);
+    if (!result.isClean())
+        qFatal("the verification failed: %s", qPrintable(result.error));
+    return seconds(timer);
+}
+
+// Runs the baseline and ours in the round's order.
+void inTurn(int round, const std::function<void()>& baseline, const std::function<void()>& ours)
+{
+    if (round % 2 == 1) {
+        baseline();
+        ours();
+    } else {
+        ours();
+        baseline();
+    }
 }
 
 BackupResult backUp(const QString& card, const QStringList& destinations)
@@ -167,7 +214,7 @@ int main(int argc, char** argv)
     const QStringList args = app.arguments();
     QTemporaryDir scratch;
     const QString work = args.size() > 1 ? args.at(1) : scratch.path();
-    const int rounds = args.size() > 2 ? std::max(1, args.at(2).toInt()) : 3;
+    const int rounds = args.size() > 2 ? std::max(1, args.at(2).toInt()) : 5;
     const qint64 megabytes = args.size() > 3 ? std::max(2048, args.at(3).toInt()) : 2048;
     const QString fast = args.size() > 4 ? args.at(4) : QString();
 
@@ -180,7 +227,7 @@ int main(int argc, char** argv)
             .arg(cardGigabytes, 0, 'f', 2)
             .arg(filesBelow(card).size()));
 
-    std::vector<double> copyRatios, twoRatios, verifyRatios, copySpeeds;
+    std::vector<double> copyRatios, twoRatios, verifyRatios, provingRatios, readSpeeds, cpuShares;
     for (int round = 1; round <= rounds; ++round) {
         const QString one = work + QStringLiteral("/one");
         const QString two = (fast.isEmpty() ? work : fast) + QStringLiteral("/two");
@@ -190,66 +237,94 @@ int main(int argc, char** argv)
             QDir().mkpath(folder);
         }
 
-        // Baseline and ours alternate in order round by round.
         double cpSeconds = 0;
+        double oursCpu = 0;
         BackupResult ours;
-        const auto runCp = [&] {
-            dropPages(card);
-            cpSeconds = copyWithCp(card, one + QStringLiteral("/cp"));
-        };
-        const auto runOurs = [&] {
-            dropPages(card);
-            ours = backUp(card, {one});
-        };
-        if (round % 2 == 1) {
-            runCp();
-            runOurs();
-        } else {
-            runOurs();
-            runCp();
-        }
-        dropPages(one + QStringLiteral("/BENCHCARD"));
-        const double readSeconds = readBack(one + QStringLiteral("/BENCHCARD"));
+        inTurn(
+            round,
+            [&] {
+                dropPages(card);
+                cpSeconds = copyWithCp(card, one + QStringLiteral("/cp"));
+                QDir(one + QStringLiteral("/cp")).removeRecursively();
+            },
+            [&] {
+                dropPages(card);
+                const double cpuBefore = userSeconds();
+                ours = backUp(card, {one});
+                oursCpu = userSeconds() - cpuBefore;
+            });
+
+        const QString copy = one + QStringLiteral("/BENCHCARD");
+        double readSeconds = 0;
+        double verifySeconds = 0;
+        inTurn(
+            round,
+            [&] {
+                dropPages(copy);
+                readSeconds = readBack(copy);
+            },
+            [&] {
+                dropPages(copy);
+                verifySeconds = verifyBackup(copy);
+            });
         QDir(one).removeRecursively();
 
-        // One destination against two, on the same kind of file system.
-        dropPages(card);
-        const BackupResult single = backUp(card, {two});
-        QDir(two).removeRecursively();
-        QDir().mkpath(two);
-        dropPages(card);
-        const BackupResult both = backUp(card, {two, three});
-        QDir(two).removeRecursively();
-        QDir(three).removeRecursively();
+        BackupResult single;
+        BackupResult both;
+        inTurn(
+            round,
+            [&] {
+                dropPages(card);
+                single = backUp(card, {two});
+                QDir(two).removeRecursively();
+                QDir().mkpath(two);
+            },
+            [&] {
+                dropPages(card);
+                both = backUp(card, {two, three});
+                QDir(two).removeRecursively();
+                QDir(three).removeRecursively();
+                QDir().mkpath(two);
+                QDir().mkpath(three);
+            });
 
         copyRatios.push_back(ours.copySeconds / cpSeconds);
+        verifyRatios.push_back(verifySeconds / readSeconds);
+        provingRatios.push_back(ours.verifySeconds / readSeconds);
         twoRatios.push_back(both.copySeconds / single.copySeconds);
-        verifyRatios.push_back(ours.verifySeconds / readSeconds);
-        copySpeeds.push_back(cardGigabytes / ours.copySeconds);
-        say(QStringLiteral("round %1: cp -a+sync %2 s, ours %3 s (×%4); one %5 s, two %6 s (×%7); "
-                           "read back %8 s, ours verify %9 s (×%10)")
+        readSpeeds.push_back(cardGigabytes / readSeconds);
+        cpuShares.push_back(oursCpu / (ours.copySeconds + ours.verifySeconds));
+        say(QStringLiteral("round %1 (%2 first): cp -a+sync %3 s, copy %4 s (×%5); read back %6 s, "
+                           "verify-backup %7 s (×%8), proving phase %9 s (×%10); one %11 s, two %12 s (×%13)")
                 .arg(round)
+                .arg(round % 2 == 1 ? QStringLiteral("baselines") : QStringLiteral("ours"))
                 .arg(cpSeconds, 0, 'f', 2)
                 .arg(ours.copySeconds, 0, 'f', 2)
                 .arg(copyRatios.back(), 0, 'f', 3)
+                .arg(readSeconds, 0, 'f', 2)
+                .arg(verifySeconds, 0, 'f', 2)
+                .arg(verifyRatios.back(), 0, 'f', 3)
+                .arg(ours.verifySeconds, 0, 'f', 2)
+                .arg(provingRatios.back(), 0, 'f', 3)
                 .arg(single.copySeconds, 0, 'f', 2)
                 .arg(both.copySeconds, 0, 'f', 2)
-                .arg(twoRatios.back(), 0, 'f', 3)
-                .arg(readSeconds, 0, 'f', 2)
-                .arg(ours.verifySeconds, 0, 'f', 2)
-                .arg(verifyRatios.back(), 0, 'f', 3));
+                .arg(twoRatios.back(), 0, 'f', 3));
     }
     const double hashSpeed = xxh64GigabytesPerSecond();
-    say(QStringLiteral(
-            "median: copy ×%1 of cp -a+sync (bound 1.05), two destinations ×%2 of one (bound 1.1), "
-            "verify ×%3 of reading back (bound 1.05)")
+    say(QStringLiteral("median of %1 rounds: copy ×%2 of cp -a+sync (bound 1.05); verify ×%3 of reading back "
+                       "(bound 1.05), proving phase ×%4; two destinations ×%5 of one (bound 1.1)")
+            .arg(rounds)
             .arg(CardBench::median(copyRatios), 0, 'f', 3)
-            .arg(CardBench::median(twoRatios), 0, 'f', 3)
-            .arg(CardBench::median(verifyRatios), 0, 'f', 3));
-    say(QStringLiteral("XXH64 in memory: %1 GiB/s, %2× the copy's %3 GiB/s")
+            .arg(CardBench::median(verifyRatios), 0, 'f', 3)
+            .arg(CardBench::median(provingRatios), 0, 'f', 3)
+            .arg(CardBench::median(twoRatios), 0, 'f', 3));
+    say(QStringLiteral("XXH64 in memory: %1 GiB/s, %2× the read-back's %3 GiB/s")
             .arg(hashSpeed, 0, 'f', 2)
-            .arg(hashSpeed / CardBench::median(copySpeeds), 0, 'f', 1)
-            .arg(CardBench::median(copySpeeds), 0, 'f', 2));
+            .arg(hashSpeed / CardBench::median(readSpeeds), 0, 'f', 1)
+            .arg(CardBench::median(readSpeeds), 0, 'f', 2));
+    say(QStringLiteral(
+            "the backup's own processor time (checksums and buffers, both phases): %1% of its duration")
+            .arg(100 * CardBench::median(cpuShares), 0, 'f', 1));
     say(QStringLiteral("load at end: %1").arg(uptime()));
     QDir(card).removeRecursively();
     return 0;

@@ -2,16 +2,19 @@
 
 #include "backup/DiskFile.h"
 #include "backup/Xxh64.h"
+#include "base/UnfinishedFiles.h"
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <QFile>
 #include <QFileInfo>
 #include <QFuture>
 #include <QtConcurrent/QtConcurrentRun>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -80,7 +83,8 @@ void discard(QList<Writer>& writers)
 
 FileCopier::FileCopier(int placeCount)
 {
-    m_writers.setMaxThreadCount(std::max(1, placeCount));
+    // One writer per place, and the checksum.
+    m_writers.setMaxThreadCount(std::max(1, placeCount) + 1);
     m_writers.setExpiryTimeout(-1);
 }
 
@@ -103,11 +107,15 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     }
     ::posix_fadvise(source, 0, 0, POSIX_FADV_SEQUENTIAL);
 
+    // Listed before they exist, and until they are renamed or removed, so a
+    // process ended at once by a second interrupt removes them first.
+    std::vector<std::unique_ptr<UnfinishedFiles::Entry>> unfinished;
     QList<Writer> writers;
     for (const QString& finalPath : finalPaths) {
         Writer writer;
         writer.finalPath = finalPath;
         writer.temporaryPath = temporaryPath(finalPath);
+        unfinished.push_back(std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath));
         // A temporary file of an earlier, interrupted run is ours to replace.
         writer.fd = ::open(QFile::encodeName(writer.temporaryPath).constData(),
                            O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
@@ -159,7 +167,6 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
             continue;
         if (count < 0)
             return fail(sourcePath, DiskFile::systemError());
-        hash.add(buffer.constData(), static_cast<std::size_t>(count));
         bytesRead.fetch_add(count, std::memory_order_relaxed);
         if (!writesSucceeded()) {
             const Writer* failed = failedWriter();
@@ -167,8 +174,13 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         }
         if (count == 0)
             break;
+        const char* data = buffer.constData();
+        // The checksum is taken beside the writes, off the reading thread.
+        writing.append(QtConcurrent::run(&m_writers, [&hash, data, count] {
+            hash.add(data, static_cast<std::size_t>(count));
+            return true;
+        }));
         for (Writer& writer : writers) {
-            const char* data = buffer.constData();
             writing.append(QtConcurrent::run(
                 &m_writers, [&writer, data, count] { return writeAll(writer, data, count); }));
         }

@@ -9,8 +9,8 @@
 #include <QThreadPool>
 
 // Copies one file to several places from a single read of it: each chunk
-// read is hashed (XXH64) and handed to one writer per place while the next
-// chunk is read. Each copy is written under a temporary name beside its
+// read is handed to one writer per place and to the checksum (XXH64), each on
+// a thread of its own, while the next chunk is read. Each copy is written under a temporary name beside its
 // final one, flushed to disk, given the source's modification time, renamed,
 // and its folder flushed; its pages are then dropped from the cache.
 class FileCopier

@@ -6,6 +6,7 @@
 #include "run/BackupProgressText.h"
 #include "run/ClipRow.h"
 #include "run/ConversionViewModel.h"
+#include "run/LogWriter.h"
 #include "store/BackupSettings.h"
 
 #include <QCoroFuture>
@@ -17,6 +18,20 @@
 namespace {
 
 constexpr int pollIntervalMs = 250;
+
+BackupRecord::Outcome historyOutcome(BackupResult::Status status)
+{
+    switch (status) {
+    case BackupResult::Status::proven:
+        return BackupRecord::Outcome::proven;
+    case BackupResult::Status::cancelled:
+        return BackupRecord::Outcome::cancelled;
+    case BackupResult::Status::refused:
+    case BackupResult::Status::failed:
+        break;
+    }
+    return BackupRecord::Outcome::failed;
+}
 
 } // namespace
 
@@ -64,7 +79,7 @@ void BackupFirst::convert()
         m_copies.clear();
         m_ejectMessage.clear();
         emit stateChanged();
-        m_driver.setVerifiedCopy(QString());
+        m_driver.setBackup(std::nullopt);
         m_driver.start();
         return;
     }
@@ -125,8 +140,14 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     m_backingUp = false;
     m_resultText = resultSentence(result);
     m_copies = result.copies;
-    if (result.isProven())
+    const BackupRecord record{historyOutcome(result.status), result.copies};
+    if (result.isProven()) {
         m_ejectMessage = BackupText::cardMayBeEjected();
+    } else if (const std::optional<QString> failure =
+                   m_driver.recordUnprovenBackup(record, destinations.first())) {
+        m_resultText += QLatin1Char(' ') + LogWriter::writeFailuresSentence({LogWriter::writeFailure(
+                                               ConversionHistoryStore::displayName(), *failure)});
+    }
     emit stateChanged();
     if (!result.isProven())
         co_return;
@@ -148,6 +169,6 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
         co_return;
     if (someChosen && !m_driver.chooseOnlyNamed(chosenNames).isEmpty())
         co_return;
-    m_driver.setVerifiedCopy(copy);
+    m_driver.setBackup(record);
     m_driver.start();
 }

@@ -141,7 +141,8 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     "after an interruption completes it; one that differs is never\n"
                     "overwritten: the backup stops and names it. The card is only read."_s,
                     u"On a terminal a live line shows bytes, speed and time remaining.\n"
-                    "Ctrl-C or SIGTERM stops it without leaving any incomplete file."_s,
+                    "Ctrl-C or SIGTERM stops it without leaving any incomplete file;\n"
+                    "a second Ctrl-C stops at once, after removing the temporary files."_s,
                     u"Put -- before a folder whose name starts with a dash."_s,
                     u"Exit status: 0 when every copy is proven, 1 when a copy does not\n"
                     "match (it is kept for inspection), a file is in the way, a file\n"
@@ -176,9 +177,11 @@ QList<Command> commands(const QString& defaultOutputFolder)
             .paragraphs =
                 {
                     u"List the recent conversions, newest first, as the app's\n"
-                    "history shows them: card, date, output folder and what\n"
-                    "became of its clips (⚠ marks a run that failed or\n"
-                    "excluded clips)."_s,
+                    "history shows them: card, date, output folder, what\n"
+                    "became of its clips and, for a run that began with a\n"
+                    "backup, whether it was proven and where the copies are\n"
+                    "(⚠ marks a run that failed or excluded clips, or whose\n"
+                    "backup was not proven)."_s,
                     u"With --clear, empty the history; with --json, print the\n"
                     "stored history document as it is kept."_s,
                     u"Exit status: 0 when done, 2 on a usage error."_s,

@@ -460,8 +460,8 @@ void ConversionViewModel::start(bool checkFreeSpace)
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
-    if (!m_verifiedCopy.isEmpty())
-        m_conversionReportLines.append(verifiedCopyReportLine(m_verifiedCopy));
+    if (m_backup && !m_backup->copies.isEmpty())
+        m_conversionReportLines.append(verifiedCopyReportLine(m_backup->copies.first()));
     for (const QString& name : std::as_const(m_notChosenNames))
         m_conversionReportLines.append(LogWriter::notChosenReportLine(name));
     m_ffmpegErrorLines.clear();
@@ -821,6 +821,20 @@ QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
                           .arg(plural(summary.notChosen));
 }
 
+QString ConversionViewModel::historyCardName() const
+{
+    return m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
+                           : QStringLiteral("P2 Card");
+}
+
+std::optional<QString> ConversionViewModel::recordUnprovenBackup(const BackupRecord& backup,
+                                                                 const QString& folder)
+{
+    const int chosen = chosenCount();
+    return m_history.record(historyCardName(), folder, 0, 0, 0, m_excludedClipCount, chosen,
+                            movieCount() - chosen, backup);
+}
+
 void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional<RunStop> stop)
 {
     m_elapsedTimer.stop();
@@ -847,12 +861,10 @@ void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional
 
     m_runFolderLock.reset();
 
-    const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
-                                             : QStringLiteral("P2 Card");
     // The movies stay whatever happens to the history; the run says it could not record itself.
-    if (const std::optional<QString> failure =
-            m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
-                             m_excludedClipCount, summary.notStarted, summary.notChosen))
+    if (const std::optional<QString> failure = m_history.record(
+            historyCardName(), outputFolder, summary.converted, summary.failed, summary.skipped,
+            m_excludedClipCount, summary.notStarted, summary.notChosen, m_backup))
         addReportWriteFailures({LogWriter::writeFailure(ConversionHistoryStore::displayName(), *failure)});
 
     if (m_settings.openOutputFolderWhenFinished())

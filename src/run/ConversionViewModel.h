@@ -12,6 +12,7 @@
 #include "run/ConversionSummary.h"
 #include "run/RunFolderLock.h"
 #include "session/DesktopSession.h"
+#include "store/ConversionHistoryStore.h"
 #include "store/Desktop.h"
 
 #include <memory>
@@ -26,7 +27,6 @@
 #include <QTimer>
 #include <QVariant>
 
-class ConversionHistoryStore;
 class RecentFoldersStore;
 class SettingsStore;
 
@@ -186,10 +186,14 @@ public:
     Q_INVOKABLE void start();
     // As `start`, without the free-space check: the user chose to go ahead.
     Q_INVOKABLE void startIgnoringFreeSpace();
-    // The verified backup copy the loaded card was scanned from, which
-    // CONVERSION_REPORT.txt names as the movies' source; empty for a card
-    // converted directly.
-    void setVerifiedCopy(const QString& path) { m_verifiedCopy = path; }
+    // The proven backup the loaded card was scanned from: CONVERSION_REPORT.txt
+    // names its first copy as the movies' source, and the history entry
+    // records it. Nothing for a card converted directly.
+    void setBackup(std::optional<BackupRecord> backup) { m_backup = std::move(backup); }
+    // Records in the history that the loaded card's backup failed or was
+    // cancelled, so nothing was converted; `folder` is where the first copy
+    // was to go. Says why the history could not be saved, if it could not.
+    std::optional<QString> recordUnprovenBackup(const BackupRecord& backup, const QString& folder);
     // The line CONVERSION_REPORT.txt opens with for a run made from a verified copy.
     static QString verifiedCopyReportLine(const QString& path);
     // Asks the running conversion to stop; the batch then ends as usual, with
@@ -256,6 +260,8 @@ public:
     // Ends a run: summary and status, logs, history entry, the optional reveal
     // and, in the background, DEBUG_REPORT.txt.
     void finishBatch(const QString& outputFolder, std::optional<RunStop> stop);
+    // The loaded card's folder name as the history keeps it.
+    QString historyCardName() const;
 
     // Publishes what a scan or re-pairing found.
     void applyScanResults(const P2CardStructure& structure, const P2MetadataParser::PairingResult& pairing);
@@ -388,7 +394,7 @@ private:
     std::optional<QElapsedTimer> m_startClock;
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
-    QString m_verifiedCopy;
+    std::optional<BackupRecord> m_backup;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
     QString m_spaceShortfall;

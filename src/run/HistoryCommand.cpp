@@ -19,12 +19,18 @@ QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& loc
         QStringLiteral("Recent Conversions — %1").arg(HistoryText::batchCount(entries.size()))};
     if (entries.isEmpty())
         blocks.append(HistoryText::emptyText());
-    for (const ConversionHistoryEntry& entry : entries)
-        blocks.append(QStringList{HistoryText::statusMark(entry) + QLatin1Char(' ') +
-                                      DisplayText::escaped(entry.cardName),
-                                  HistoryText::dateText(entry.date, locale),
-                                  DisplayText::escaped(entry.outputFolder), HistoryText::statsLine(entry)}
-                          .join(QLatin1Char('\n')));
+    for (const ConversionHistoryEntry& entry : entries) {
+        QStringList lines{HistoryText::statusMark(entry) + QLatin1Char(' ') +
+                              DisplayText::escaped(entry.cardName),
+                          HistoryText::dateText(entry.date, locale), DisplayText::escaped(entry.outputFolder),
+                          HistoryText::statsLine(entry)};
+        if (entry.backup) {
+            lines.append(HistoryText::backupLine(entry));
+            if (!entry.backup->copies.isEmpty())
+                lines.append(HistoryText::backupCopiesText(entry));
+        }
+        blocks.append(lines.join(QLatin1Char('\n')));
+    }
     return blocks.join(QStringLiteral("\n\n")) + QLatin1Char('\n');
 }
 

@@ -1,5 +1,7 @@
 #include "run/HistoryText.h"
 
+#include "base/DisplayText.h"
+
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -26,8 +28,38 @@ QString statsLine(const ConversionHistoryEntry& entry)
     return parts.join(QStringLiteral(" · "));
 }
 
+QString backupLine(const ConversionHistoryEntry& entry)
+{
+    if (!entry.backup)
+        return QString();
+    switch (entry.backup->outcome) {
+    case BackupRecord::Outcome::proven:
+        break;
+    case BackupRecord::Outcome::failed:
+        return QStringLiteral("Backup failed — nothing was converted");
+    case BackupRecord::Outcome::cancelled:
+        return QStringLiteral("Backup cancelled — nothing was converted");
+    }
+    const qsizetype places = entry.backup->copies.size();
+    return QStringLiteral("Backed up to %1 place%2 and proven")
+        .arg(places)
+        .arg(places == 1 ? QString() : QStringLiteral("s"));
+}
+
+QString backupCopiesText(const ConversionHistoryEntry& entry)
+{
+    if (!entry.backup)
+        return QString();
+    QStringList lines;
+    for (const QString& copy : entry.backup->copies)
+        lines.append(DisplayText::escaped(copy));
+    return lines.join(QLatin1Char('\n'));
+}
+
 bool needsAttention(const ConversionHistoryEntry& entry)
 {
+    if (entry.backup && entry.backup->outcome != BackupRecord::Outcome::proven)
+        return true;
     return entry.failed != 0 || entry.excludedByPairing != 0 || entry.notStarted != 0;
 }
 

@@ -17,8 +17,16 @@ QString batchCount(qsizetype count);
 // always, the others only when not zero.
 QString statsLine(const ConversionHistoryEntry& entry);
 
-// True when a run failed a clip, left one out for want of a verified pairing
-// or ended before it reached one.
+// What became of the card's backup when the run began with one, empty when
+// it did not: "Backed up to 2 places and proven", "Backup failed — nothing
+// was converted", "Backup cancelled — nothing was converted".
+QString backupLine(const ConversionHistoryEntry& entry);
+
+// Where the backup's copies are, one per line, as a reader may safely see them.
+QString backupCopiesText(const ConversionHistoryEntry& entry);
+
+// True when a run's backup was not proven, or it failed a clip, left one out
+// for want of a verified pairing or ended before it reached one.
 bool needsAttention(const ConversionHistoryEntry& entry);
 
 // The run's mark: "⚠" when it needs attention, "✔" for a clean run.

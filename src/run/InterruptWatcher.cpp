@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <QFile>
 #include <unistd.h>
 
 namespace {
@@ -14,10 +13,8 @@ namespace {
 // threads, and whichever comes second sees the other's bit.
 std::atomic<unsigned> receivedSignals{0};
 std::atomic<int> pipeWriteEnd{-1};
-std::atomic<const char*> fileToRemove{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs lock-free atomics");
 static_assert(std::atomic<unsigned>::is_always_lock_free, "the signal handler needs lock-free atomics");
-static_assert(std::atomic<const char*>::is_always_lock_free, "the signal handler needs lock-free atomics");
 
 constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 struct sigaction previousActions[std::size(watchedSignals)];
@@ -32,8 +29,7 @@ extern "C" void onInterrupt(int signal)
     const unsigned before = receivedSignals.fetch_or(bit);
     // A Ctrl-C with another interrupt before or after it.
     if (before != 0 && ((before | bit) & (1u << SIGINT)) != 0) {
-        if (const char* path = fileToRemove.load())
-            unlink(path);
+        UnfinishedFiles::removeAll();
         _exit(InterruptWatcher::interruptedExitStatus);
     }
     const int savedErrno = errno;
@@ -67,17 +63,13 @@ InterruptWatcher::InterruptWatcher(QObject* parent) : QObject(parent)
 
 void InterruptWatcher::setFileToRemoveOnExit(const QString& path)
 {
-    if (path.isEmpty()) {
-        fileToRemove.store(nullptr);
-        return;
-    }
-    m_filesToRemove.append(QFile::encodeName(path));
-    fileToRemove.store(m_filesToRemove.last().constData());
+    m_fileToRemove.reset();
+    if (!path.isEmpty())
+        m_fileToRemove.emplace(path);
 }
 
 InterruptWatcher::~InterruptWatcher()
 {
-    fileToRemove.store(nullptr);
     for (std::size_t i = 0; i < std::size(watchedSignals); ++i)
         sigaction(watchedSignals[i], &previousActions[i], nullptr);
     m_notifier.reset();

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "base/UnfinishedFiles.h"
+
 #include <memory>
-#include <QByteArray>
-#include <QList>
+#include <optional>
 #include <QObject>
 #include <QSocketNotifier>
 
@@ -13,8 +14,8 @@
 // to do inside a signal handler. A Ctrl-C together with any other interrupt,
 // before or after it, ends the process at once
 // with status 130, as a shell expects from a program stopped by Ctrl-C, after
-// removing the file named by `setFileToRemoveOnExit` (the half-written movie
-// of the running clip); SIGTERM and SIGHUP never end it before its reports
+// removing every unfinished file (`UnfinishedFiles`: the half-written movie
+// of the running clip, a backup's temporary copies); SIGTERM and SIGHUP never end it before its reports
 // are written. SIGPIPE is ignored meanwhile, so output to a reader that went
 // away fails instead of ending the process.
 //
@@ -30,8 +31,7 @@ public:
     ~InterruptWatcher() override;
 
     // The file the second interrupt removes before the process ends; an empty
-    // path names none. Kept ready here because the signal handler may only
-    // call unlink on a path it already holds.
+    // path names none.
     void setFileToRemoveOnExit(const QString& path);
 
 signals:
@@ -43,8 +43,6 @@ private:
     void drain();
 
     int m_readEnd = -1;
-    // Every path handed to the handler stays alive as long as the watcher, so
-    // the handler never reads one that is being freed.
-    QList<QByteArray> m_filesToRemove;
+    std::optional<UnfinishedFiles::Entry> m_fileToRemove;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };

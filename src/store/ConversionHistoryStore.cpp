@@ -1,5 +1,6 @@
 #include "store/ConversionHistoryStore.h"
 
+#include <algorithm>
 #include <cmath>
 #include <QDir>
 #include <QJsonArray>
@@ -21,6 +22,16 @@ const QString skippedKey = QStringLiteral("skipped");
 const QString excludedByPairingKey = QStringLiteral("excludedByPairing");
 const QString notStartedKey = QStringLiteral("notStarted");
 const QString notChosenKey = QStringLiteral("notChosen");
+const QString backupKey = QStringLiteral("backup");
+const QString backupCopiesKey = QStringLiteral("backupCopies");
+
+const QString backupOutcomeNames[] = {QStringLiteral("proven"), QStringLiteral("failed"),
+                                      QStringLiteral("cancelled")};
+
+QString folderUrl(const QString& folder)
+{
+    return QUrl::fromLocalFile(folder).toString(QUrl::FullyEncoded);
+}
 
 // Dates are stored as seconds since 2001-01-01 00:00:00 UTC, the reference date
 // of the format's first readers and writers.
@@ -35,7 +46,7 @@ QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
         {dateKey,
          static_cast<double>(entry.date.toMSecsSinceEpoch() - referenceDateMSecsSinceEpoch) / 1000.0},
         {cardNameKey, entry.cardName},
-        {outputFolderKey, QUrl::fromLocalFile(entry.outputFolder).toString(QUrl::FullyEncoded)},
+        {outputFolderKey, folderUrl(entry.outputFolder)},
         {convertedKey, entry.converted},
         {failedKey, entry.failed},
         {skippedKey, entry.skipped},
@@ -45,6 +56,13 @@ QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
         object.insert(notStartedKey, entry.notStarted);
     if (entry.notChosen != 0)
         object.insert(notChosenKey, entry.notChosen);
+    if (entry.backup) {
+        object.insert(backupKey, backupOutcomeNames[static_cast<int>(entry.backup->outcome)]);
+        QJsonArray copies;
+        for (const QString& copy : entry.backup->copies)
+            copies.append(folderUrl(copy));
+        object.insert(backupCopiesKey, copies);
+    }
     return object;
 }
 
@@ -96,6 +114,28 @@ std::optional<qint64> decodeCount(const QJsonValue& value)
     return value.toInteger();
 }
 
+// Absent keys are a run without a backup; present ones must both be whole.
+std::optional<std::optional<BackupRecord>> decodeBackup(const QJsonObject& object)
+{
+    const QJsonValue outcomeValue = object.value(backupKey);
+    const QJsonValue copiesValue = object.value(backupCopiesKey);
+    if (outcomeValue.isUndefined() && copiesValue.isUndefined())
+        return std::optional<BackupRecord>();
+    BackupRecord record;
+    const auto outcome =
+        std::find(std::begin(backupOutcomeNames), std::end(backupOutcomeNames), outcomeValue.toString());
+    if (!outcomeValue.isString() || outcome == std::end(backupOutcomeNames) || !copiesValue.isArray())
+        return std::nullopt;
+    record.outcome = static_cast<BackupRecord::Outcome>(outcome - std::begin(backupOutcomeNames));
+    for (const QJsonValue copy : copiesValue.toArray()) {
+        const auto folder = decodeFolder(copy);
+        if (!folder)
+            return std::nullopt;
+        record.copies.append(*folder);
+    }
+    return std::optional<BackupRecord>(std::move(record));
+}
+
 std::optional<ConversionHistoryEntry> decodeEntry(const QJsonValue& value)
 {
     const QJsonObject object = value.toObject();
@@ -113,11 +153,13 @@ std::optional<ConversionHistoryEntry> decodeEntry(const QJsonValue& value)
     const QJsonValue notChosenValue = object.value(notChosenKey);
     const auto notChosen =
         notChosenValue.isUndefined() ? std::optional<qint64>(0) : decodeCount(notChosenValue);
+    const auto backup = decodeBackup(object);
     if (!value.isObject() || !id || !date || !cardName.isString() || !outputFolder || !converted || !failed ||
-        !skipped || !excludedByPairing || !notStarted || !notChosen)
+        !skipped || !excludedByPairing || !notStarted || !notChosen || !backup)
         return std::nullopt;
     return ConversionHistoryEntry{*id,     *date,    cardName.toString(), *outputFolder, *converted,
-                                  *failed, *skipped, *excludedByPairing,  *notStarted,   *notChosen};
+                                  *failed, *skipped, *excludedByPairing,  *notStarted,   *notChosen,
+                                  *backup};
 }
 
 } // namespace
@@ -137,7 +179,7 @@ void ConversionHistoryStore::load()
 std::optional<QString> ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder,
                                                       qint64 converted, qint64 failed, qint64 skipped,
                                                       qint64 excludedByPairing, qint64 notStarted,
-                                                      qint64 notChosen)
+                                                      qint64 notChosen, std::optional<BackupRecord> backup)
 {
     const ConversionHistoryEntry entry{QUuid::createUuid(),
                                        QDateTime::currentDateTimeUtc(),
@@ -148,7 +190,8 @@ std::optional<QString> ConversionHistoryStore::record(const QString& cardName, c
                                        skipped,
                                        excludedByPairing,
                                        notStarted,
-                                       notChosen};
+                                       notChosen,
+                                       std::move(backup)};
     return m_defaults->exclusively([&] {
         QList<ConversionHistoryEntry> entries = storedEntries().value_or(m_entries);
         entries.prepend(entry);

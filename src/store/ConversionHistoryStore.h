@@ -9,7 +9,27 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
+
+// The backup of the card that a run began with ("Back Up First").
+struct BackupRecord
+{
+    enum class Outcome {
+        // Every copy was read back from disk and matches the card; the movies
+        // were made from the first.
+        proven,
+        // The backup did not complete or a copy did not match; nothing was converted.
+        failed,
+        cancelled,
+    };
+
+    Outcome outcome = Outcome::proven;
+    // Where the copies are (DEST/CARDNAME), local paths in the order chosen.
+    QStringList copies;
+
+    bool operator==(const BackupRecord& other) const = default;
+};
 
 // One finished conversion run.
 struct ConversionHistoryEntry
@@ -26,6 +46,8 @@ struct ConversionHistoryEntry
     qint64 notStarted = 0;
     // Clips the user left out of the run on purpose.
     qint64 notChosen = 0;
+    // The card's backup, when the run began with one.
+    std::optional<BackupRecord> backup;
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };
@@ -55,7 +77,8 @@ public:
     // could not be saved, naming the store; nothing when it was.
     std::optional<QString> record(const QString& cardName, const QString& outputFolder, qint64 converted,
                                   qint64 failed, qint64 skipped, qint64 excludedByPairing,
-                                  qint64 notStarted = 0, qint64 notChosen = 0);
+                                  qint64 notStarted = 0, qint64 notChosen = 0,
+                                  std::optional<BackupRecord> backup = std::nullopt);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
 
@@ -73,7 +96,9 @@ public:
     // "skipped" and "excludedByPairing". Decoding needs all eight in every
     // element, or the whole document is refused. "notStarted" and "notChosen"
     // are written only when not zero, and read as zero when absent, as in runs
-    // recorded before they were kept.
+    // recorded before they were kept. A run that began with a backup also has
+    // "backup" ("proven", "failed" or "cancelled") and "backupCopies" (an
+    // array of file:// URLs); an entry without them had no backup.
     static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
     static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
 

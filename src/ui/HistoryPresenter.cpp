@@ -41,6 +41,10 @@ QVariant HistoryModel::data(const QModelIndex& index, int role) const
     case ToneRole:
         return static_cast<int>(HistoryText::needsAttention(entry) ? Tone::Value::caution
                                                                    : Tone::Value::positive);
+    case BackupLineRole:
+        return HistoryText::backupLine(entry);
+    case BackupCopiesRole:
+        return HistoryText::backupCopiesText(entry);
     default:
         return {};
     }
@@ -56,6 +60,8 @@ QHash<int, QByteArray> HistoryModel::roleNames() const
         {NeedsAttentionRole, "needsAttention"},
         {StatusMarkRole, "statusMark"},
         {ToneRole, "tone"},
+        {BackupLineRole, "backupLine"},
+        {BackupCopiesRole, "backupCopies"},
     };
 }
 

@@ -26,7 +26,9 @@ public:
         StatsLineRole,
         NeedsAttentionRole,
         StatusMarkRole,
-        ToneRole, // a Tone.Value: positive for a clean run, caution otherwise
+        ToneRole,         // a Tone.Value: positive for a clean run, caution otherwise
+        BackupLineRole,   // empty for a run without a backup
+        BackupCopiesRole, // one copy per line
     };
 
     using QAbstractListModel::QAbstractListModel;

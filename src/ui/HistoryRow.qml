@@ -3,7 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Tolvane
 
-// One recorded run: its mark, card, date, output folder and statistics, and "Reveal".
+// One recorded run: its mark, card, date, output folder, statistics and backup, and "Reveal".
 Pane {
     id: row
 
@@ -13,6 +13,8 @@ Pane {
     required property string outputFolder
     required property string statsLine
     required property string statusMark
+    required property string backupLine
+    required property string backupCopies
     required property int tone
     required property bool dark
 
@@ -64,6 +66,22 @@ Pane {
                 text: row.statsLine
                 font.pixelSize: Theme.captionSize
                 opacity: 0.7
+            }
+            Label {
+                objectName: "backupLine"
+                visible: row.backupLine !== ""
+                text: row.backupLine
+                font.pixelSize: Theme.captionSize
+                opacity: 0.7
+            }
+            Label {
+                objectName: "backupCopies"
+                Layout.fillWidth: true
+                visible: row.backupCopies !== ""
+                text: row.backupCopies
+                font.family: Theme.monospaceFamily
+                opacity: 0.7
+                elide: Text.ElideMiddle
             }
         }
         Button {

@@ -5,6 +5,8 @@
 #include "TestFiles.h"
 
 #include <csignal>
+#include <functional>
+#include <optional>
 #include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -63,9 +65,11 @@ private:
         return path;
     }
 
-    // Starts a backup of a card with one large file onto a tmpfs, sends
-    // `signal` once the large file is being written, and checks what is left.
-    void interruptWith(int signal)
+    // Starts a backup of a card with one large file onto a tmpfs, mounted on
+    // `destination` while `disk` lives, and waits until the large file is
+    // being written under its temporary name.
+    void startBackingUpALargeFile(QProcess& backup, const QString& destination,
+                                  std::optional<SmallDisk>& disk)
     {
         const QString card = folder(QStringLiteral("CARD_B"));
         QFile large(card + QStringLiteral("/CONTENTS/VIDEO/0001XY.MXF"));
@@ -75,26 +79,54 @@ private:
         QVERIFY(large.resize(qint64(3) * 1024 * 1024 * 1024));
         large.close();
         writeFile(card + QStringLiteral("/CONTENTS/CLIP/0001XY.XML"), "<clip/>");
-        const QString destination = folder(QStringLiteral("drive"));
-        const SmallDisk disk(destination, QStringLiteral("size=4g"));
-        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
+        disk.emplace(destination, QStringLiteral("size=4g"));
+        QVERIFY2(disk->mounted(), "the tests mount a tmpfs, which needs root");
 
-        QProcess backup;
         backup.start(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("backup"), card, destination});
         QVERIFY(backup.waitForStarted());
-        const QString partial =
-            destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/.0001XY.MXF.tolvane-part");
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partial).size() > 0, 60000);
-        ::kill(pid_t(backup.processId()), signal);
-        QVERIFY(backup.waitForFinished(60000));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partialCopy(destination)).size() > 0, 60000);
+        QCOMPARE(backup.state(), QProcess::Running);
+    }
 
-        QCOMPARE(backup.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(backup.exitCode(), 1);
-        QVERIFY(QString::fromUtf8(backup.readAllStandardError()).contains(BackupText::cancelledSentence()));
-        QVERIFY(!QFileInfo::exists(partial));
+    static QString partialCopy(const QString& destination)
+    {
+        return destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/.0001XY.MXF.tolvane-part");
+    }
+
+    // Neither the large file nor any temporary file is left.
+    static void verifyNothingIncompleteIn(const QString& destination)
+    {
+        QVERIFY(!QFileInfo::exists(partialCopy(destination)));
         QVERIFY(!QFileInfo::exists(destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/0001XY.MXF")));
         for (const QString& left : filesBelow(destination))
             QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
+    }
+
+    // Interrupts a backup once its large file is being written, with
+    // `interrupt` given the process id, and checks the exit status and what is
+    // left. A backup that stops as cancelled says so; one that ends at once
+    // cannot.
+    void interruptWith(const std::function<bool(qint64)>& interrupt, int exitStatus)
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        std::optional<SmallDisk> disk;
+        QProcess backup;
+        startBackingUpALargeFile(backup, destination, disk);
+        if (QTest::currentTestFailed())
+            return;
+        QVERIFY(interrupt(backup.processId()));
+        QVERIFY(backup.waitForFinished(60000));
+
+        QCOMPARE(backup.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(backup.exitCode(), exitStatus);
+        QCOMPARE(QString::fromUtf8(backup.readAllStandardError()).contains(BackupText::cancelledSentence()),
+                 exitStatus == 1);
+        verifyNothingIncompleteIn(destination);
+    }
+
+    static std::function<bool(qint64)> signalling(int signal)
+    {
+        return [signal](qint64 pid) { return ::kill(pid_t(pid), signal) == 0; };
     }
 
 private slots:
@@ -224,8 +256,13 @@ private slots:
                  qPrintable(backup.standardError));
     }
 
-    void ctrlCLeavesNoIncompleteFile() { interruptWith(SIGINT); }
-    void sigtermLeavesNoIncompleteFile() { interruptWith(SIGTERM); }
+    void ctrlCLeavesNoIncompleteFile() { interruptWith(signalling(SIGINT), 1); }
+    void sigtermLeavesNoIncompleteFile() { interruptWith(signalling(SIGTERM), 1); }
+    // A hang-up and a Ctrl-C together end the process inside the handler.
+    void aSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile()
+    {
+        interruptWith(sendTwoInterruptsTogether, 130);
+    }
 };
 
 QTEST_GUILESS_MAIN(CliBackupTest)

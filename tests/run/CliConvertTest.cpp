@@ -101,14 +101,6 @@ QList<pid_t> processesNaming(const QString& text)
     return pids;
 }
 
-bool isStopped(pid_t pid)
-{
-    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    // The state follows the command name, which is in parentheses.
-    const qsizetype end = stat.lastIndexOf(')');
-    return end >= 0 && stat.mid(end + 2, 1) == "T";
-}
-
 } // namespace
 
 class CliConvertTest : public QObject
@@ -618,16 +610,8 @@ private slots:
         QProcess cli;
         startConvertingTheLongCard(cli, output);
         QCOMPARE(cli.state(), QProcess::Running);
-        // Both arrive while the program is stopped, so neither is handled before the other
-        // is there: a hang-up, then the Ctrl-C that ends at once (two pending SIGINTs would
-        // merge into one; the hang-up, numbered lower, is delivered first).
-        const auto pid = static_cast<pid_t>(cli.processId());
-        QCOMPARE(::kill(pid, SIGSTOP), 0);
-        while (!isStopped(pid))
-            QTest::qWait(10);
-        QCOMPARE(::kill(pid, SIGHUP), 0);
-        QCOMPARE(::kill(pid, SIGINT), 0);
-        QCOMPARE(::kill(pid, SIGCONT), 0);
+        // Both arrive before the first is handled.
+        QVERIFY(sendTwoInterruptsTogether(cli.processId()));
         QVERIFY(cli.waitForFinished(300000));
         QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
         QCOMPARE(cli.exitCode(), 130);

@@ -131,6 +131,57 @@ private slots:
                                 "0 converted · 3 skipped\n"));
     }
 
+    void aRunsBackupReadsAfterItsCountsWithEveryCopy()
+    {
+        ConversionHistoryEntry proven = entry(QStringLiteral("CARD B"), 4, 0, 0, 0);
+        proven.backup =
+            BackupRecord{BackupRecord::Outcome::proven,
+                         {QStringLiteral("/media/A/CARD B"), QStringLiteral("/media/B\n/CARD B")}};
+        ConversionHistoryEntry failed = entry(QStringLiteral("CARD A"), 0, 0, 0, 0);
+        failed.outputFolder = QStringLiteral("/media/A");
+        failed.notStarted = 3;
+        failed.backup = BackupRecord{BackupRecord::Outcome::failed, {QStringLiteral("/media/A/CARD A")}};
+        ConversionHistoryEntry cancelled = entry(QStringLiteral("CARD C"), 0, 0, 0, 0);
+        cancelled.backup = BackupRecord{BackupRecord::Outcome::cancelled, {}};
+        QCOMPARE(HistoryCommand::listing({proven, failed, cancelled}, english),
+                 QStringLiteral("Recent Conversions — 3 batches\n"
+                                "\n"
+                                "✔ CARD B\n"
+                                "Jul 1, 2026, 3:00 PM\n"
+                                "/Movies/Tolvane/07-01-2026\n"
+                                "4 converted\n"
+                                "Backed up to 2 places and proven\n"
+                                "/media/A/CARD B\n"
+                                "/media/B\\n/CARD B\n"
+                                "\n"
+                                "⚠ CARD A\n"
+                                "Jul 1, 2026, 3:00 PM\n"
+                                "/media/A\n"
+                                "0 converted · 3 not started\n"
+                                "Backup failed — nothing was converted\n"
+                                "/media/A/CARD A\n"
+                                "\n"
+                                "⚠ CARD C\n"
+                                "Jul 1, 2026, 3:00 PM\n"
+                                "/Movies/Tolvane/07-01-2026\n"
+                                "0 converted\n"
+                                "Backup cancelled — nothing was converted\n"));
+    }
+
+    void aBackupThatWasNotProvenNeedsAttentionWhateverTheCounts()
+    {
+        ConversionHistoryEntry run = entry(QStringLiteral("A"), 0, 0, 0, 0);
+        QVERIFY(!HistoryText::needsAttention(run));
+        QCOMPARE(HistoryText::backupLine(run), QString());
+        run.backup = BackupRecord{BackupRecord::Outcome::proven, {QStringLiteral("/a/A")}};
+        QVERIFY(!HistoryText::needsAttention(run));
+        QCOMPARE(HistoryText::backupLine(run), QStringLiteral("Backed up to 1 place and proven"));
+        run.backup->outcome = BackupRecord::Outcome::failed;
+        QVERIFY(HistoryText::needsAttention(run));
+        run.backup->outcome = BackupRecord::Outcome::cancelled;
+        QCOMPARE(HistoryText::statusMark(run), QStringLiteral("⚠"));
+    }
+
     void jsonPrintsTheStoredDocumentAsKept()
     {
         const auto defaults = std::make_shared<MemoryKeyValueStore>();

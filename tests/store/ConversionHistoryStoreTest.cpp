@@ -151,6 +151,50 @@ private slots:
         QCOMPARE(second.outputFolder, QStringLiteral("/media/Out Drive/03-14-2025-2"));
         QCOMPARE(second.converted, 12);
         QCOMPARE(*history.mostRecent(), first);
+        // Runs recorded before backups were kept read as runs without one.
+        QVERIFY(!first.backup);
+        QVERIFY(!second.backup);
+    }
+
+    void aRunsBackupIsStoredWithItsOutcomeAndCopies()
+    {
+        const auto defaults = std::make_shared<LoggingKeyValueStore>();
+        ConversionHistoryStore history(defaults);
+        const QString first = QString::fromUtf8("/media/Drive é/#1 \"$x\"; -copies/CARD_A");
+        const QString second = QStringLiteral("/media/Second/CARD_A");
+        history.record(QStringLiteral("CARD_A"), QStringLiteral("/out/run"), 3, 0, 0, 0, 0, 0,
+                       BackupRecord{BackupRecord::Outcome::proven, {first, second}});
+        history.record(QStringLiteral("CARD_B"), QStringLiteral("/media/Second"), 0, 0, 0, 0, 2, 0,
+                       BackupRecord{BackupRecord::Outcome::failed, {QStringLiteral("/media/Second/CARD_B")}});
+        history.record(QStringLiteral("CARD_C"), QStringLiteral("/media/Second"), 0, 0, 0, 0, 2, 0,
+                       BackupRecord{BackupRecord::Outcome::cancelled, {}});
+        history.record(QStringLiteral("CARD_D"), QStringLiteral("/out/run-2"), 1, 0, 0, 0);
+
+        const QByteArray stored = *defaults->bytesValue(historyKey);
+        const QJsonArray array = QJsonDocument::fromJson(stored).array();
+        QCOMPARE(array.size(), 4);
+        const QJsonObject proven = array.at(3).toObject();
+        QCOMPARE(proven.value("backup").toString(), QStringLiteral("proven"));
+        const QJsonArray copies = proven.value("backupCopies").toArray();
+        QCOMPARE(copies.size(), 2);
+        QVERIFY2(copies.at(0).toString().startsWith(QStringLiteral("file:///media/Drive%20%C3%A9/%231%20")),
+                 qPrintable(copies.at(0).toString()));
+        QCOMPARE(QUrl(copies.at(0).toString()).toLocalFile(), first);
+        QCOMPARE(QUrl(copies.at(1).toString()).toLocalFile(), second);
+        QCOMPARE(array.at(2).toObject().value("backup").toString(), QStringLiteral("failed"));
+        QCOMPARE(array.at(1).toObject().value("backup").toString(), QStringLiteral("cancelled"));
+        QCOMPARE(array.at(1).toObject().value("backupCopies").toArray(), QJsonArray());
+        // A run without a backup stores the keys it always did.
+        QVERIFY(!array.at(0).toObject().contains("backup"));
+        QVERIFY(!array.at(0).toObject().contains("backupCopies"));
+
+        const ConversionHistoryStore reloaded(defaults);
+        QCOMPARE(reloaded.entries(), history.entries());
+        QCOMPARE(reloaded.entries().at(3).backup,
+                 std::optional(BackupRecord{BackupRecord::Outcome::proven, {first, second}}));
+        QCOMPARE(reloaded.entries().at(2).backup->outcome, BackupRecord::Outcome::failed);
+        QCOMPARE(reloaded.entries().at(1).backup->outcome, BackupRecord::Outcome::cancelled);
+        QVERIFY(!reloaded.entries().at(0).backup);
     }
 
     void aFolderWrittenWithExtraLeadingSlashesIsTheSameFolder_data()
@@ -273,6 +317,16 @@ private slots:
         QTest::newRow("fractional count") << withChange("converted", 1.5);
         QTest::newRow("count as text") << withChange("failed", "1");
         QTest::newRow("null count") << withChange("skipped", QJsonValue::Null);
+        QTest::newRow("unknown backup outcome") << withChange("backup", "maybe");
+        QTest::newRow("backup without copies") << withChange("backup", "proven");
+        QTest::newRow("copies without a backup")
+            << withChange("backupCopies", QJsonArray{"file:///media/a/C"});
+        QTest::newRow("backup copy as plain path") << [&] {
+            QJsonObject broken = validElement(1);
+            broken.insert("backup", "proven");
+            broken.insert("backupCopies", QJsonArray{"file:///media/a/C", "/media/b/C"});
+            return documentOf({validElement(0), broken});
+        }();
     }
 
     void anUndecodableDocumentLoadsEmptyAndTheNextRecordingReplacesIt()

@@ -1,6 +1,9 @@
 #include "CommandRun.h"
 
+#include <csignal>
+#include <QFile>
 #include <QProcess>
+#include <QThread>
 
 CommandRun runCommand(const QString& program, const QStringList& arguments, const QString& workingDirectory,
                       const QProcessEnvironment& environment)
@@ -29,4 +32,34 @@ char* toString(const CommandRun& run)
                        .arg(run.standardOutput, run.standardError)
                        .toUtf8()
                        .constData());
+}
+
+namespace {
+
+bool isStopped(pid_t pid)
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray stat = file.readAll();
+    // The state follows the command name, which is in parentheses.
+    const qsizetype end = stat.lastIndexOf(')');
+    return end >= 0 && stat.mid(end + 2, 1) == "T";
+}
+
+} // namespace
+
+bool sendTwoInterruptsTogether(qint64 pid)
+{
+    if (pid <= 0)
+        return false;
+    const auto process = static_cast<pid_t>(pid);
+    if (::kill(process, SIGSTOP) != 0)
+        return false;
+    for (int wait = 0; !isStopped(process); ++wait) {
+        if (wait == 3000)
+            return false;
+        QThread::msleep(10);
+    }
+    return ::kill(process, SIGHUP) == 0 && ::kill(process, SIGINT) == 0 && ::kill(process, SIGCONT) == 0;
 }

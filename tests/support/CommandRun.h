@@ -23,5 +23,11 @@ CommandRun runCommand(const QString& program, const QStringList& arguments,
                       const QString& workingDirectory = QString(),
                       const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
+// Sends a program run by a test two interrupts that arrive together: a
+// hang-up, then the Ctrl-C that ends it at once. It is stopped while both are
+// sent (two pending SIGINTs would merge into one; the hang-up, numbered lower,
+// is delivered first). `pid` must be a child of the test that still runs.
+bool sendTwoInterruptsTogether(qint64 pid);
+
 // `text` as one word for /bin/sh: inside single quotes everything is literal.
 QString shellQuoted(const QString& text);

@@ -1,7 +1,8 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
 // ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup]. Run by
 // scripts/screenshots; with --clip-list only the clip list's own pictures are
-// rendered, with --backup only the "Back Up First" option and a backed-up run's summary.
+// rendered, with --backup only the "Back Up First" option, a backed-up run's
+// summary and the history of a backed-up run and a failed backup.
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "ToolFolder.h"
@@ -214,6 +215,17 @@ int main(int argc, char* argv[])
                    return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1;
                });
         shot = shot && shooter.shoot(QStringLiteral("18-finished-backed-up"));
+        // A drive that went away: the backup fails, and the history shows both runs.
+        backup.setDestination(1, QString());
+        backup.setDestination(0, drives + QStringLiteral("/Shuttle C"));
+        driver->scan(verified);
+        shot = shot && waitFor(phaseIs(Phase::scanned));
+        BackupFirst* const backupFirst = fixture.session.context->backupFirst();
+        backupFirst->convert();
+        shot = shot && waitFor([backupFirst] { return !backupFirst->isBackingUp(); });
+        QObject* const sheets = fixture.find(QStringLiteral("sheetHost"));
+        shot = shot && sheets && QMetaObject::invokeMethod(sheets, "openHistory") &&
+               shooter.shoot(QStringLiteral("19-sheet-history-backups"));
         FFmpegService::setToolDirectoriesForTesting({});
         return shot ? 0 : 1;
     }

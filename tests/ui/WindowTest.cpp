@@ -1,3 +1,4 @@
+#include "backup/BackupText.h"
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "store/QSettingsKeyValueStore.h"
@@ -8,6 +9,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QMimeData>
 #include <QQmlListReference>
@@ -349,6 +351,158 @@ private slots:
         // A failure opens the details by itself, with the errors log among the links.
         QVERIFY(fixture.find(QStringLiteral("summaryAdvancedDetails"))->property("expanded").toBool());
         QVERIFY(QTest::qWaitFor([&] { return shown(fixture, QStringLiteral("logLink_FFMPEG_ERRORS.txt")); }));
+    }
+
+    // A card of two clips, the second long enough that its conversion is surely
+    // seen, and a large file beside CONTENTS, so the backup is seen copying.
+    QString writeBackupCard(const QString& name)
+    {
+        SyntheticCard::CardSpec plan;
+        SyntheticCard::ClipSpec longClip = SyntheticCard::clip(2, 1);
+        longClip.frames = 450;
+        plan.clips = {SyntheticCard::clip(1, 1), longClip};
+        const QString card = SyntheticCard::write(plan, work_->filePath(name)).rootPath;
+        QDir(card).mkpath(QStringLiteral("PRIVATE"));
+        QFile large(card + QStringLiteral("/PRIVATE/PROXY.BIN"));
+        // Sparse: reads at memory speed, and is still written out in full to the copy.
+        if (!large.open(QIODevice::WriteOnly) || !large.resize(qint64(384) * 1024 * 1024))
+            return QString();
+        return card;
+    }
+
+    // How many files a folder holds, at any depth, and their bytes.
+    static std::pair<int, qint64> filesAndBytesBelow(const QString& folder)
+    {
+        std::pair<int, qint64> total;
+        QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            ++total.first;
+            total.second += QFileInfo(it.next()).size();
+        }
+        return total;
+    }
+
+    QStringList runFolders() const
+    {
+        return QDir(work_->filePath(QStringLiteral("movies")))
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    }
+
+    // Opens the window on `card`, ticks "Back Up First" and chooses
+    // `destination` as its only destination.
+    void openWithBackUpFirst(MainWindowFixture& fixture, const QString& card, const QString& destination)
+    {
+        openWindow(fixture);
+        fixture.session.context->driver()->scan(card);
+        QVERIFY(waitForPhase(fixture, Phase::scanned));
+        click(fixture, QStringLiteral("backUpFirstCheck"));
+        QVERIFY(fixture.session.context->backupSettings()->backUpFirst());
+        fixture.session.desktop->folderAnswers = {destination};
+        click(fixture, QStringLiteral("chooseBackupDestination0"));
+        QTRY_COMPARE(text(fixture, QStringLiteral("backupDestination0")), destination);
+    }
+
+    void backUpFirstCopiesProvesAndConvertsFromTheCopy()
+    {
+        const QString card = writeBackupCard(awkwardName(QStringLiteral(" backed up card")));
+        QVERIFY(!card.isEmpty());
+        const QString cardName = QFileInfo(card).fileName();
+        const QString destination = work_->filePath(awkwardName(QStringLiteral(" drive")));
+        QVERIFY(QDir().mkpath(destination));
+        MainWindowFixture fixture;
+        openWithBackUpFirst(fixture, card, destination);
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+
+        // What the window shows of the backup as it goes, and at the moment it is proven.
+        QStringList progressLines;
+        connect(backup, &BackupFirst::progressLineChanged, this, [&] {
+            if (shown(fixture, QStringLiteral("backupProgressLine")))
+                progressLines.append(text(fixture, QStringLiteral("backupProgressLine")));
+        });
+        click(fixture, QStringLiteral("convertButton"));
+        QVERIFY(backup->isBackingUp());
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return driver->phase() == Phase::converting && shown(fixture, QStringLiteral("ejectMessage"));
+            },
+            workTimeoutMs));
+        QCOMPARE(text(fixture, QStringLiteral("ejectMessage")),
+                 QStringLiteral("The backup is proven: the card may be ejected."));
+        QVERIFY(waitForRunWritten(fixture, 1));
+
+        const auto [cardFiles, cardBytes] = filesAndBytesBelow(card);
+        const QString copying = QStringLiteral("Backing up · ");
+        const QString ofTheCard = QStringLiteral(" of %1 · ").arg(BackupText::size(cardBytes));
+        QVERIFY2(std::any_of(progressLines.cbegin(), progressLines.cend(),
+                             [&](const QString& line) {
+                                 return line.startsWith(copying) && line.contains(ofTheCard) &&
+                                        !line.startsWith(copying + BackupText::size(0));
+                             }),
+                 qPrintable(progressLines.join(QLatin1Char('\n'))));
+
+        // The movies came from the copy, as the summary and the report say.
+        const QString copy = destination + QLatin1Char('/') + cardName;
+        QCOMPARE(driver->cardStructure()->rootURL, copy);
+        QCOMPARE(text(fixture, QStringLiteral("summaryDetail")), QStringLiteral("2 clips converted"));
+        QCOMPARE(text(fixture, QStringLiteral("summaryBackupLine")),
+                 QStringLiteral(
+                     "Backed up %1 files (%2) to 1 place; every copy was read back and matches the card.")
+                     .arg(cardFiles)
+                     .arg(BackupText::size(cardBytes)));
+        QVERIFY(shown(fixture, QStringLiteral("summaryBackupLine")));
+        QCOMPARE(text(fixture, QStringLiteral("summaryBackupCopies")), copy);
+        const QString report = QString::fromUtf8(
+            readFile(QDir(*driver->outputFolderURL()).filePath(QStringLiteral("CONVERSION_REPORT.txt"))));
+        QVERIFY2(
+            report.contains(QStringLiteral("The movies were made from the verified backup copy at %1, not "
+                                           "from the card.")
+                                .arg(copy)),
+            qPrintable(report));
+
+        // The history's row for the run names the backup and its copy.
+        const HistoryModel* const rows = fixture.session.context->historyPresenter()->entries();
+        QCOMPARE(rows->rowCount(), 1);
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::BackupLineRole).toString(),
+                 QStringLiteral("Backed up to 1 place and proven"));
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::BackupCopiesRole).toString(), copy);
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::StatsLineRole).toString(),
+                 QStringLiteral("2 converted"));
+    }
+
+    void aBackupToAFullDriveSaysSoAndConvertsNothing()
+    {
+        const QString destination = work_->filePath(QStringLiteral("full drive"));
+        const SmallDisk disk(destination, QStringLiteral("size=256k"));
+        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
+        MainWindowFixture fixture;
+        openWithBackUpFirst(fixture, card_, destination);
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+        const QStringList runsBefore = runFolders();
+        click(fixture, QStringLiteral("convertButton"));
+        QVERIFY(QTest::qWaitFor([&] { return !backup->isBackingUp(); }, workTimeoutMs));
+
+        QCOMPARE(driver->phase(), Phase::scanned);
+        QTRY_VERIFY(shown(fixture, QStringLiteral("backupResultLine")));
+        const QString result = text(fixture, QStringLiteral("backupResultLine"));
+        QVERIFY2(result.startsWith(
+                     QStringLiteral("Not enough free space on “%1”: the backup needs ").arg(destination)),
+                 qPrintable(result));
+        QVERIFY2(result.endsWith(
+                     QStringLiteral(" is free. The backup failed; the card is the only complete copy.")),
+                 qPrintable(result));
+        QVERIFY(!shown(fixture, QStringLiteral("ejectMessage")));
+        QCOMPARE(runFolders(), runsBefore);
+        QCOMPARE(QDir(destination).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+
+        const HistoryModel* const rows = fixture.session.context->historyPresenter()->entries();
+        QCOMPARE(rows->rowCount(), 1);
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::BackupLineRole).toString(),
+                 QStringLiteral("Backup failed — nothing was converted"));
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::StatsLineRole).toString(),
+                 QStringLiteral("0 converted · 2 not started"));
+        QCOMPARE(rows->data(rows->index(0), HistoryModel::StatusMarkRole).toString(), QStringLiteral("⚠"));
     }
 
     void dropsScanTheFirstLocalFolderOnly()

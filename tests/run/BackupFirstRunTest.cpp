@@ -1,0 +1,147 @@
+#include "backup/BackupText.h"
+#include "DriverSession.h"
+#include "run/BackupFirst.h"
+#include "run/LogWriter.h"
+#include "store/BackupSettings.h"
+#include "store/MemoryKeyValueStore.h"
+#include "SyntheticCard.h"
+#include "TestFiles.h"
+#include "ToolFolder.h"
+
+#include <QDirIterator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Phase = ConversionViewModel::Phase;
+
+namespace {
+
+constexpr int workTimeoutMs = 300000;
+
+} // namespace
+
+// Convert with "Back Up First" on a real card and real tools: what the run's
+// history entry says of the backup, proven or not.
+class BackupFirstRunTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ToolFolder> m_tools;
+    QTemporaryDir m_work;
+    QString m_card;
+    QString m_cardName;
+    QString m_output;
+    int m_caseNumber = 0;
+    QString m_case;
+    DriverSession m_session;
+    std::unique_ptr<BackupSettings> m_backupSettings;
+
+    QString folder(const QString& name)
+    {
+        const QString path = m_case + QLatin1Char('/') + name;
+        QDir().mkpath(path);
+        return path;
+    }
+
+    bool scanCard()
+    {
+        m_session.driver->scan(m_card);
+        return QTest::qWaitFor([this] { return m_session.driver->phase() != Phase::scanning; },
+                               workTimeoutMs) &&
+               m_session.driver->phase() == Phase::scanned;
+    }
+
+    void backUpFirstTo(const QString& destination)
+    {
+        m_backupSettings->setBackUpFirst(true);
+        m_backupSettings->setDestination(0, destination);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_tools = std::make_unique<ToolFolder>();
+        TOLVANE_REQUIRE_REAL_TOOLS(*m_tools);
+        m_cardName = awkwardName(QStringLiteral(" card"));
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)};
+        m_card = SyntheticCard::write(plan, m_work.filePath(m_cardName)).rootPath;
+    }
+
+    void cleanupTestCase() { m_tools.reset(); }
+
+    void init()
+    {
+        m_case = m_work.filePath(QStringLiteral("case %1").arg(++m_caseNumber));
+        m_session.open();
+        m_output = folder(QStringLiteral("movies"));
+        m_session.settings->setOutputFolderPath(m_output);
+        m_backupSettings = std::make_unique<BackupSettings>(std::make_shared<MemoryKeyValueStore>());
+    }
+
+    void cleanup()
+    {
+        m_backupSettings.reset();
+        m_session.close();
+    }
+
+    void aProvenBackupIsRecordedWithTheRunItMade()
+    {
+        const QString destination = folder(awkwardName(QStringLiteral(" drive")));
+        backUpFirstTo(destination);
+        QVERIFY(scanCard());
+        BackupFirst backup(*m_backupSettings, *m_session.driver);
+        backup.convert();
+        QVERIFY(backup.isBackingUp());
+        QVERIFY(QTest::qWaitFor([&] { return m_session.driver->phase() == Phase::finished; }, workTimeoutMs));
+
+        const QString copy = destination + QLatin1Char('/') + m_cardName;
+        QCOMPARE(backup.copies(), QStringList{copy});
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.cardName, m_cardName);
+        QCOMPARE(entry.converted, 2);
+        QVERIFY2(entry.outputFolder.startsWith(m_output + QLatin1Char('/')), qPrintable(entry.outputFolder));
+        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::proven, {copy}}));
+        const QString report = QString::fromUtf8(
+            readFile(QDir(entry.outputFolder).filePath(LogWriter::conversionReportFilename)));
+        QVERIFY2(report.contains(
+                     QStringLiteral(
+                         "] The movies were made from the verified backup copy at %1, not from the card.\n")
+                         .arg(copy)),
+                 qPrintable(report));
+    }
+
+    void aBackupWithoutRoomIsRecordedAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("full drive"));
+        const SmallDisk disk(destination, QStringLiteral("size=64k"));
+        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
+        backUpFirstTo(destination);
+        QVERIFY(scanCard());
+        BackupFirst backup(*m_backupSettings, *m_session.driver);
+        backup.convert();
+        QVERIFY(QTest::qWaitFor([&] { return !backup.isBackingUp(); }, workTimeoutMs));
+
+        QVERIFY2(
+            backup.resultText().startsWith(QStringLiteral("Not enough free space on “%1”").arg(destination)),
+            qPrintable(backup.resultText()));
+        QVERIFY2(backup.resultText().endsWith(BackupText::failedSentence(0)),
+                 qPrintable(backup.resultText()));
+        QCOMPARE(backup.ejectMessage(), QString());
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.cardName, m_cardName);
+        QCOMPARE(entry.outputFolder, destination);
+        QCOMPARE(entry.converted, 0);
+        QCOMPARE(entry.notStarted, 2);
+        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::failed,
+                                                          {destination + QLatin1Char('/') + m_cardName}}));
+    }
+};
+
+QTEST_GUILESS_MAIN(BackupFirstRunTest)
+#include "BackupFirstRunTest.moc"
