@@ -84,6 +84,14 @@ struct ProcessRunner::Channel
     // Null until the child's process exists and once the runner is gone.
     QProcess* process = nullptr;
 
+    // Output read from the child and not yet taken by the runner, per stream,
+    // and whether a delivery of it is on its way. One delivery carries all
+    // that gathered meanwhile, so a runner thread kept busy finds one piece
+    // waiting instead of a queue that grows with every read.
+    QByteArray unread[2];
+    bool skipped[2] = {};
+    bool deliveryPosted[2] = {};
+
     // Touched on the runner's thread only: how the child ended, once it has,
     // and the coroutine waiting for that.
     std::optional<Ending> ending;
@@ -96,6 +104,36 @@ struct ProcessRunner::Channel
         if (receiver)
             QMetaObject::invokeMethod(receiver, std::move(call), Qt::QueuedConnection);
     }
+
+    // On the child's thread: keeps `bytes` for the runner and has `deliver`
+    // run there unless a delivery is already on its way. A runner that falls
+    // more than `maxUnreadBytes` behind a flooding tool loses the oldest whole
+    // lines rather than memory without bound: every reader of a stream wants
+    // its latest lines (the last progress, the last error).
+    template <typename Call> void keep(int stream, const QByteArray& bytes, Call deliver)
+    {
+        const std::lock_guard lock(mutex);
+        QByteArray& held = unread[stream];
+        held += bytes;
+        if (held.size() > maxUnreadBytes) {
+            const qsizetype cut = held.size() - maxUnreadBytes / 2;
+            const qsizetype lineStart = held.indexOf('\n', cut);
+            held.remove(0, lineStart < 0 ? cut : lineStart + 1);
+            skipped[stream] = true;
+        }
+        if (receiver && !std::exchange(deliveryPosted[stream], true))
+            QMetaObject::invokeMethod(receiver, std::move(deliver), Qt::QueuedConnection);
+    }
+
+    // On the runner's thread: what `keep` gathered, and whether lines were lost before it.
+    std::pair<QByteArray, bool> take(int stream)
+    {
+        const std::lock_guard lock(mutex);
+        deliveryPosted[stream] = false;
+        return {std::exchange(unread[stream], {}), std::exchange(skipped[stream], false)};
+    }
+
+    static constexpr qsizetype maxUnreadBytes = 1024 * 1024;
 
     // Runs `call` with the process on its thread; nothing before it exists.
     template <typename Call> void toProcess(Call call)
@@ -231,7 +269,13 @@ QCoro::Task<ProcessResult> ProcessRunner::run()
         QObject::connect(process, signal, process, [this, channel, process, i] {
             const QByteArray bytes =
                 i == 0 ? process->readAllStandardOutput() : process->readAllStandardError();
-            channel->toRunner([this, i, bytes] { receive(i, bytes); });
+            channel->keep(i, bytes, [this, channel, i] {
+                const auto [unread, skipped] = channel->take(i);
+                // The line begun before the gap never ends: it is dropped, not joined to a later one.
+                if (skipped)
+                    splitters_[i] = LineSplitter();
+                receive(i, unread);
+            });
         });
     }
     const bool handled[2] = {bool(handlers_[0]), bool(handlers_[1])};

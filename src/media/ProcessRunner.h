@@ -81,6 +81,9 @@ public:
     // still running after ToolLimits' query limit is ended.
     static QCoro::Task<ProcessResult> query(QString program, QStringList arguments, Stream stream);
 
+    // `handler` receives the stream's lines on this thread, in order. While
+    // this thread is kept busy and a tool floods the stream, the oldest unseen
+    // whole lines beyond a megabyte are skipped, so memory stays bounded.
     void setLinesHandler(Stream stream, LinesHandler handler);
     // Ends the child once it has run this long (none when zero or less).
     void setTimeLimit(std::chrono::milliseconds limit);
