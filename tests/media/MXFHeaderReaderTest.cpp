@@ -126,15 +126,117 @@ private slots:
         QCOMPARE(facts->timecodeRate, std::nullopt);
     }
 
-    void durationIsTheLongestTrackToTheMicrosecond()
+    void durationIsTheFilesOwnTrackToTheMicrosecond()
     {
-        Plan plan = videoPlan();
-        // 3 frames at 29.97 are 0.1001 s; 4805 samples at 48 kHz are 0.1001041… s.
-        plan.tracks.append(soundTrack(48000, 4805));
+        Plan plan;
+        plan.umid = umid(1);
+        // 4805 samples at 48 kHz are 0.1001041… s.
+        plan.tracks = {timecodeTrack(0, 30, false), soundTrack(48000, 4805)};
         plan.samplingRate = 48000;
         const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
         QVERIFY(facts);
         QCOMPARE(facts->durationSeconds, 0.100104);
+    }
+
+    // A camera's material package lists the clip's every track; the sound
+    // tracks of the sibling files may run frames past the picture or stop short.
+    void siblingTracksNeverGiveTheDuration_data()
+    {
+        QTest::addColumn<qint64>("siblingSamples");
+        QTest::newRow("sound two frames longer") << qint64(8008);
+        QTest::newRow("sound a frame shorter") << qint64(3203);
+        QTest::newRow("sound as long") << qint64(4805);
+    }
+
+    void siblingTracksNeverGiveTheDuration()
+    {
+        QFETCH(qint64, siblingSamples);
+        Plan plan = videoPlan();
+        for (int i = 0; i < 4; ++i) {
+            Track sound = soundTrack(48000, siblingSamples);
+            sound.sibling = true;
+            plan.tracks.append(sound);
+        }
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->durationSeconds, 0.1001);
+    }
+
+    void withoutItsOwnMaterialTrackTheFilePackagesTrackCounts()
+    {
+        Plan plan = videoPlan();
+        plan.tracks[1].sibling = true;
+        plan.tracks[1].duration = 9;
+        Track own;
+        own.duration = 2;
+        plan.fileTracks = {timecodeTrack(0, 30, false), own};
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->durationSeconds, 0.066733);
+    }
+
+    void anUncertainOwnTrackCannotTell_data()
+    {
+        QTest::addColumn<QList<Track>>("tracks");
+        QTest::addColumn<QList<Track>>("fileTracks");
+        Track sibling;
+        sibling.sibling = true;
+        QTest::newRow("two own tracks") << QList<Track>{Track{}, Track{}} << QList<Track>{};
+        QTest::newRow("siblings only, no file track") << QList<Track>{sibling} << QList<Track>{};
+        QTest::newRow("siblings only, two file tracks")
+            << QList<Track>{sibling} << QList<Track>{Track{}, Track{}};
+    }
+
+    void anUncertainOwnTrackCannotTell()
+    {
+        QFETCH(QList<Track>, tracks);
+        QFETCH(QList<Track>, fileTracks);
+        Plan plan = videoPlan();
+        plan.tracks = tracks;
+        plan.fileTracks = fileTracks;
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->materialPackageUMID, umidText);
+        QCOMPARE(facts->durationSeconds, std::nullopt);
+    }
+
+    void pictureIsReadFromTheDescriptor_data()
+    {
+        QTest::addColumn<QList<Item>>("descriptor");
+        QTest::addColumn<std::optional<MXFPictureFacts>>("expected");
+        const auto layout = [](int value) { return number(0x320C, static_cast<quint64>(value), 1); };
+        const auto displayHeight = [](int value) { return number(0x3208, static_cast<quint64>(value), 4); };
+        const auto storedHeight = [](int value) { return number(0x3202, static_cast<quint64>(value), 4); };
+        using Facts = std::optional<MXFPictureFacts>;
+        QTest::newRow("separate fields") << QList<Item>{storedHeight(544), displayHeight(540), layout(1)}
+                                         << Facts(MXFPictureFacts{1080, true});
+        QTest::newRow("full frame") << QList<Item>{displayHeight(720), layout(0)}
+                                    << Facts(MXFPictureFacts{720, false});
+        QTest::newRow("mixed fields")
+            << QList<Item>{storedHeight(576), layout(3)} << Facts(MXFPictureFacts{576, true});
+        QTest::newRow("segmented frame")
+            << QList<Item>{displayHeight(540), layout(4)} << Facts(MXFPictureFacts{1080, false});
+        QTest::newRow("one field") << QList<Item>{displayHeight(240), layout(2)} << Facts();
+        QTest::newRow("no layout") << QList<Item>{displayHeight(1080)} << Facts();
+        QTest::newRow("no height") << QList<Item>{layout(0)} << Facts();
+        QTest::newRow("colour stated")
+            << QList<Item>{displayHeight(1080),
+                           layout(0),
+                           {0x321A, QByteArray::fromHex("060e2b34040101010401010102020000")}}
+            << Facts();
+        QTest::newRow("no descriptor") << QList<Item>{} << Facts();
+    }
+
+    void pictureIsReadFromTheDescriptor()
+    {
+        QFETCH(QList<Item>, descriptor);
+        QFETCH(std::optional<MXFPictureFacts>, expected);
+        Plan plan = videoPlan();
+        plan.pictureDescriptor = descriptor;
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->picture, expected);
+        QCOMPARE(facts->durationSeconds, 0.1001);
     }
 
     void doubtfulDurationIsLeftOut_data()
