@@ -139,6 +139,8 @@ ShellScripts shellScripts(const QString& ffmpeg, const QString& ffprobe, const Q
     QStringList everyCommand{QStringLiteral("set -e")};
     QByteArray videos;
     QByteArray audio;
+    // One level measurement per clip, each a whole command line.
+    QByteArray levels;
     for (const P2Clip& clip : pairing.clips) {
         const std::optional<QString> timecode = QCoro::waitFor(FFmpegService::sourceTimecode(clip.videoURL));
         const auto conversionInto = [&](const QString& folder) {
@@ -153,18 +155,22 @@ ShellScripts shellScripts(const QString& ffmpeg, const QString& ffprobe, const Q
                      << commandLine(ffprobe, ToolArguments::audioStreamIndex(output))
                      << QStringLiteral("wait $p");
         videos += QFile::encodeName(clip.videoURL) + '\0';
+        if (!clip.audioURLs.isEmpty())
+            levels += commandLine(ffmpeg, ToolArguments::volumeDetect(clip.audioURLs)).toUtf8() + '\0';
         for (const QString& path : clip.audioURLs)
             audio += QFile::encodeName(path) + '\0';
     }
     const QString videoList = QDir(listFolder).filePath(QStringLiteral("videos"));
     const QString audioList = QDir(listFolder).filePath(QStringLiteral("audio"));
+    const QString levelList = QDir(listFolder).filePath(QStringLiteral("levels"));
     writeFile(videoList, videos);
     writeFile(audioList, audio);
+    writeFile(levelList, levels);
     const QString marker = QStringLiteral("/@");
     everyCommand << inParallel(ffprobe, ToolArguments::probeFull(marker), videoList) + QStringLiteral(" v=$!")
                  << inParallel(ffprobe, ToolArguments::probeFull(marker), audioList) + QStringLiteral(" a=$!")
-                 << inParallel(ffmpeg, ToolArguments::volumeDetect(marker), audioList) +
-                        QStringLiteral(" l=$!")
+                 << QStringLiteral("xargs -0 -P 6 -I{} sh -c {} < ") + shellQuoted(levelList) +
+                        QStringLiteral(" & l=$!")
                  << QStringLiteral("wait $v; wait $a; wait $l");
     return {conversions.join(u'\n') + u'\n', everyCommand.join(u'\n') + u'\n'};
 }

@@ -1,5 +1,7 @@
 #include "card/FileSystemUtilities.h"
 
+#include "base/DisplayText.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -127,8 +129,11 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
                 listing.unlisted = Unreadable{QFile::decodeName(folder), reasonOf(errno)};
             break;
         }
-        if (entry->d_name[0] == '.')
+        if (entry->d_name[0] == '.') {
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+                listing.hidden.emplace_back(entry->d_name);
             continue;
+        }
         ListedEntry listed{QByteArray(entry->d_name), ListedEntry::Kind::other, false, std::nullopt};
         unsigned char type = entry->d_type;
         bool isLink = type == DT_LNK;
@@ -174,10 +179,33 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
     ::closedir(directory);
     std::sort(listing.entries.begin(), listing.entries.end(),
               [](const ListedEntry& a, const ListedEntry& b) { return a.name < b.name; });
+    std::sort(listing.hidden.begin(), listing.hidden.end());
     return listing;
 }
 
 } // namespace
+
+QString notRegularFileReason()
+{
+    return QStringLiteral("not a regular file");
+}
+
+QString linkToFolderReason()
+{
+    return QStringLiteral("a link to a folder, which is not followed");
+}
+
+QString hiddenReason()
+{
+    return QStringLiteral("hidden (its name starts with a dot)");
+}
+
+QString otherExtensionReason(const QSet<QString>& extensions)
+{
+    QStringList sorted = extensions.values();
+    sorted.sort();
+    return QStringLiteral("not a .%1 file").arg(sorted.join(QStringLiteral(" or .")));
+}
 
 FolderListing listFolder(const QString& folder)
 {
@@ -216,7 +244,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
                     .folders = {},
                     .stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
                                               "holds no camera files.")
-                                   .arg(folder, type)};
+                                   .arg(DisplayText::escaped(folder), type)};
     }
     const auto wanted = [&extensions](const QString& name) {
         return extensions.contains(lowerCasedExtension(name));
@@ -232,9 +260,20 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
         result.folders.push_back(current.path);
         if (listing.unlisted)
             result.unlisted.append(*listing.unlisted);
+        // A card's folders are small: everything in them is accounted for.
+        const auto passOver = [&](const QByteArray& path, const QString& reason) {
+            if (!bounds)
+                result.passedOver.push_back({QFile::decodeName(path), reason});
+        };
+        for (const QByteArray& name : listing.hidden)
+            passOver(joined(current.path, name), hiddenReason());
         std::vector<QByteArray> subfolders;
         for (const ListedEntry& entry : listing.entries) {
             const QByteArray path = joined(current.path, entry.name);
+            if (entry.kind == ListedEntry::Kind::linkToFolder)
+                passOver(path, linkToFolderReason());
+            if (entry.kind == ListedEntry::Kind::other)
+                passOver(path, notRegularFileReason());
             // Only real folders are entered: following a link could walk in circles.
             if (entry.kind == ListedEntry::Kind::folder) {
                 if (bounds && current.depth >= bounds->maximumDepth)
@@ -259,9 +298,11 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
                                            "P2 card (a CONTENTS or VIDEO folder). Choose the card "
                                            "itself, or a folder that holds just its clips.")
                                 .arg(bounds->maximumFiles)
-                                .arg(folder)};
+                                .arg(DisplayText::escaped(folder))};
             if (entry.state)
                 result.files.push_back({QFile::decodeName(path), path, *entry.state, entry.isLink});
+            else if (!wanted(QFile::decodeName(entry.name)))
+                passOver(path, otherExtensionReason(extensions));
         }
         // Reversed, so sub-folders are walked in listing order.
         for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it)
@@ -359,7 +400,26 @@ bool isWithin(const QString& path, const QString& folder)
 {
     const QString inner = resolvedPath(path);
     const QString outer = resolvedPath(folder);
-    return inner == outer || inner.startsWith(outer == QLatin1String("/") ? outer : outer + QLatin1Char('/'));
+    if (inner == outer || inner.startsWith(outer == QLatin1String("/") ? outer : outer + QLatin1Char('/')))
+        return true;
+    // A bind mount or a second mount of the same disk shows the folder under
+    // another path: the system's identity of the folder tells.
+    struct stat outerStatus
+    {
+    };
+    if (::stat(QFile::encodeName(outer).constData(), &outerStatus) != 0)
+        return false;
+    for (QString part = inner; !part.isEmpty(); part = QFileInfo(part).path()) {
+        struct stat status
+        {
+        };
+        if (::stat(QFile::encodeName(part).constData(), &status) == 0 &&
+            status.st_dev == outerStatus.st_dev && status.st_ino == outerStatus.st_ino)
+            return true;
+        if (part == QLatin1String("/"))
+            break;
+    }
+    return false;
 }
 
 } // namespace FileSystemUtilities

@@ -49,6 +49,8 @@ struct ListedEntry
 struct FolderListing
 {
     std::vector<ListedEntry> entries;
+    // The names of the hidden entries, in byte order.
+    std::vector<QByteArray> hidden;
     std::optional<Unreadable> unlisted;
 
     bool operator==(const FolderListing&) const = default;
@@ -76,6 +78,25 @@ struct WalkBounds
     QStringList virtualFileSystems;
 };
 
+// An entry a walk saw and did not take, with why, in a few words.
+struct PassedOver
+{
+    QString path;
+    QString reason;
+
+    bool operator==(const PassedOver&) const = default;
+};
+
+// Why a walk passes over an entry: a FIFO, socket or device, or a link to one
+// or to nothing.
+QString notRegularFileReason();
+// A link to a folder.
+QString linkToFolderReason();
+// A hidden entry.
+QString hiddenReason();
+// A regular file without one of `extensions` (lower-cased, without the dot).
+QString otherExtensionReason(const QSet<QString>& extensions);
+
 // A file a walk found.
 struct FoundFile
 {
@@ -95,6 +116,9 @@ struct Walk
     std::vector<FoundFile> files;
     // Folders of the walk that could not be listed.
     QList<Unreadable> unlisted;
+    // Every other entry of an unbounded walk that is not in `files` and is
+    // not a folder it entered, in listing order.
+    std::vector<PassedOver> passedOver;
     // Every folder listed, as the system spells it, the first one first.
     std::vector<QByteArray> folders;
     // Set when a bounded walk gave up; `files` is empty then.
@@ -107,6 +131,7 @@ struct Walk
 // is in `extensions`. A link to a regular file counts as that file. A name that
 // is not valid UTF-8 is listed with U+FFFD in place of its bad bytes in `path`:
 // it shows in the reports instead of vanishing without a word.
+// Without `bounds`, every entry not taken is in `passedOver`.
 // With `bounds`, the walk stays within them and never enters a folder on
 // another file system than `folder` (a mounted disk, /proc below "/"); a start
 // on a virtual file system, or more regular files than the bound, stops it with
@@ -137,8 +162,10 @@ qint64 fileSize(const QString& path);
 std::optional<QString> createDirectories(const QString& folder);
 
 // Whether `path` is `folder` itself or lies anywhere below it, once symbolic
-// links and ".." are resolved. `path` need not exist yet: its nearest existing
-// ancestor is resolved and the rest is taken as written.
+// links and ".." are resolved, or whether one of the folders above it is
+// `folder` by the system's identity (device and inode), as through a bind
+// mount. `path` need not exist yet: its nearest existing ancestor is resolved
+// and the rest is taken as written.
 bool isWithin(const QString& path, const QString& folder);
 
 } // namespace FileSystemUtilities

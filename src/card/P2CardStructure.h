@@ -22,6 +22,10 @@ struct P2CardStructure
     // Folders that exist but could not be listed and files that cannot be
     // read, each once; none of them is in the lists above.
     QList<FileSystemUtilities::Unreadable> unreadable;
+    // Every other entry of the VIDEO, AUDIO and CLIP folders (and of a folder
+    // of one of their names in another letter case beside them) that is in
+    // none of the lists above, with why.
+    QList<FileSystemUtilities::PassedOver> passedOver;
     // Why the walk for loose MXF files gave up, when it did.
     std::optional<QString> walkStopped;
     // Which look at the card this is. Two structures with the same number come

@@ -1,5 +1,6 @@
 #include "card/P2Scanner.h"
 
+#include "base/DisplayText.h"
 #include "base/Platform.h"
 #include "card/FileSystemUtilities.h"
 #include "card/FolderWatch.h"
@@ -130,6 +131,29 @@ P2CardStructure structureOf(const QString& rootURL, const CardLook& look)
                                                               structure.unreadable);
     structure.audioFiles = FileSystemUtilities::readableFiles(look.audio, structure.unreadable);
     structure.clipXMLFiles = FileSystemUtilities::readableFiles(look.clip, structure.unreadable);
+    for (const Walk* walk : {&look.video, &look.audio, &look.clip})
+        structure.passedOver.append(QList(walk->passedOver.begin(), walk->passedOver.end()));
+    // Of "VIDEO" and "video" side by side one is read; the other is said.
+    constexpr std::size_t essenceFolders = 3;
+    for (std::size_t index = 0; index < essenceFolders; ++index) {
+        const std::optional<QString>& chosen = look.folders[index];
+        if (!chosen)
+            continue;
+        const QString parent = chosen->left(chosen->lastIndexOf(QLatin1Char('/')));
+        const bool inContents = look.contentsFolder && parent == *look.contentsFolder;
+        const FolderListing& listing = inContents ? look.contents : look.root;
+        const QString chosenName = chosen->mid(parent.size() + 1);
+        for (const FileSystemUtilities::ListedEntry& entry : listing.entries) {
+            const QString name = QFile::decodeName(entry.name);
+            if (entry.kind != FileSystemUtilities::ListedEntry::Kind::folder &&
+                entry.kind != FileSystemUtilities::ListedEntry::Kind::linkToFolder)
+                continue;
+            if (name != chosenName && QString::compare(name, QString::fromLatin1(cardFolders[index].first),
+                                                       Qt::CaseInsensitive) == 0)
+                structure.passedOver.append(
+                    {parent + QLatin1Char('/') + name, besideReason(name, chosenName)});
+        }
+    }
     structure.walkStopped = look.loose.stopped;
     return structure;
 }
@@ -287,7 +311,18 @@ qint64 lookCount()
 
 QString unreadableSentence(const FileSystemUtilities::Unreadable& entry)
 {
-    return QStringLiteral("“%1” cannot be read: %2.").arg(entry.path, entry.reason);
+    return QStringLiteral("“%1” cannot be read: %2.").arg(DisplayText::escaped(entry.path), entry.reason);
+}
+
+QString besideReason(const QString& folderName, const QString& chosenName)
+{
+    return QStringLiteral("folder `%1` beside `%2` was not read")
+        .arg(DisplayText::escaped(folderName), DisplayText::escaped(chosenName));
+}
+
+QString passedOverSentence(const FileSystemUtilities::PassedOver& entry)
+{
+    return QStringLiteral("“%1” was not considered: %2.").arg(DisplayText::escaped(entry.path), entry.reason);
 }
 
 QString noVideoMessage(const P2CardStructure& structure)

@@ -41,4 +41,10 @@ QString noVideoMessage(const P2CardStructure& structure);
 // "“PATH” cannot be read: REASON."
 QString unreadableSentence(const FileSystemUtilities::Unreadable& entry);
 
+// Why a card folder was not read: "folder `video` beside `VIDEO` was not read".
+QString besideReason(const QString& folderName, const QString& chosenName);
+
+// "“PATH” was not considered: REASON."
+QString passedOverSentence(const FileSystemUtilities::PassedOver& entry);
+
 } // namespace P2Scanner

@@ -1,5 +1,6 @@
 #include "card/Pairing.h"
 
+#include "base/DisplayText.h"
 #include "card/FileSystemUtilities.h"
 #include "card/P2MetadataParser.h"
 #include "card/P2Scanner.h"
@@ -103,6 +104,9 @@ public:
         }
     }
 
+    // The essence files without a UMID whose header was asked in vain.
+    void setHeaderless(QSet<QString> files) { headerless_ = std::move(files); }
+
     void pairXML(const ClipMetadata& metadata);
     void pairUnverifiedVideos(bool allowUnsafeFallback);
     void reportUnusedAudio();
@@ -131,6 +135,7 @@ private:
     // Clips (by name stem) an XML already excluded for a file that cannot be
     // read: their video is not listed a second time.
     QSet<QString> excludedUnreadable_;
+    QSet<QString> headerless_;
 };
 
 PairingReportEntry Matcher::xmlEntry(const ClipMetadata& metadata) const
@@ -214,7 +219,13 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     const QString umid = normalizedUMID(*metadata.globalClipID);
     const QStringList videos = videosByUMID_.value(umid);
     if (videos.isEmpty()) {
-        exclude(std::move(entry), QStringLiteral("No VIDEO file's UMID matches this clip's GlobalClipID"));
+        QString note = QStringLiteral("No VIDEO file's UMID matches this clip's GlobalClipID");
+        // The clip's own video may be there with a header past reading.
+        for (const QString& video : structure_.videoFiles) {
+            if (headerless_.contains(video) && videoName(video) == stem)
+                note += QStringLiteral("; VIDEO file %1: %2").arg(fileName(video), headerUnreadableReason());
+        }
+        exclude(std::move(entry), note);
         return;
     }
     if (videos.size() > 1) {
@@ -445,6 +456,11 @@ Verdicts& verdicts()
 
 } // namespace
 
+QString headerUnreadableReason()
+{
+    return QStringLiteral("header cannot be read: neither its MXF header nor ffprobe states a UMID");
+}
+
 QString normalizedUMID(const QString& umid)
 {
     QString normalized = umid.toUpper();
@@ -524,6 +540,22 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
             "is possible (enable it in Settings)."));
     for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
         matcher.result.summaryLines.append(P2Scanner::unreadableSentence(entry));
+    for (const FileSystemUtilities::PassedOver& entry : structure.passedOver)
+        matcher.result.summaryLines.append(P2Scanner::passedOverSentence(entry));
+    if (probeAvailable) {
+        // An empty file is said as such; one whose probe ran out of time below.
+        QSet<QString> headerless;
+        for (const QString& file : structure.videoFiles + structure.audioFiles) {
+            const bool probed = videoUMIDs.contains(file) || audioUMIDs.contains(file);
+            if (probed || timedOut.contains(file) || FileSystemUtilities::fileSize(file) == 0)
+                continue;
+            headerless.insert(file);
+            matcher.result.summaryLines.append(
+                QStringLiteral("“%1”: %2.")
+                    .arg(DisplayText::escaped(QFileInfo(file).fileName()), headerUnreadableReason()));
+        }
+        matcher.setHeaderless(std::move(headerless));
+    }
     if (!timedOut.isEmpty()) {
         QStringList names;
         for (const QString& file : std::as_const(timedOut))

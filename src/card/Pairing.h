@@ -31,6 +31,10 @@ struct PairingResult
 // line per spanned shot saying whether it was joined and, if not, why.
 PairingResult withJoinedShots(PairingResult pairing);
 
+// Why an essence file has no UMID to pair by, though ffprobe could be asked
+// and answered in time: "header cannot be read: …".
+QString headerUnreadableReason();
+
 // Upper case without a leading "0X": the form in which a CLIP XML's clip ID and
 // a probed UMID are compared.
 QString normalizedUMID(const QString& umid);

@@ -50,3 +50,29 @@ AudioLevel AudioLevel::fromVolumeDetectOutput(const QString& output)
     }
     return level;
 }
+
+QList<AudioLevel> AudioLevel::fromVolumeDetectOutputs(const QString& output, qsizetype count)
+{
+    const QLatin1String filterName("[Parsed_volumedetect_");
+    QList<QString> linesOf(count);
+    for (const QStringView line : QStringView(output).split(u'\n', Qt::SkipEmptyParts)) {
+        qsizetype filter = 0;
+        if (const qsizetype at = line.indexOf(filterName); at >= 0) {
+            const QStringView rest = line.mid(at + filterName.size());
+            qsizetype digits = 0;
+            while (digits < rest.size() && digits < 6 && rest[digits].isDigit())
+                ++digits;
+            bool valid = false;
+            filter = rest.first(digits).toLongLong(&valid);
+            if (!valid)
+                continue;
+        }
+        if (filter < count)
+            linesOf[filter] += line.toString() + u'\n';
+    }
+    QList<AudioLevel> levels;
+    levels.reserve(count);
+    for (const QString& lines : std::as_const(linesOf))
+        levels.append(fromVolumeDetectOutput(lines));
+    return levels;
+}

@@ -1,5 +1,6 @@
 // The conversion of one clip into a ProRes movie.
 
+#include "base/Durability.h"
 #include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
 #include "media/OutputTailCollector.h"
@@ -10,10 +11,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <QCoroFuture>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
+#include <QtConcurrent>
 #include <QTimer>
 #include <system_error>
 #include <vector>
@@ -30,6 +33,11 @@ fs::path nativePath(const QString& path)
 QString fileSystemMessage(const QString& what, const QString& path, const std::error_code& error)
 {
     return QStringLiteral("%1 “%2”: %3").arg(what, path, QString::fromLocal8Bit(error.message()));
+}
+
+QString flushMessage(const QString& path, const QString& reason)
+{
+    return QStringLiteral("Could not write “%1” safely to disk: %2").arg(path, reason);
 }
 
 // Absolute, so that no file name can pass for an option or a protocol.
@@ -188,18 +196,29 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
             throw FFmpegError::cancelled();
         if (stalled)
             throw FFmpegError::stalled();
-        throw FFmpegError::processFailed(result.status,
-                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
+        const QString reason = ToolText::lastErrorLine(diagnostics.wholeLines());
+        if (result.ending == ProcessResult::Ending::signalled)
+            throw FFmpegError::signalled(result.status, reason);
+        throw FFmpegError::processFailed(result.status, reason);
     }
 
     if (reportsUnfinishedOutput(diagnostics.text())) {
         QFile::remove(temporary);
-        throw FFmpegError::processFailed(result.status,
-                                         ToolText::lastMeaningfulLines(diagnostics.wholeLines()));
+        throw FFmpegError::processFailed(result.status, ToolText::lastErrorLine(diagnostics.wholeLines()));
     }
     if (QFileInfo(temporary).size() < 1) {
         QFile::remove(temporary);
         throw FFmpegError::outputMissingOrEmpty();
+    }
+    // The movie's bytes reach the disk before its final name does, and the
+    // name before the movie counts as done: after a power cut the final name
+    // holds a whole movie or is not there. Flushing gigabytes takes a while,
+    // so it happens off this thread.
+    QFuture<std::optional<QString>> flushing =
+        QtConcurrent::run([temporary] { return Durability::flushFile(temporary); });
+    if (const std::optional<QString> failure = co_await flushing) {
+        QFile::remove(temporary);
+        throw PlatformError(flushMessage(temporary, *failure));
     }
     // A rename replaces the previous file in one step, so the final name
     // holds either the old movie or the new one, never nothing.
@@ -208,6 +227,10 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
     if (error)
         throw PlatformError(
             fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
+    QFuture<std::optional<QString>> flushingFolder =
+        QtConcurrent::run([outputPath] { return Durability::flushFolderOf(outputPath); });
+    if (const std::optional<QString> failure = co_await flushingFolder)
+        throw PlatformError(flushMessage(QFileInfo(outputPath).path(), *failure));
 }
 
 std::optional<FFmpegError> FFmpegService::truncation(const std::optional<VideoFrames>& frames,

@@ -1,5 +1,8 @@
 #include "media/FFmpegError.h"
 
+#include <csignal>
+#include <cstring>
+
 FFmpegError::FFmpegError(Kind kind, int code, QString output)
     : kind_(kind), code_(code), output_(std::move(output)), utf8Description_(description().toUtf8())
 {
@@ -8,6 +11,11 @@ FFmpegError::FFmpegError(Kind kind, int code, QString output)
 FFmpegError FFmpegError::processFailed(int code, const QString& output)
 {
     return FFmpegError(Kind::processFailed, code, output);
+}
+
+FFmpegError FFmpegError::signalled(int signal, const QString& output)
+{
+    return FFmpegError(Kind::signalled, signal, output);
 }
 
 FFmpegError FFmpegError::binaryNotFound()
@@ -43,7 +51,15 @@ QString FFmpegError::description() const
 {
     switch (kind_) {
     case Kind::processFailed:
-        return QStringLiteral("ffmpeg exited with code %1: ").arg(code_) + output_;
+        return QStringLiteral("ffmpeg exited with code %1").arg(code_) +
+               (output_.isEmpty() ? QString() : QStringLiteral(": ") + output_);
+    case Kind::signalled:
+        // Nothing but the kernel and the user send SIGKILL; the kernel does
+        // when memory runs out, far the likelier on a long encode.
+        if (code_ == SIGKILL)
+            return QStringLiteral("ffmpeg was killed (SIGKILL) — possibly out of memory");
+        return QStringLiteral("ffmpeg was stopped by a signal (%1)").arg(signalName(code_)) +
+               (output_.isEmpty() ? QString() : QStringLiteral(": ") + output_);
     case Kind::binaryNotFound:
         return binaryNotFoundDescription(Platform::current());
     case Kind::cancelled:
@@ -65,6 +81,13 @@ QString FFmpegError::description() const
 QString FFmpegError::binaryNotFoundDescription(const PlatformFacts& platform)
 {
     return QStringLiteral("ffmpeg was not found. Install it with: ") + platform.ffmpegInstallCommand;
+}
+
+QString FFmpegError::signalName(int signal)
+{
+    if (const char* abbreviation = sigabbrev_np(signal))
+        return QStringLiteral("SIG") + QLatin1String(abbreviation);
+    return QStringLiteral("signal %1").arg(signal);
 }
 
 PlatformError::PlatformError(QString description)

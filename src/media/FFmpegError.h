@@ -10,9 +10,21 @@
 class FFmpegError : public std::exception
 {
 public:
-    enum class Kind { processFailed, binaryNotFound, cancelled, outputMissingOrEmpty, stalled, truncated };
+    enum class Kind {
+        processFailed,
+        signalled,
+        binaryNotFound,
+        cancelled,
+        outputMissingOrEmpty,
+        stalled,
+        truncated
+    };
 
+    // `output` is the tool's last error line (ToolText::lastErrorLine), if any.
     static FFmpegError processFailed(int code, const QString& output);
+    // ffmpeg was ended by `signal` that the program did not send: the system's
+    // out-of-memory killer, a crash, someone else's kill.
+    static FFmpegError signalled(int signal, const QString& output);
     static FFmpegError binaryNotFound();
     static FFmpegError cancelled();
     static FFmpegError outputMissingOrEmpty();
@@ -23,13 +35,15 @@ public:
     static FFmpegError truncated(qint64 frames, qint64 expected);
 
     Kind kind() const { return kind_; }
-    // Exit status (or ending signal) and the tail of standard error; only for processFailed.
+    // Exit status or ending signal, and the last error line; only for processFailed and signalled.
     int code() const { return code_; }
     const QString& output() const { return output_; }
 
     QString description() const;
     // The description of binaryNotFound, with the install command of `platform`.
     static QString binaryNotFoundDescription(const PlatformFacts& platform);
+    // A signal's name as the system spells it ("SIGKILL"), or its number.
+    static QString signalName(int signal);
     const char* what() const noexcept override { return utf8Description_.constData(); }
 
 private:

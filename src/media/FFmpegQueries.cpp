@@ -210,15 +210,18 @@ QCoro::Task<std::optional<FFmpegService::VideoFrames>> FFmpegService::videoFrame
     co_return text ? parseVideoFrames(*text) : std::nullopt;
 }
 
-QCoro::Task<AudioLevel> FFmpegService::audioSignalLevel(QString path)
+QCoro::Task<QList<AudioLevel>> FFmpegService::audioSignalLevels(QStringList paths)
 {
+    const QList<AudioLevel> unmeasured(paths.size());
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
-    if (!ffmpeg)
-        co_return AudioLevel{};
+    if (!ffmpeg || paths.isEmpty())
+        co_return unmeasured;
+    // Remembered under the first file: a clip's audio files are written together.
+    const QString first = paths.first();
     const std::optional<QByteArray> output =
-        co_await toolOutput(*ffmpeg, ToolArguments::volumeDetect(path), Stream::standardError, path);
+        co_await toolOutput(*ffmpeg, ToolArguments::volumeDetect(paths), Stream::standardError, first);
     if (!output)
-        co_return AudioLevel{};
+        co_return unmeasured;
     const std::optional<QString> text = ToolText::decodeUtf8(*output);
-    co_return text ? AudioLevel::fromVolumeDetectOutput(*text) : AudioLevel{};
+    co_return text ? AudioLevel::fromVolumeDetectOutputs(*text, paths.size()) : unmeasured;
 }

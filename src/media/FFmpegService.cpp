@@ -137,8 +137,10 @@ void FFmpegService::cancel()
     // Only queues the termination to the process's own thread, so the child is
     // signalled outside this lock. The runner stays alive while registered:
     // it is unregistered under this lock before it goes away.
+    // A tool stuck in a hung reader may never heed the polite signal: it is
+    // killed once ToolLimits' grace has passed.
     if (runningProcess_)
-        runningProcess_->terminate();
+        runningProcess_->stop();
 }
 
 bool FFmpegService::cancelRequested() const

@@ -114,7 +114,9 @@ public:
 
     // --- Levels ---
 
-    static QCoro::Task<AudioLevel> audioSignalLevel(QString path);
+    // The levels of `paths` (a clip's audio files), in their order, measured
+    // by one ffmpeg run; every level is empty when the run failed.
+    static QCoro::Task<QList<AudioLevel>> audioSignalLevels(QStringList paths);
 
     // --- Conversion ---
 
@@ -174,7 +176,8 @@ public:
     // a movie's index is written last, leaving a file that no player can open.
     static bool reportsUnfinishedOutput(QStringView diagnostics);
 
-    // Stops the conversion that is running, if any. Safe from any thread. A
+    // Stops the conversion that is running, if any: ffmpeg is asked to end and
+    // killed when it has not within ToolLimits' grace. Safe from any thread. A
     // request made while nothing runs is forgotten when the next one starts.
     void cancel();
     bool cancelRequested() const;

@@ -304,8 +304,3 @@ void ProcessRunner::stop()
 {
     channel_->toProcess([](QProcess& process) { stopProcess(process); });
 }
-
-void ProcessRunner::terminate()
-{
-    channel_->toProcess([](QProcess& process) { process.terminate(); });
-}

@@ -89,11 +89,8 @@ public:
     // before this returns. Only once per runner.
     QCoro::Task<ProcessResult> run();
 
-    // Politely asks the child to end. Safe from any thread while the runner is
-    // alive.
-    void terminate();
     // Asks the child to end and kills it when it has not within ToolLimits'
-    // grace.
+    // grace. Safe from any thread while the runner is alive.
     void stop();
 
 private:

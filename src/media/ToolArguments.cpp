@@ -2,6 +2,8 @@
 
 #include "media/ToolText.h"
 
+#include <algorithm>
+
 namespace ToolArguments {
 
 QStringList probeFull(const QString& path)
@@ -47,13 +49,45 @@ QStringList videoFrames(const QString& path)
             ToolText::toolPath(path)};
 }
 
-// The whole file goes once through the filter into the null muxer, so nothing
-// is written; the statistics arrive on standard error.
-QStringList volumeDetect(const QString& path)
+// Each file goes once through its filter into the null muxer, so nothing is
+// written; the statistics arrive on standard error. The filters read the same
+// samples as "-af volumedetect" on one file would, so the levels are the same.
+QStringList volumeDetect(const QStringList& paths)
 {
-    return {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
-            ToolText::toolPath(path),       QStringLiteral("-af"),      QStringLiteral("volumedetect"),
-            QStringLiteral("-f"),           QStringLiteral("null"),     QStringLiteral("-")};
+    QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-nostdin")};
+    QStringList graph;
+    QStringList outputs;
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        arguments << QStringLiteral("-i") << ToolText::toolPath(paths.at(i));
+        graph.append(QStringLiteral("[%1:a:0]volumedetect[level%1]").arg(i));
+        outputs << QStringLiteral("-map") << QStringLiteral("[level%1]").arg(i) << QStringLiteral("-f")
+                << QStringLiteral("null") << QStringLiteral("-");
+    }
+    arguments << QStringLiteral("-filter_complex") << graph.join(u';') << outputs;
+    return arguments;
+}
+
+// Seeking before the input jumps to the nearest key frame without decoding
+// what lies before it, so a frame from a long clip costs what one from a short one does.
+QStringList thumbnailFrame(const QString& path, double seconds, int height)
+{
+    return {QStringLiteral("-hide_banner"),
+            QStringLiteral("-v"),
+            QStringLiteral("error"),
+            QStringLiteral("-nostdin"),
+            QStringLiteral("-ss"),
+            QString::number(std::max(0.0, seconds), 'f', 3),
+            QStringLiteral("-i"),
+            ToolText::toolPath(path),
+            QStringLiteral("-frames:v"),
+            QStringLiteral("1"),
+            QStringLiteral("-vf"),
+            QStringLiteral("scale=-2:%1").arg(height),
+            QStringLiteral("-f"),
+            QStringLiteral("image2pipe"),
+            QStringLiteral("-c:v"),
+            QStringLiteral("png"),
+            QStringLiteral("-")};
 }
 
 } // namespace ToolArguments

@@ -17,7 +17,12 @@ QStringList singleValue(const QString& entry, const QString& path);
 QStringList audioStreamIndex(const QString& path);
 // ffprobe: the first video stream's frame count and average rate.
 QStringList videoFrames(const QString& path);
-// ffmpeg: the whole file through the volume-detection filter into the null muxer.
-QStringList volumeDetect(const QString& path);
+// ffmpeg: the one frame `seconds` into the video, scaled to `height` pixels
+// high, as a PNG on standard output.
+QStringList thumbnailFrame(const QString& path, double seconds, int height);
+// ffmpeg: every file whole, each through a volume-detection filter of its own
+// (Parsed_volumedetect_N for the Nth file), into the null muxer: one run for
+// all the audio files of a clip.
+QStringList volumeDetect(const QStringList& paths);
 
 } // namespace ToolArguments

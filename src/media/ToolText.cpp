@@ -55,17 +55,44 @@ QString toolPath(const QString& path)
     return QFileInfo(path).absoluteFilePath();
 }
 
-QString lastMeaningfulLines(QStringView output, int count)
+namespace {
+
+// A line ffmpeg prints to describe rather than to complain.
+bool isDescriptive(QStringView line)
 {
-    QStringList lines;
-    const QList<QStringView> all = output.split(u'\n');
-    for (auto line = all.crbegin(); line != all.crend() && lines.size() < count; ++line) {
-        const QStringView text = line->trimmed();
-        if (text.isEmpty() || text.startsWith(u"frame=") || text.startsWith(u"size="))
-            continue;
-        lines.prepend(text.toString());
+    if (line.isEmpty() || line.front().isSpace())
+        return true;
+    static const QStringView prefixes[] = {u"Input #",   u"Output #",       u"Stream mapping:",
+                                           u"Press [q]", u"frame=",         u"size=",
+                                           u"video:",    u"ffmpeg version", u"Guessed Channel Layout"};
+    for (const QStringView prefix : prefixes) {
+        if (line.startsWith(prefix))
+            return true;
     }
-    return lines.join(QStringLiteral(" \u2014 "));
+    // Newer ffmpeg prefixes its closing statistics with the muxer's name.
+    return line.contains(u"] video:") || line.contains(u"] frame=");
+}
+
+} // namespace
+
+QString lastErrorLine(QStringView output)
+{
+    const QStringView generic = u"Conversion failed!";
+    bool genericSeen = false;
+    const QList<QStringView> all = output.split(u'\n');
+    for (auto line = all.crbegin(); line != all.crend(); ++line) {
+        QStringView text = *line;
+        if (text.endsWith(u'\r'))
+            text.chop(1);
+        if (isDescriptive(text) || text.trimmed().isEmpty())
+            continue;
+        if (text.trimmed() == generic) {
+            genericSeen = true;
+            continue;
+        }
+        return text.trimmed().toString();
+    }
+    return genericSeen ? generic.toString() : QString();
 }
 
 } // namespace ToolText

@@ -27,10 +27,12 @@ QString shortestDecimal(double value);
 // folder the program was started from.
 QString toolPath(const QString& path);
 
-// The last `count` lines of a tool's diagnostic output that say something,
-// each trimmed and joined with " — ": blank lines and progress statistics
-// ("frame=", "size=") are left out. ffmpeg ends with the cause of a failure, so
-// a message built from these says the cause at once, not a screen of banner.
-QString lastMeaningfulLines(QStringView output, int count = 3);
+// The last line of a tool's diagnostic output that reports an error, trimmed;
+// empty when there is none. What ffmpeg prints to describe its inputs and
+// outputs (indented stream and metadata lines, "Input #0", "Stream mapping:"),
+// its banner and its progress statistics never count, and its closing
+// "Conversion failed!" only when nothing else was said: ffmpeg states the
+// cause of a failure last, before that closing line.
+QString lastErrorLine(QStringView output);
 
 } // namespace ToolText

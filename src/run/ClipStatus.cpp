@@ -25,12 +25,25 @@ ClipStatus ClipStatus::skippedExisting()
     return {Kind::skippedExisting, 0, {}};
 }
 
+ClipStatus ClipStatus::notStarted(RunStop stop)
+{
+    return {Kind::notStarted, 0, RunStops::notStartedText(stop)};
+}
+
+ClipStatus ClipStatus::notChosen()
+{
+    return {Kind::notChosen, 0, {}};
+}
+
 double ClipStatus::progressWeight() const
 {
     switch (kind) {
     case Kind::converting:
         return fraction;
     case Kind::pending:
+    // Nothing was done for it: the share shows how far the run got.
+    case Kind::notStarted:
+    case Kind::notChosen:
         return 0;
     case Kind::failed:
     case Kind::completed:
@@ -42,5 +55,6 @@ double ClipStatus::progressWeight() const
 
 bool ClipStatus::isFinal() const
 {
-    return kind == Kind::failed || kind == Kind::completed || kind == Kind::skippedExisting;
+    return kind == Kind::failed || kind == Kind::completed || kind == Kind::skippedExisting ||
+           kind == Kind::notStarted;
 }

@@ -1,24 +1,28 @@
 #pragma once
 
+#include "run/RunStop.h"
+
 #include <QMetaType>
 #include <QObject>
 #include <QString>
 
 // Where one clip of a conversion run stands. Only `converting` carries a
-// fraction and only `failed` a message; the other fields stay at their
+// fraction and only `failed` and `notStarted` a message; the other fields stay at their
 // defaults, so two statuses are equal exactly when their cases and payloads are.
 struct ClipStatus
 {
     Q_GADGET
 
 public:
-    enum class Kind { converting, failed, pending, completed, skippedExisting };
+    // `notStarted`: a run that ended early never reached the clip.
+    // `notChosen`: the user left the clip out of the run; no job ever runs it.
+    enum class Kind { converting, failed, pending, completed, skippedExisting, notStarted, notChosen };
     Q_ENUM(Kind)
 
     Kind kind = Kind::pending;
     // 0…1, only for `converting`.
     double fraction = 0;
-    // Only for `failed`.
+    // Only for `failed`, and for `notStarted` the reason (RunStops::notStartedText).
     QString message;
 
     static ClipStatus converting(double fraction);
@@ -26,6 +30,8 @@ public:
     static ClipStatus pending();
     static ClipStatus completed();
     static ClipStatus skippedExisting();
+    static ClipStatus notStarted(RunStop stop);
+    static ClipStatus notChosen();
 
     // How much of one job this status counts for in the overall progress.
     double progressWeight() const;

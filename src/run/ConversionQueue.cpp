@@ -2,6 +2,8 @@
 
 #include "media/FFmpegError.h"
 
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <QFileInfo>
 #include <QThread>
@@ -21,11 +23,15 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
                                    JobUpdateHandler onJobUpdate, JobFinishedHandler onJobFinished,
                                    CommandBuiltHandler onCommandBuilt)
 {
-    isCancelled_ = false;
+    // A cancel that came before the first job (while the run prepared) holds.
     for (const std::shared_ptr<ConversionJob>& job : jobs) {
         Q_ASSERT(job->thread() == QThread::currentThread());
-        if (isCancelled_)
-            co_return;
+        if (stop_) {
+            job->setStatus(ClipStatus::notStarted(*stop_));
+            onJobUpdate(*job);
+            onJobFinished({job->clip(), job->status(), job->clipName()});
+            continue;
+        }
 
         // An empty file is what an interrupted earlier attempt may leave: convert again.
         if (skipExistingFiles && hasContent(job->outputURL())) {
@@ -47,6 +53,8 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
         job->setStatus(final);
         if (final.kind == ClipStatus::Kind::completed)
             job->setProgress(1.0);
+        if (final.kind == ClipStatus::Kind::failed && !stop_)
+            stop_ = stopAfterFailure(*job, final.message);
         onJobUpdate(*job);
         onJobFinished({job->clip(), final, job->clipName()});
     }
@@ -68,7 +76,7 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
         const FFmpegService::ProgressHandler progressHandler = [&](double fraction) {
             // The service forgets a cancel that came before its tool started
             // (while it probed the clip); the tool is running now, so ask again.
-            if (isCancelled_ && !ffmpeg_.cancelRequested())
+            if (isCancelled() && !ffmpeg_.cancelRequested())
                 ffmpeg_.cancel();
             job->setProgress(fraction);
             job->setStatus(ClipStatus::converting(fraction));
@@ -90,7 +98,7 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
     } catch (const FFmpegError& error) {
         // Only a cancel request makes the service give up; the batch ends with this job.
         if (error.kind() == FFmpegError::Kind::cancelled)
-            isCancelled_ = true;
+            stop_ = RunStop::cancelled;
         // Its descriptions are the very messages a failed job shows, "Cancelled" included.
         failure = error.description();
     } catch (const PlatformError& error) {
@@ -134,6 +142,18 @@ QCoro::Task<std::optional<QString>> ConversionQueue::outputFailure(QString outpu
 
 void ConversionQueue::cancel()
 {
-    isCancelled_ = true;
+    stop_ = RunStop::cancelled;
     ffmpeg_.cancel();
+}
+
+std::optional<RunStop> ConversionQueue::stopAfterFailure(const ConversionJob& job, const QString& message)
+{
+    // A card pulled out or unmounted takes its folders with it; every clip
+    // after this one would fail to open.
+    if (!QFileInfo(QFileInfo(job.clip().videoURL).absolutePath()).isDir())
+        return RunStop::cardGone;
+    // The system's words, whether ffmpeg or a file operation met the full disk.
+    if (message.contains(QString::fromLocal8Bit(std::strerror(ENOSPC))))
+        return RunStop::outputFull;
+    return std::nullopt;
 }

@@ -5,16 +5,21 @@
 #include "media/ProResProfile.h"
 #include "run/ClipStatus.h"
 #include "run/ConversionJob.h"
+#include "run/RunStop.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <QCoroTask>
 #include <QList>
 #include <QString>
 
 // Converts a batch of jobs strictly one after another with its own media
 // service, validates every output and reports each change of a job through
-// the caller's callbacks. A failing job never stops the batch; a cancel ends it.
+// the caller's callbacks. A failing job does not stop the batch, unless it
+// failed for lack of space or because the card's folder is gone, when every
+// further job would fail the same way; a cancel ends it too. The jobs a batch
+// that ended early never reached end as not started.
 //
 // `run` is awaited on the thread the jobs live in (the GUI thread): the media
 // service calls its handlers on the awaiting thread, so every job write and
@@ -39,16 +44,24 @@ public:
     ConversionQueue(const ConversionQueue&) = delete;
     ConversionQueue& operator=(const ConversionQueue&) = delete;
 
-    bool isCancelled() const { return isCancelled_; }
+    bool isCancelled() const { return stop_ == RunStop::cancelled; }
+    // Why the batch ended before its last job, once it has.
+    const std::optional<RunStop>& stop() const { return stop_; }
 
     // Returns when the batch ends; never throws. Jobs not reached (after a
-    // cancel) stay pending and get no callback. `onCommandBuilt` may be empty.
+    // cancel or a stop) end as not started, each with its callbacks.
+    // `onCommandBuilt` may be empty.
     QCoro::Task<> run(QList<std::shared_ptr<ConversionJob>> jobs, double audioOffsetSeconds,
                       ProResProfile profile, bool skipExistingFiles, JobUpdateHandler onJobUpdate,
                       JobFinishedHandler onJobFinished, CommandBuiltHandler onCommandBuilt = {});
 
-    // Ends the batch: the running conversion is stopped and its job fails as "Cancelled".
+    // Ends the batch: the running conversion is stopped (asked to end, then
+    // killed after ToolLimits' grace) and its job fails as "Cancelled".
     void cancel();
+
+    // Why a job that failed with `message` ends the batch: nothing when the
+    // next job may still succeed.
+    static std::optional<RunStop> stopAfterFailure(const ConversionJob& job, const QString& message);
 
 private:
     // The job's final status once its conversion has been tried.
@@ -61,5 +74,5 @@ private:
                                                              std::optional<double> sourceSeconds);
 
     FFmpegService ffmpeg_;
-    bool isCancelled_ = false;
+    std::optional<RunStop> stop_;
 };

@@ -1,14 +1,17 @@
 #include "run/ConversionViewModel.h"
 
+#include "base/DisplayText.h"
 #include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
 #include "media/FFmpegService.h"
+#include "media/ToolLimits.h"
 #include "run/DebugReportBuilder.h"
 #include "run/ExportFilename.h"
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
 #include "run/ProgressText.h"
+#include "run/SpaceEstimate.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -19,6 +22,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QtConcurrent>
+#include <utility>
 
 namespace {
 
@@ -46,11 +50,6 @@ constexpr int elapsedIntervalMs = 250;
 constexpr double estimateThreshold = 0.01;
 
 // A failure reason on one line, as the status line shows it.
-QString oneLine(QString text)
-{
-    return text.replace(QLatin1Char('\n'), QLatin1Char(' ')).trimmed();
-}
-
 template <typename T> QVariant optionalValue(const std::optional<T>& value)
 {
     return value ? QVariant::fromValue(*value) : QVariant();
@@ -98,7 +97,137 @@ QVariant ConversionViewModel::outputFolderURLValue() const
 bool ConversionViewModel::canConvert() const
 {
     return (m_phase == Phase::scanned || m_phase == Phase::finished) && !m_clips.isEmpty() &&
-           m_ffmpegAvailable;
+           m_ffmpegAvailable && chosenCount() > 0;
+}
+
+namespace {
+
+// The key of each movie of a card (ClipRow::key): its first piece's video file.
+QStringList movieKeys(const QList<P2Clip>& clips, const QList<SpannedShot>& joinedShots)
+{
+    QSet<QUuid> laterPieces;
+    for (const SpannedShot& shot : joinedShots)
+        for (qsizetype i = 1; i < shot.pieces.size(); ++i)
+            laterPieces.insert(shot.pieces.at(i).id);
+    QStringList keys;
+    for (const P2Clip& clip : clips)
+        if (!laterPieces.contains(clip.id))
+            keys.append(clip.videoURL);
+    return keys;
+}
+
+} // namespace
+
+QList<ClipRow> ConversionViewModel::clipRows() const
+{
+    return ClipRows::of(m_clips, m_pairingEntries, m_joinedShots, m_settings.prefixExportsWithOrderNumber());
+}
+
+std::shared_ptr<ConversionJob> ConversionViewModel::jobFor(const QString& key) const
+{
+    for (const std::shared_ptr<ConversionJob>& job : m_jobs)
+        if (job->clip().videoURL == key)
+            return job;
+    return nullptr;
+}
+
+namespace {
+
+bool movieIsThere(const std::shared_ptr<ConversionJob>& job)
+{
+    return job && (job->status().kind == ClipStatus::Kind::completed ||
+                   job->status().kind == ClipStatus::Kind::skippedExisting);
+}
+
+} // namespace
+
+void ConversionViewModel::revealMovie(const QString& key)
+{
+    if (const std::shared_ptr<ConversionJob> job = jobFor(key); movieIsThere(job))
+        m_desktop->revealInFileManager({job->outputURL()});
+}
+
+void ConversionViewModel::openMovie(const QString& key)
+{
+    if (const std::shared_ptr<ConversionJob> job = jobFor(key); movieIsThere(job))
+        m_desktop->openFile(job->outputURL());
+}
+
+int ConversionViewModel::movieCount() const
+{
+    return static_cast<int>(movieKeys(m_clips, m_joinedShots).size());
+}
+
+int ConversionViewModel::chosenCount() const
+{
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    return static_cast<int>(
+        std::ranges::count_if(keys, [this](const QString& key) { return !m_unchosen.contains(key); }));
+}
+
+void ConversionViewModel::setChosen(const QString& key, bool chosen)
+{
+    if (isConverting() || !movieKeys(m_clips, m_joinedShots).contains(key) || isChosen(key) == chosen)
+        return;
+    if (chosen)
+        m_unchosen.remove(key);
+    else
+        m_unchosen.insert(key);
+    emit choiceChanged();
+    announceDerived();
+}
+
+void ConversionViewModel::chooseAll()
+{
+    if (isConverting() || m_unchosen.isEmpty())
+        return;
+    m_unchosen.clear();
+    emit choiceChanged();
+    announceDerived();
+}
+
+void ConversionViewModel::chooseNone()
+{
+    if (isConverting())
+        return;
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    m_unchosen = QSet<QString>(keys.begin(), keys.end());
+    emit choiceChanged();
+    announceDerived();
+}
+
+QStringList ConversionViewModel::chooseOnlyNamed(const QStringList& names)
+{
+    // Each piece of a movie names it; a joined shot is one movie.
+    QHash<QUuid, QString> keyOfPiece;
+    for (const P2Clip& clip : std::as_const(m_clips))
+        keyOfPiece.insert(clip.id, clip.videoURL);
+    for (const SpannedShot& shot : std::as_const(m_joinedShots))
+        for (const P2Clip& piece : shot.pieces)
+            keyOfPiece.insert(piece.id, shot.top().videoURL);
+    QSet<QString> chosen;
+    QStringList unknown;
+    for (const QString& name : names) {
+        bool found = false;
+        for (const P2Clip& clip : std::as_const(m_clips)) {
+            if (clip.videoName() == name) {
+                chosen.insert(keyOfPiece.value(clip.id));
+                found = true;
+            }
+        }
+        if (!found && !unknown.contains(name))
+            unknown.append(name);
+    }
+    if (!unknown.isEmpty())
+        return unknown;
+    const QStringList keys = movieKeys(m_clips, m_joinedShots);
+    m_unchosen.clear();
+    for (const QString& key : keys)
+        if (!chosen.contains(key))
+            m_unchosen.insert(key);
+    emit choiceChanged();
+    announceDerived();
+    return {};
 }
 
 bool ConversionViewModel::canExportDebugReport() const
@@ -135,8 +264,10 @@ void ConversionViewModel::scan(const QString& rootURL)
     setPhase(Phase::scanning);
     update(m_scanErrorMessage, std::optional<QString>(), &ConversionViewModel::scanErrorMessageChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
-    setStatusMessage(QStringLiteral("Scanning %1…").arg(QFileInfo(QDir::cleanPath(rootURL)).fileName()));
+    setStatusMessage(QStringLiteral("Scanning %1…")
+                         .arg(DisplayText::escaped(QFileInfo(QDir::cleanPath(rootURL)).fileName())));
     m_currentRunOutputFolder.reset();
+    m_unchosen.clear();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
     m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback, m_settings.joinSpannedRecordings());
@@ -178,6 +309,8 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     setClips(pairing.clips);
     setPairing(pairing.entries, pairing.summaryLines);
     update(m_joinedShots, pairing.joinedShots, &ConversionViewModel::joinedShotsChanged);
+    emit choiceChanged();
+    announceDerived();
     const qint64 excluded = std::ranges::count_if(
         pairing.entries, [](const PairingReportEntry& entry) { return !entry.included; });
     update(m_excludedClipCount, excluded, &ConversionViewModel::excludedClipCountChanged);
@@ -249,6 +382,8 @@ void ConversionViewModel::resetToIdle()
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
     setPairing({}, {});
     update(m_joinedShots, QList<SpannedShot>(), &ConversionViewModel::joinedShotsChanged);
+    m_unchosen.clear();
+    emit choiceChanged();
     update(m_excludedClipCount, qint64(0), &ConversionViewModel::excludedClipCountChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
     setStatusMessage(readyMessage);
@@ -257,8 +392,19 @@ void ConversionViewModel::resetToIdle()
 
 void ConversionViewModel::start()
 {
+    start(true);
+}
+
+void ConversionViewModel::startIgnoringFreeSpace()
+{
+    start(false);
+}
+
+void ConversionViewModel::start(bool checkFreeSpace)
+{
     if (!canConvert())
         return;
+    update(m_spaceShortfall, QString(), &ConversionViewModel::spaceShortfallChanged);
     recheckFFmpegAvailability();
     if (!m_ffmpegAvailable) {
         setStatusMessage(ffmpegMissingMessage());
@@ -267,8 +413,9 @@ void ConversionViewModel::start()
 
     if (!m_currentRunOutputFolder) {
         const QString name = OutputFolderNamer::todayFolderName(QDateTime::currentDateTime());
+        const QString base = QDir::cleanPath(m_settings.outputFolderPath());
         m_currentRunOutputFolder =
-            OutputFolderNamer::availableURL(QDir::cleanPath(m_settings.outputFolderPath()), name);
+            m_sharesTodaysFolder ? QDir(base).filePath(name) : OutputFolderNamer::availableURL(base, name);
     }
     const QString folder = *m_currentRunOutputFolder;
     // A card is only ever read: movies and reports written into it could
@@ -279,21 +426,44 @@ void ConversionViewModel::start()
         return;
     }
     if (const std::optional<QString> failure = FileSystemUtilities::createDirectories(folder)) {
-        setStatusMessage(QStringLiteral("Could not create output folder: %1").arg(oneLine(*failure)));
+        setStatusMessage(
+            QStringLiteral("Could not create output folder: %1").arg(DisplayText::escaped(*failure)));
         return;
     }
     update(m_outputFolderURL, std::optional(folder), &ConversionViewModel::outputFolderURLChanged);
-    // An interrupted run of this folder may have left gigabytes of half a movie.
-    FFmpegService::removeStaleTemporaries(folder);
+    // An interrupted run of this folder may have left gigabytes of half a
+    // movie; a folder another Tolvane is writing into holds its own. A run of
+    // some of the movies leaves the others' alone: another run sharing the
+    // folder may be writing them now (each job clears its own).
+    m_runFolderLock = RunFolderLock::tryHold(folder);
+    if (m_runFolderLock && chosenCount() == movieCount())
+        FFmpegService::removeStaleTemporaries(folder);
+    if (m_runFolderLock)
+        m_runFolderLock->share();
+    else
+        m_runFolderLock = RunFolderLock::holdShared(folder);
 
-    const QList<std::shared_ptr<ConversionJob>> jobs =
-        makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder);
+    // Every movie keeps the name it has on the whole card, chosen or not.
+    QList<std::shared_ptr<ConversionJob>> jobs;
+    QStringList notChosen;
+    for (const std::shared_ptr<ConversionJob>& job :
+         makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder)) {
+        if (isChosen(job->clip().videoURL))
+            jobs.append(job);
+        else
+            notChosen.append(job->clipName());
+    }
+    m_notChosenNames = notChosen;
     update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
     update(m_overallProgress, 0.0, &ConversionViewModel::overallProgressChanged);
     m_conversionReportLines.clear();
+    if (!m_verifiedCopy.isEmpty())
+        m_conversionReportLines.append(verifiedCopyReportLine(m_verifiedCopy));
+    for (const QString& name : std::as_const(m_notChosenNames))
+        m_conversionReportLines.append(LogWriter::notChosenReportLine(name));
     m_ffmpegErrorLines.clear();
     m_reportWriteFailures.clear();
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -312,15 +482,32 @@ void ConversionViewModel::start()
     const ProResProfile profile = m_settings.proResProfile();
     const bool skipExistingFiles = m_settings.skipExistingFiles();
     m_queue = std::make_shared<ConversionQueue>();
-    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles);
+    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles, checkFreeSpace);
 }
 
 QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> queue,
                                             QList<std::shared_ptr<ConversionJob>> jobs, QString outputFolder,
                                             double audioOffsetSeconds, ProResProfile profile,
-                                            bool skipExistingFiles)
+                                            bool skipExistingFiles, bool checkFreeSpace)
 {
     const QPointer<ConversionViewModel> self(this);
+    const std::shared_ptr<DesktopSession> session = m_session;
+    // So may earlier runs' folders beside it, interrupted by a crash or a power cut.
+    QFuture<void> sweeping =
+        QtConcurrent::run(RunFolderLock::removeAbandonedTemporaries, QFileInfo(outputFolder).path());
+    co_await sweeping;
+    // A run that cannot fit would fail clip after clip once the disk is full.
+    if (checkFreeSpace && !queue->isCancelled()) {
+        QCoro::Task<qint64> estimating = SpaceEstimate::neededBytes(jobs, profile, skipExistingFiles);
+        const qint64 needed = co_await estimating;
+        const std::optional<qint64> available = SpaceEstimate::availableBytes(outputFolder);
+        if (available && needed > *available) {
+            if (self && !queue->isCancelled()) {
+                self->refuseForSpace(outputFolder, needed, *available);
+                co_return;
+            }
+        }
+    }
     // The handlers reach the driver through this frame's guard, which outlives
     // every call since the batch is awaited here. They capture nothing with a
     // destructor: g++ 12 destroys copies of coroutine arguments made inside a
@@ -339,12 +526,56 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
         if (*guard)
             (*guard)->handleCommandBuilt(job, commandLine);
     };
+    // Asked while the first clip already converts: the run never waits for
+    // the desktop, and a desktop that does not answer only costs the lock.
+    std::optional<QCoro::Task<std::optional<QString>>> holdingOffSleep;
+    if (session)
+        holdingOffSleep.emplace(session->holdOffSleep(holdingOffSleepReason(jobs.size())));
     QCoro::Task<> batch =
         queue->run(std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles, std::move(onJobUpdate),
                    std::move(onJobFinished), std::move(onCommandBuilt));
     co_await batch;
-    if (self)
-        self->finishBatch(outputFolder);
+    std::optional<QString> sleepNotHeld;
+    if (holdingOffSleep)
+        sleepNotHeld = co_await *holdingOffSleep;
+    if (self) {
+        self->m_sleepNotHeldReason = sleepNotHeld;
+        self->finishBatch(outputFolder, queue->stop());
+    } else if (session) {
+        session->allowSleep();
+    }
+}
+
+void ConversionViewModel::refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available)
+{
+    m_elapsedTimer.stop();
+    m_queue.reset();
+    m_runFolderLock.reset();
+    // The folder made for this run is removed while still empty; one that an
+    // earlier run of the card filled stays.
+    if (QDir().rmdir(outputFolder)) {
+        m_currentRunOutputFolder.reset();
+        update(m_outputFolderURL, std::optional<QString>(), &ConversionViewModel::outputFolderURLChanged);
+    }
+    update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
+    const QString shortfall = SpaceEstimate::shortfallSentence(outputFolder, needed, available);
+    update(m_spaceShortfall, shortfall, &ConversionViewModel::spaceShortfallChanged);
+    setPhase(Phase::scanned);
+    setStatusMessage(shortfall);
+    endSessionIfIdle();
+}
+
+void ConversionViewModel::endSession()
+{
+    m_endingSession = true;
+    cancel();
+    endSessionIfIdle();
+}
+
+void ConversionViewModel::endSessionIfIdle()
+{
+    if (m_endingSession && !isConverting() && !m_writingRunDebugReport)
+        emit sessionEnded();
 }
 
 void ConversionViewModel::cancel()
@@ -352,7 +583,8 @@ void ConversionViewModel::cancel()
     if (m_phase != Phase::converting)
         return;
     setPhase(Phase::cancelling);
-    setStatusMessage(QStringLiteral("Cancelling…"));
+    setStatusMessage(ProgressText::cancellingWait(
+        std::chrono::ceil<std::chrono::seconds>(ToolLimits::current().terminationGrace).count()));
     // Asked from the event loop, like every other step of the run, and of the
     // queue of this run only.
     QTimer::singleShot(0, this, [queue = std::weak_ptr(m_queue)] {
@@ -418,7 +650,9 @@ void ConversionViewModel::handleCommandBuilt(ConversionJob& job, const QString& 
 
 void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& outcome)
 {
-    update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
+    // The count says how far the run got; a clip it never reached adds nothing.
+    if (outcome.status.kind != ClipStatus::Kind::notStarted)
+        update(m_completedCount, m_completedCount + 1, &ConversionViewModel::completedCountChanged);
     recomputeOverallProgress();
     const QString& clipName = outcome.clipName;
     switch (outcome.status.kind) {
@@ -432,8 +666,12 @@ void ConversionViewModel::handleJobFinished(const ConversionQueue::JobOutcome& o
     case ClipStatus::Kind::skippedExisting:
         m_conversionReportLines.append(LogWriter::skippedReportLine(clipName));
         break;
+    case ClipStatus::Kind::notStarted:
+        m_conversionReportLines.append(LogWriter::notStartedReportLine(clipName, outcome.status.message));
+        break;
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notChosen:
         break;
     }
 }
@@ -479,7 +717,8 @@ void ConversionViewModel::updateElapsed()
 }
 
 ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
-                                                 qint64 excludedByPairing, const QString& outputFolder)
+                                                 qint64 excludedByPairing, const QString& outputFolder,
+                                                 std::optional<RunStop> stop)
 {
     ConversionSummary summary;
     for (const std::shared_ptr<ConversionJob>& job : jobs) {
@@ -496,11 +735,17 @@ ConversionSummary ConversionViewModel::summarize(const QList<std::shared_ptr<Con
         case ClipStatus::Kind::failed:
             ++summary.failed;
             break;
+        case ClipStatus::Kind::notStarted:
+            ++summary.notStarted;
+            break;
         case ClipStatus::Kind::pending:
         case ClipStatus::Kind::converting:
             break;
+        case ClipStatus::Kind::notChosen:
+            break;
         }
     }
+    summary.stop = stop;
     summary.excludedByPairing = excludedByPairing;
     summary.outputFolder = outputFolder;
     return summary;
@@ -511,15 +756,45 @@ QString ConversionViewModel::ffmpegMissingMessage(const PlatformFacts& platform)
     return QStringLiteral("ffmpeg not found. Install it with: ") + platform.ffmpegInstallCommand;
 }
 
+QString ConversionViewModel::verifiedCopyReportLine(const QString& path)
+{
+    return LogWriter::timestampedLine(
+        QStringLiteral("The movies were made from the verified backup copy at %1, not from the card.")
+            .arg(path));
+}
+
 QString ConversionViewModel::outputInsideCardMessage(const QString& folder)
 {
     return QStringLiteral("The output folder “%1” is inside the card. Choose a folder outside the card: "
                           "nothing is ever written to a card.")
-        .arg(folder);
+        .arg(DisplayText::escaped(folder));
 }
 
-QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
+QString ConversionViewModel::holdingOffSleepReason(qsizetype movies)
 {
+    return QStringLiteral("Converting %1 clip%2 to ProRes").arg(movies).arg(plural(movies));
+}
+
+QString ConversionViewModel::sleepNotHeldLine(const QString& why)
+{
+    return QStringLiteral("\nSleep could not be held off during this run: %1.\n").arg(why);
+}
+
+namespace {
+
+// The status sentence that ends a run, before the movies left out by choice.
+QString runSentence(const ConversionSummary& summary)
+{
+    if (summary.stop) {
+        QStringList counts{QStringLiteral("%1 converted").arg(summary.converted)};
+        if (summary.skipped >= 1)
+            counts.append(QStringLiteral("%1 skipped").arg(summary.skipped));
+        if (summary.failed >= 1)
+            counts.append(QStringLiteral("%1 failed").arg(summary.failed));
+        counts.append(QStringLiteral("%1 not started").arg(summary.notStarted));
+        return RunStops::sentence(*summary.stop) + QLatin1Char(' ') + counts.join(QStringLiteral(", ")) +
+               QStringLiteral(". See logs in the output folder.");
+    }
     if (summary.failed >= 1)
         return QStringLiteral("Done with %1 error%2. See logs in the output folder.")
             .arg(summary.failed)
@@ -534,44 +809,92 @@ QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
         .arg(summary.excludedByPairing);
 }
 
-void ConversionViewModel::finishBatch(const QString& outputFolder)
+} // namespace
+
+QString ConversionViewModel::summarySentence(const ConversionSummary& summary)
+{
+    const QString sentence = runSentence(summary);
+    if (summary.notChosen < 1)
+        return sentence;
+    return sentence + QStringLiteral(" %1 clip%2 left out by choice.")
+                          .arg(summary.notChosen)
+                          .arg(plural(summary.notChosen));
+}
+
+void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional<RunStop> stop)
 {
     m_elapsedTimer.stop();
     updateElapsed();
     m_queue.reset();
 
-    const ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder);
+    ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder, stop);
+    summary.notChosen = m_notChosenNames.size();
     update(m_summary, std::optional(summary), &ConversionViewModel::summaryChanged);
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
 
-    addReportWriteFailures(
-        LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
+    if (m_notChosenNames.isEmpty()) {
+        addReportWriteFailures(
+            LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
+    } else {
+        QStringList runMovies;
+        for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs))
+            runMovies.append(job->clipName());
+        addReportWriteFailures(LogWriter::writeMerged(m_conversionReportLines, pairingReportText(),
+                                                      m_ffmpegErrorLines, runMovies, m_notChosenNames,
+                                                      outputFolder));
+    }
+
+    m_runFolderLock.reset();
 
     const QString cardName = m_cardStructure ? QFileInfo(QDir::cleanPath(m_cardStructure->rootURL)).fileName()
                                              : QStringLiteral("P2 Card");
-    m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
-                     m_excludedClipCount);
+    // The movies stay whatever happens to the history; the run says it could not record itself.
+    if (const std::optional<QString> failure =
+            m_history.record(cardName, outputFolder, summary.converted, summary.failed, summary.skipped,
+                             m_excludedClipCount, summary.notStarted, summary.notChosen))
+        addReportWriteFailures({LogWriter::writeFailure(ConversionHistoryStore::displayName(), *failure)});
 
     if (m_settings.openOutputFolderWhenFinished())
         m_desktop->revealInFileManager({outputFolder});
 
+    // A run that ended early reports on the clips it reached.
+    QSet<QUuid> reached;
+    QList<SpannedShot> reachedShots;
+    for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs)) {
+        if (job->status().kind == ClipStatus::Kind::notStarted)
+            continue;
+        reached.insert(job->clip().id);
+        if (const std::optional<SpannedShot>& shot = job->shot()) {
+            reachedShots.append(*shot);
+            for (const P2Clip& piece : shot->pieces)
+                reached.insert(piece.id);
+        }
+    }
+    QList<P2Clip> reachedClips;
+    for (const P2Clip& clip : std::as_const(m_clips)) {
+        if (reached.contains(clip.id))
+            reachedClips.append(clip);
+    }
+    m_writingRunDebugReport = true;
     m_runDebugReport = writeRunDebugReport(
-        m_clips, m_pairingEntries, m_joinedShots, m_settings.effectiveAudioOffsetSeconds(),
-        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder);
+        reachedClips, m_pairingEntries, reachedShots, m_settings.effectiveAudioOffsetSeconds(),
+        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder,
+        std::exchange(m_sleepNotHeldReason, std::nullopt), m_session);
 }
 
-QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
-                                                       QList<SpannedShot> joinedShots,
-                                                       double audioOffsetSeconds, ProResProfile profile,
-                                                       bool prefixExportsWithOrderNumber,
-                                                       QString outputFolder)
+QCoro::Task<> ConversionViewModel::writeRunDebugReport(
+    QList<P2Clip> clips, QList<PairingReportEntry> entries, QList<SpannedShot> joinedShots,
+    double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber, QString outputFolder,
+    std::optional<QString> sleepNotHeldReason, std::shared_ptr<DesktopSession> session)
 {
     const QPointer<ConversionViewModel> self(this);
     QCoro::Task<QString> building =
         DebugReportBuilder::build(std::move(clips), std::move(entries), audioOffsetSeconds, profile,
                                   prefixExportsWithOrderNumber, std::move(joinedShots));
-    const QString report = co_await building;
+    QString report = co_await building;
+    if (sleepNotHeldReason)
+        report += sleepNotHeldLine(*sleepNotHeldReason);
     // The report belongs to the run's folder whether or not anyone still watches.
     const QString path = QDir(outputFolder).filePath(LogWriter::debugReportFilename);
     // A named future: as a temporary inside the co_await expression, g++ 12
@@ -579,12 +902,20 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
     QFuture<std::optional<QString>> written =
         QtConcurrent::run([report, path] { return LogWriter::writeText(report, path); });
     const std::optional<QString> failure = co_await written;
+    // The run is over once its last report is written, unless another has begun.
+    if (session && !(self && self->isConverting()))
+        session->allowSleep();
     // A later run has a status line of its own.
     if (self && failure && self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
         self->addReportWriteFailures({LogWriter::writeFailure(LogWriter::debugReportFilename, *failure)});
-    if (self)
-        self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
-                     &ConversionViewModel::debugReportGenerationTickChanged);
+    if (!self)
+        co_return;
+    // Only the newest run's report is awaited by the end of the session.
+    if (self->m_outputFolderURL == outputFolder && self->m_phase == Phase::finished)
+        self->m_writingRunDebugReport = false;
+    self->update(self->m_debugReportGenerationTick, self->m_debugReportGenerationTick + 1,
+                 &ConversionViewModel::debugReportGenerationTickChanged);
+    self->endSessionIfIdle();
 }
 
 void ConversionViewModel::addReportWriteFailures(const QStringList& failures)
@@ -639,7 +970,8 @@ QCoro::Task<> ConversionViewModel::runPairingReportExport()
     if (!self || !path || path->isEmpty())
         co_return;
     if (const std::optional<QString> failure = LogWriter::writeText(self->pairingReportText(), *path))
-        self->setStatusMessage(QStringLiteral("Could not save pairing report: %1").arg(oneLine(*failure)));
+        self->setStatusMessage(
+            QStringLiteral("Could not save pairing report: %1").arg(DisplayText::escaped(*failure)));
     else
         self->setStatusMessage(QStringLiteral("Pairing report saved to %1.").arg(*path));
 }
@@ -674,7 +1006,8 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
         co_return;
     self->setGeneratingDebugReport(false);
     if (const std::optional<QString> failure = LogWriter::writeText(report, *path))
-        self->setStatusMessage(QStringLiteral("Could not save debug report: %1").arg(oneLine(*failure)));
+        self->setStatusMessage(
+            QStringLiteral("Could not save debug report: %1").arg(DisplayText::escaped(*failure)));
     else
         self->setStatusMessage(QStringLiteral("Debug report saved to %1.").arg(*path));
 }

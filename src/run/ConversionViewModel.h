@@ -5,10 +5,13 @@
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
 #include "card/PairingReportEntry.h"
+#include "run/ClipRow.h"
 #include "run/ClipStatus.h"
 #include "run/ConversionJob.h"
 #include "run/ConversionQueue.h"
 #include "run/ConversionSummary.h"
+#include "run/RunFolderLock.h"
+#include "session/DesktopSession.h"
 #include "store/Desktop.h"
 
 #include <memory>
@@ -17,6 +20,7 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -69,6 +73,12 @@ class ConversionViewModel : public QObject
     Q_PROPERTY(
         int debugReportGenerationTick READ debugReportGenerationTick NOTIFY debugReportGenerationTickChanged)
 
+    // Why the last start was refused for want of space, empty otherwise;
+    // `startIgnoringFreeSpace` converts anyway.
+    Q_PROPERTY(QString spaceShortfall READ spaceShortfall NOTIFY spaceShortfallChanged)
+    // Movies the loaded card would give, and how many of them the user chose.
+    Q_PROPERTY(int movieCount READ movieCount NOTIFY choiceChanged)
+    Q_PROPERTY(int chosenCount READ chosenCount NOTIFY choiceChanged)
     Q_PROPERTY(bool isConverting READ isConverting NOTIFY phaseChanged)
     Q_PROPERTY(bool canConvert READ canConvert NOTIFY canConvertChanged)
     Q_PROPERTY(bool canExportDebugReport READ canExportDebugReport NOTIFY canExportDebugReportChanged)
@@ -88,6 +98,10 @@ public:
     // Stops a run still under way; its jobs end as cancelled and nothing more
     // is reported for it.
     ~ConversionViewModel() override;
+
+    // The session that holds off sleep from a run's first clip until its
+    // reports are written; without one the computer may sleep during a run.
+    void setDesktopSession(std::shared_ptr<DesktopSession> session) { m_session = std::move(session); }
 
     Phase phase() const { return m_phase; }
     const std::optional<P2CardStructure>& cardStructure() const { return m_cardStructure; }
@@ -114,6 +128,7 @@ public:
     int debugReportGenerationTick() const { return m_debugReportGenerationTick; }
     // The reports of the last run that could not be written, as "NAME (reason)".
     const QStringList& reportWriteFailures() const { return m_reportWriteFailures; }
+    const QString& spaceShortfall() const { return m_spaceShortfall; }
 
     QVariant scanErrorMessageValue() const;
     QVariant estimatedRemainingValue() const;
@@ -124,6 +139,31 @@ public:
     bool canExportDebugReport() const;
     // The pairing report of the loaded card, as PAIRING_REPORT.txt holds it.
     QString pairingReportText() const;
+
+    // Whether the movie whose first video file is `key` goes into the next run;
+    // every movie is chosen after a scan, and the choice outlives re-pairing.
+    bool isChosen(const QString& key) const { return !m_unchosen.contains(key); }
+    Q_INVOKABLE void setChosen(const QString& key, bool chosen);
+    Q_INVOKABLE void chooseAll();
+    Q_INVOKABLE void chooseNone();
+    // Chooses exactly the movies with a piece named `names` (as scan shows a
+    // clip); gives the names that match no movie, choosing nothing then.
+    QStringList chooseOnlyNamed(const QStringList& names);
+    int movieCount() const;
+    // The loaded card's movies and excluded clips, as the clip list shows them.
+    QList<ClipRow> clipRows() const;
+    // Shows the last run's movie of `key` selected in the file manager, or
+    // opens it in the desktop's player; only a movie the run left in its folder.
+    Q_INVOKABLE void revealMovie(const QString& key);
+    Q_INVOKABLE void openMovie(const QString& key);
+    // The job of the last run for the movie `key`, if it was in the run.
+    std::shared_ptr<ConversionJob> jobFor(const QString& key) const;
+    int chosenCount() const;
+    // Runs go into today's dated folder itself, even when it exists, so
+    // separate runs of single clips share one folder.
+    void setSharesTodaysFolder(bool shares) { m_sharesTodaysFolder = shares; }
+    // The names of the movies the last run left out by choice.
+    const QStringList& notChosenNames() const { return m_notChosenNames; }
 
     // Asks the desktop for a card folder and scans the one chosen; a cancelled
     // chooser changes nothing.
@@ -140,11 +180,26 @@ public:
     // Converts every clip into the run's dated folder: a new one for a newly
     // scanned card, the same one when the card is converted again. Does
     // nothing unless a conversion can start; a missing ffmpeg or a folder that
-    // cannot be created only changes the status line.
+    // cannot be created only changes the status line. Before the first clip
+    // the space the movies need is estimated: a run that cannot fit goes back
+    // to the scanned card with `spaceShortfall` saying why.
     Q_INVOKABLE void start();
+    // As `start`, without the free-space check: the user chose to go ahead.
+    Q_INVOKABLE void startIgnoringFreeSpace();
+    // The verified backup copy the loaded card was scanned from, which
+    // CONVERSION_REPORT.txt names as the movies' source; empty for a card
+    // converted directly.
+    void setVerifiedCopy(const QString& path) { m_verifiedCopy = path; }
+    // The line CONVERSION_REPORT.txt opens with for a run made from a verified copy.
+    static QString verifiedCopyReportLine(const QString& path);
     // Asks the running conversion to stop; the batch then ends as usual, with
     // its summary, logs and history entry. Only while converting.
     Q_INVOKABLE void cancel();
+    // Ends the session as a hang-up or SIGTERM asks the window to: a run under
+    // way is cancelled as by Cancel, and `sessionEnded` comes once its reports,
+    // history entry and debug report are written; at once when nothing is left
+    // to write.
+    void endSession();
     // Shows the last run's output folder in the file manager.
     Q_INVOKABLE void revealOutputFolder();
     // Shows the folder that holds the newest logs: this session's run folder,
@@ -176,7 +231,11 @@ public:
     static QString ffmpegMissingMessage(const PlatformFacts& platform = Platform::current());
     // The status line when a run would write into the card it converts.
     static QString outputInsideCardMessage(const QString& folder);
-    // The status sentence that ends a run.
+    // Why sleep waits, as the desktop shows it while `movies` are converted.
+    static QString holdingOffSleepReason(qsizetype movies);
+    // The debug report's closing line when sleep could not be held off.
+    static QString sleepNotHeldLine(const QString& why);
+    // The status sentence that ends a run, with how many movies were left out by choice.
     static QString summarySentence(const ConversionSummary& summary);
     // The share of a run that is done: each job counts its converting fraction,
     // or 1 once it has ended, or 0 while pending.
@@ -185,9 +244,10 @@ public:
     // `previous` while the progress is too small to project from.
     static std::optional<double> remainingEstimate(double elapsedSeconds, double progress,
                                                    std::optional<double> previous);
-    // How the jobs of a run ended; jobs that never ended (after a cancel) count nowhere.
+    // How the jobs of a run ended, and why it ended early when it did.
     static ConversionSummary summarize(const QList<std::shared_ptr<ConversionJob>>& jobs,
-                                       qint64 excludedByPairing, const QString& outputFolder);
+                                       qint64 excludedByPairing, const QString& outputFolder,
+                                       std::optional<RunStop> stop = std::nullopt);
 
     // The queue's callbacks, on the GUI thread.
     void handleJobUpdate(ConversionJob& job);
@@ -195,7 +255,7 @@ public:
     void handleCommandBuilt(ConversionJob& job, const QString& commandLine);
     // Ends a run: summary and status, logs, history entry, the optional reveal
     // and, in the background, DEBUG_REPORT.txt.
-    void finishBatch(const QString& outputFolder);
+    void finishBatch(const QString& outputFolder, std::optional<RunStop> stop);
 
     // Publishes what a scan or re-pairing found.
     void applyScanResults(const P2CardStructure& structure, const P2MetadataParser::PairingResult& pairing);
@@ -228,17 +288,25 @@ signals:
     void canConvertChanged();
     void canExportDebugReportChanged();
     void pairingReportTextChanged();
+    void spaceShortfallChanged();
+    // Nothing of the session is left to write; see endSession.
+    void sessionEnded();
+    void choiceChanged();
 
 private:
     QCoro::Task<> runFolderChooser();
+    void start(bool checkFreeSpace);
     QCoro::Task<> runBatch(std::shared_ptr<ConversionQueue> queue, QList<std::shared_ptr<ConversionJob>> jobs,
                            QString outputFolder, double audioOffsetSeconds, ProResProfile profile,
-                           bool skipExistingFiles);
+                           bool skipExistingFiles, bool checkFreeSpace);
+    // Takes back a run refused for want of space before its first clip.
+    void refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available);
     // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
                                       QList<SpannedShot> joinedShots, double audioOffsetSeconds,
                                       ProResProfile profile, bool prefixExportsWithOrderNumber,
-                                      QString outputFolder);
+                                      QString outputFolder, std::optional<QString> sleepNotHeldReason,
+                                      std::shared_ptr<DesktopSession> session);
     QCoro::Task<> runPairingReportExport();
     QCoro::Task<> runDebugReportExport();
     // Where the save panels of the exports open: the configured output folder.
@@ -249,6 +317,8 @@ private:
     QCoro::Task<> scanAndPair(std::optional<QString> rootURL, P2CardStructure structure,
                               bool allowUnsafeFallback, bool joinSpanned);
 
+    // Announces the end of the session once nothing is left to write.
+    void endSessionIfIdle();
     // Sets `field` and announces the change; false when it held `value` already.
     template <typename T> bool update(T& field, const T& value, void (ConversionViewModel::*changed)());
     void setPhase(Phase phase);
@@ -269,6 +339,7 @@ private:
     RecentFoldersStore& m_recentFolders;
     ConversionHistoryStore& m_history;
     std::shared_ptr<Desktop> m_desktop;
+    std::shared_ptr<DesktopSession> m_session;
 
     Phase m_phase = Phase::idle;
     std::optional<P2CardStructure> m_cardStructure;
@@ -291,23 +362,38 @@ private:
     bool m_ffmpegAvailable = false;
     bool m_isGeneratingDebugReport = false;
     int m_debugReportGenerationTick = 0;
+    // The run's own debug report is still being written.
+    bool m_writingRunDebugReport = false;
+    // endSession was asked for; `sessionEnded` follows once all is written.
+    bool m_endingSession = false;
 
     // Last values announced for the derived properties.
     bool m_canConvert = false;
     bool m_canExportDebugReport = false;
 
     std::optional<P2CardStructure> m_lastScannedStructure;
+    // The keys of the movies the user left out (ClipRow::key).
+    QSet<QString> m_unchosen;
+    QStringList m_notChosenNames;
+    bool m_sharesTodaysFolder = false;
+
     // Set by the first run of a card, so converting it again writes beside it.
     std::optional<QString> m_currentRunOutputFolder;
 
     // The run under way. The queue is shared with the run's coroutine, so it
     // lives as long as the conversion it is awaiting, even past the driver.
     std::shared_ptr<ConversionQueue> m_queue;
+    // The run's hold on its folder, from its start to its reports.
+    std::optional<RunFolderLock> m_runFolderLock;
     std::optional<QElapsedTimer> m_startClock;
     QTimer m_elapsedTimer;
     QStringList m_conversionReportLines;
+    QString m_verifiedCopy;
     QStringList m_ffmpegErrorLines;
     QStringList m_reportWriteFailures;
+    QString m_spaceShortfall;
+    // Why sleep was not held off during the run that ended; nothing when it was.
+    std::optional<QString> m_sleepNotHeldReason;
 
     // The newest scan or re-pairing and the open folder chooser. Replaced work
     // runs on to its end and frees itself; it reaches the driver only through

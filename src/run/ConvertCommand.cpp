@@ -5,14 +5,16 @@
 #include "card/P2Scanner.h"
 #include "media/FFmpegService.h"
 #include "media/ProResProfile.h"
+#include "run/CardCommand.h"
+#include "run/ClipJson.h"
 #include "run/ConversionViewModel.h"
 #include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
 #include "run/ProgressText.h"
+#include "session/DBusDesktopSession.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/HeadlessDesktop.h"
 #include "store/OverlayKeyValueStore.h"
-#include "store/QSettingsKeyValueStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
 
@@ -30,10 +32,6 @@ namespace {
 using Phase = ConversionViewModel::Phase;
 
 const QString commandName = QStringLiteral("convert");
-const QString outputFolderOption = QStringLiteral("--output-folder");
-const QString profileOption = QStringLiteral("--profile");
-const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
-const QString joinSpannedOption = QStringLiteral("--join-spanned");
 
 // The progress line is redrawn at most this often, and whenever a clip ends.
 constexpr qint64 redrawIntervalMs = 250;
@@ -56,37 +54,29 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    bool allowSleep = false;
+    // Not a setting: the free-space check is skipped for this run.
+    bool ignoreFreeSpace = false;
+    // The clips to convert, as scan names them; all when empty.
+    QStringList clips;
+    bool json = false;
 
-    std::optional<QString> take(const QStringList& arguments, qsizetype& index)
+    // What the parsed command line asks for; its values are already checked.
+    static Options from(const QCommandLineParser& parser)
     {
-        if (arguments.at(index) == allowUnsafeFallbackOption) {
-            allowUnsafeFallback = true;
-            return std::nullopt;
-        }
-        if (arguments.at(index) == joinSpannedOption) {
-            joinSpanned = true;
-            return std::nullopt;
-        }
-        if (const std::optional<QString> folder =
-                CardCommand::optionValue(outputFolderOption, arguments, index)) {
-            if (outputFolder)
-                return QStringLiteral("--output-folder given more than once");
-            if (folder->isEmpty())
-                return QStringLiteral("--output-folder needs a folder");
-            outputFolder = QFileInfo(*folder).absoluteFilePath();
-            return std::nullopt;
-        }
-        if (const std::optional<QString> name = CardCommand::optionValue(profileOption, arguments, index)) {
-            if (profile)
-                return QStringLiteral("--profile given more than once");
-            if (name->isEmpty())
-                return QStringLiteral("--profile needs proxy, standard or hq");
-            profile = profileNamed(*name);
-            if (!profile)
-                return QStringLiteral("unknown profile “%1”; use proxy, standard or hq").arg(*name);
-            return std::nullopt;
-        }
-        return QStringLiteral("unknown option “%1”").arg(arguments.at(index));
+        Options options;
+        if (parser.isSet(QStringLiteral("output-folder")))
+            options.outputFolder =
+                QFileInfo(parser.value(QStringLiteral("output-folder"))).absoluteFilePath();
+        if (parser.isSet(QStringLiteral("profile")))
+            options.profile = profileNamed(parser.value(QStringLiteral("profile")));
+        options.allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
+        options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
+        options.allowSleep = parser.isSet(QStringLiteral("allow-sleep"));
+        options.ignoreFreeSpace = parser.isSet(QStringLiteral("ignore-free-space"));
+        options.clips = parser.values(QStringLiteral("clip"));
+        options.json = parser.isSet(QStringLiteral("json"));
+        return options;
     }
 
     // Written to the run's own settings, whose writes never reach the user's file.
@@ -139,8 +129,11 @@ QString finishedJobLine(const ConversionJob& job)
         return LogWriter::skippedReportLine(job.clipName());
     case ClipStatus::Kind::failed:
         return LogWriter::failedReportLine(job.clipName(), status.message);
+    case ClipStatus::Kind::notStarted:
+        return LogWriter::notStartedReportLine(job.clipName(), status.message);
     case ClipStatus::Kind::pending:
     case ClipStatus::Kind::converting:
+    case ClipStatus::Kind::notChosen:
         break;
     }
     return QString();
@@ -156,8 +149,9 @@ class RunConsole : public QObject
     Q_OBJECT
 
 public:
-    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts)
-        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1)
+    // A quiet console prints no line per clip: standard output is kept for a document.
+    RunConsole(ConversionViewModel& driver, InterruptWatcher& interrupts, bool quiet)
+        : m_driver(driver), m_interrupts(interrupts), m_terminal(isatty(STDOUT_FILENO) == 1), m_quiet(quiet)
     {
         connect(&interrupts, &InterruptWatcher::interrupted, this, &RunConsole::interrupt);
         for (const auto changed :
@@ -187,6 +181,8 @@ public:
             clearProgressLine();
             emit waitEnded();
         });
+        // A run refused for want of space never starts its first clip.
+        connect(&driver, &ConversionViewModel::spaceShortfallChanged, this, &RunConsole::waitEnded);
     }
 
     bool cancelRequested() const { return m_cancelRequested; }
@@ -194,6 +190,8 @@ public:
 
     void printLine(const QString& line)
     {
+        if (m_quiet)
+            return;
         clearProgressLine();
         writeOut(DisplayText::escapedLines(CardCommand::forTerminal(line)) + QLatin1Char('\n'));
         redraw(true);
@@ -210,6 +208,8 @@ private:
         case Phase::converting:
             m_cancelRequested = true;
             m_driver.cancel();
+            // A tool stuck on a hung reader takes its grace to end: say why nothing happens yet.
+            printLine(m_driver.statusMessage());
             break;
         case Phase::cancelling:
             break;
@@ -249,7 +249,8 @@ private:
         // The queue ends jobs in their order, so those printed are a prefix.
         while (m_nextJobToPrint < jobs.size() && jobs.at(m_nextJobToPrint)->status().isFinal()) {
             clearProgressLine();
-            writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
+            if (!m_quiet)
+                writeOut(finishedJobLine(*jobs.at(m_nextJobToPrint)) + QLatin1Char('\n'));
             ++m_nextJobToPrint;
         }
     }
@@ -291,6 +292,7 @@ private:
     ConversionViewModel& m_driver;
     InterruptWatcher& m_interrupts;
     const bool m_terminal;
+    const bool m_quiet;
     qsizetype m_nextJobToPrint = 0;
     qsizetype m_shownWidth = 0;
     QElapsedTimer m_lastDraw;
@@ -298,64 +300,64 @@ private:
     bool m_stopWaiting = false;
 };
 
+QString unknownClipsProblem(const QStringList& names)
+{
+    QStringList quoted;
+    for (const QString& name : names)
+        quoted.append(QStringLiteral("“%1”").arg(name));
+    return QStringLiteral("no clip that would be converted is named %1 (tolvane-cli scan lists them)")
+        .arg(quoted.join(QStringLiteral(", ")));
+}
+
+QByteArray runDocument(const ConversionViewModel& driver, const QString& card)
+{
+    QList<ClipJson::Outcome> outcomes;
+    for (const ClipRow& row : driver.clipRows()) {
+        ClipJson::Outcome outcome{row, std::nullopt, QString()};
+        if (const std::shared_ptr<ConversionJob> job = driver.jobFor(row.key)) {
+            outcome.status = job->status();
+            outcome.outputFile = job->outputURL();
+        } else if (row.included) {
+            outcome.status = ClipStatus::notChosen();
+        }
+        outcomes.append(outcome);
+    }
+    return ClipJson::runDocument(card, driver.statusMessage(), *driver.summary(), outcomes);
+}
+
 QString ffprobeMissingMessage()
 {
     return QStringLiteral("ffprobe was not found. Install it with: %1")
         .arg(Platform::current().ffmpegInstallCommand);
 }
 
-QString helpText()
+QString ignoreFreeSpaceHint()
 {
-    return QStringLiteral("  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                          "               [--allow-unsafe-fallback] [--join-spanned]\n"
-                          "               Scan and pair the card folder CARD as scan does, then convert\n"
-                          "               every clip into a dated folder (MM-dd-yyyy) below the output\n"
-                          "               folder, with the movies and CONVERSION_REPORT.txt,\n"
-                          "               PAIRING_REPORT.txt, DEBUG_REPORT.txt and, when a clip\n"
-                          "               failed, FFMPEG_ERRORS.txt. The output folder is the one\n"
-                          "               chosen in the app; until one is chosen it is\n"
-                          "               %1.\n"
-                          "               The stored settings apply; the options override them for\n"
-                          "               this run only and are never saved.\n"
-                          "               The run enters the history and the recent folders.\n"
-                          "               --join-spanned makes each shot the camera split across\n"
-                          "               several clips one movie, where every piece is on the card,\n"
-                          "               verified and consistent; the scan line says how many.\n"
-                          "               Prints a line per clip as it ends (on a terminal also a live\n"
-                          "               progress line), then the closing status sentence and, last,\n"
-                          "               the output folder. Ctrl-C cancels like the Cancel button: the\n"
-                          "               running clip ends as Cancelled and the reports are written;\n"
-                          "               a second Ctrl-C stops at once.\n"
-                          "               Put -- before a CARD whose name starts with a dash.\n"
-                          "               Exit status: 0 when no clip failed, 1 when a clip failed,\n"
-                          "               a report could not be written, the run was cancelled or no\n"
-                          "               clip could be converted, 2 on a usage error, when the folder\n"
-                          "               holds no video MXF file, when ffmpeg is missing or the output\n"
-                          "               folder cannot be created, 130 after a second Ctrl-C.\n")
-        .arg(SettingsStore::defaultOutputBase());
+    return QStringLiteral("Free some space, choose another folder with --output-folder, or convert anyway "
+                          "with --ignore-free-space.");
 }
 
 QCoro::Task<Outcome> run(QStringList arguments)
 {
     QString cardFolder;
-    Options options;
-    const auto takeOption = [&options](const QStringList& all, qsizetype& index) {
-        return options.take(all, index);
-    };
+    QCommandLineParser parser;
     if (const std::optional<QString> error =
-            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
+            CardCommand::parseArguments(CliDescription::command(commandName), arguments, parser, cardFolder))
         co_return Outcome{usageOrCannotRun, QString(), *error};
+    const Options options = Options::from(parser);
 
     // History and recent folders go to the user's store, as after a run in the app.
-    const std::shared_ptr<KeyValueStore> stored = QSettingsKeyValueStore::openApplicationStore();
+    const std::shared_ptr<KeyValueStore> stored = CardCommand::openStore();
     const auto desktop = std::make_shared<HeadlessDesktop>();
     SettingsStore settings(std::make_shared<OverlayKeyValueStore>(stored), desktop);
     options.applyTo(settings);
     RecentFoldersStore recentFolders(stored);
     ConversionHistoryStore history(stored);
     ConversionViewModel driver(settings, recentFolders, history, desktop);
+    if (!options.allowSleep)
+        driver.setDesktopSession(std::make_shared<DBusDesktopSession>());
     InterruptWatcher interrupts;
-    RunConsole console(driver, interrupts);
+    RunConsole console(driver, interrupts, options.json);
 
     driver.scan(cardFolder);
     while (driver.phase() == Phase::scanning)
@@ -375,15 +377,31 @@ QCoro::Task<Outcome> run(QStringList arguments)
     writeError(unreadable);
     if (driver.clips().isEmpty())
         co_return Outcome{notAllConverted, QString(), driver.statusMessage() + QLatin1Char('\n')};
+    // Unknown names end the command before anything is converted.
+    if (!options.clips.isEmpty()) {
+        const QStringList unknown = driver.chooseOnlyNamed(options.clips);
+        if (!unknown.isEmpty())
+            co_return Outcome{usageOrCannotRun, QString(),
+                              CardCommand::usageError(commandName, unknownClipsProblem(unknown))};
+        driver.setSharesTodaysFolder(true);
+    }
     console.printLine(driver.statusMessage());
 
     const int debugReportsBefore = driver.debugReportGenerationTick();
-    driver.start();
+    if (options.ignoreFreeSpace)
+        driver.startIgnoringFreeSpace();
+    else
+        driver.start();
     // A missing ffmpeg or an output folder that cannot be made only changes the status line.
-    if (driver.phase() != Phase::converting)
+    if (driver.phase() != Phase::converting && driver.spaceShortfall().isEmpty())
         co_return Outcome{usageOrCannotRun, QString(), driver.statusMessage() + QLatin1Char('\n')};
-    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting())
+    while (driver.debugReportGenerationTick() == debugReportsBefore && !console.stopWaiting() &&
+           driver.spaceShortfall().isEmpty())
         co_await qCoro(&console, &RunConsole::waitEnded);
+    if (!driver.spaceShortfall().isEmpty())
+        co_return Outcome{usageOrCannotRun, QString(),
+                          driver.spaceShortfall() + QLatin1Char(' ') + ignoreFreeSpaceHint() +
+                              QLatin1Char('\n')};
 
     const ConversionSummary& summary = *driver.summary();
     const bool everyClipConverted = summary.failed == 0 && !console.cancelRequested();
@@ -394,9 +412,12 @@ QCoro::Task<Outcome> run(QStringList arguments)
         warnings += *offsetWarning + QLatin1Char('\n');
     if (!unwritten.isEmpty())
         warnings += LogWriter::writeFailuresSentence(unwritten) + QLatin1Char('\n');
+    const QString standardOutput =
+        options.json ? QString::fromUtf8(runDocument(driver, cardFolder))
+                     : driver.statusMessage() + QLatin1Char('\n') + DisplayText::escaped(summary.outputFolder) +
+                           QLatin1Char('\n');
     co_return Outcome{everyClipConverted && unwritten.isEmpty() ? allConverted : notAllConverted,
-                      driver.statusMessage() + QLatin1Char('\n') + summary.outputFolder + QLatin1Char('\n'),
-                      warnings};
+                      standardOutput, warnings};
 }
 
 } // namespace ConvertCommand

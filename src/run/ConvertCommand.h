@@ -2,6 +2,7 @@
 
 #include "run/CardCommand.h"
 
+#include <QByteArray>
 #include <QCoroTask>
 #include <QString>
 #include <QStringList>
@@ -11,6 +12,8 @@
 // only, the ones its options give. The run is a real one: its output folder
 // gets the movies and every report, and it enters the history and the recent
 // folders.
+class ConversionViewModel;
+
 namespace ConvertCommand {
 
 enum ExitStatus {
@@ -21,8 +24,14 @@ enum ExitStatus {
 
 using Outcome = CardCommand::Outcome;
 
-// The command's help, shown by `tolvane-cli --help`.
-QString helpText();
+// What follows the free-space refusal: how to go ahead anyway.
+QString ignoreFreeSpaceHint();
+
+// The usage problem of `--clip` names that match no clip that would be converted.
+QString unknownClipsProblem(const QStringList& names);
+
+// The `--json` document of a finished run of `driver` over `card`.
+QByteArray runDocument(const ConversionViewModel& driver, const QString& card);
 
 // What the command says when ffmpeg is there but ffprobe is not.
 QString ffprobeMissingMessage();

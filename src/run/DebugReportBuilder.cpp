@@ -173,9 +173,10 @@ QCoro::Task<std::optional<FFmpegService::SourceFacts>> source(QString path)
 
 // The measurement never fails, so every audio file gets a level; one that
 // found nothing (no ffmpeg, or digital silence read as -inf) says "unmeasured".
-QCoro::Task<std::optional<AudioLevel>> level(QString path)
+// One ffmpeg run measures all of a clip's files.
+QCoro::Task<std::optional<QList<AudioLevel>>> clipLevels(QStringList audioPaths)
 {
-    co_return co_await FFmpegService::audioSignalLevel(std::move(path));
+    co_return co_await FFmpegService::audioSignalLevels(std::move(audioPaths));
 }
 
 } // namespace
@@ -367,9 +368,15 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
 {
     QStringList videos;
     QStringList audio;
+    QStringList videosWithAudio;
+    QHash<QString, QStringList> audioOfVideo;
     for (const P2Clip& clip : clips) {
         videos.append(clip.videoURL);
         audio.append(clip.audioURLs);
+        if (!clip.audioURLs.isEmpty()) {
+            videosWithAudio.append(clip.videoURL);
+            audioOfVideo.insert(clip.videoURL, clip.audioURLs);
+        }
     }
     Facts facts;
     facts.ffmpegPath = FFmpegService::resolvedFFmpegPath();
@@ -380,12 +387,18 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
         BoundedTasks::run<MediaProbe>(audio, groupConcurrency, probe);
     QCoro::Task<QHash<QString, FFmpegService::SourceFacts>> sources =
         BoundedTasks::run<FFmpegService::SourceFacts>(videos, groupConcurrency, source);
-    QCoro::Task<QHash<QString, AudioLevel>> levels =
-        BoundedTasks::run<AudioLevel>(audio, groupConcurrency, level);
+    QCoro::Task<QHash<QString, QList<AudioLevel>>> levels = BoundedTasks::run<QList<AudioLevel>>(
+        videosWithAudio, groupConcurrency,
+        [audioOfVideo](const QString& video) { return clipLevels(audioOfVideo.value(video)); });
     facts.videoProbes = co_await videoProbes;
     facts.audioProbes = co_await audioProbes;
     facts.videoSources = co_await sources;
-    facts.audioLevels = co_await levels;
+    const QHash<QString, QList<AudioLevel>> levelsOfVideo = co_await levels;
+    for (auto clip = levelsOfVideo.constBegin(); clip != levelsOfVideo.constEnd(); ++clip) {
+        const QStringList& paths = audioOfVideo.value(clip.key());
+        for (qsizetype i = 0; i < paths.size() && i < clip->size(); ++i)
+            facts.audioLevels.insert(paths.at(i), clip->at(i));
+    }
     co_return facts;
 }
 

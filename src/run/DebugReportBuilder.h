@@ -55,8 +55,8 @@ QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEnt
                            bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots = {});
 
 // Runs four groups together (full probes of the videos, full probes of the
-// audio files, timecodes of the videos, levels of the audio files), each with
-// at most `groupConcurrency` tool processes in flight.
+// audio files, timecodes of the videos, levels of each clip's audio files in
+// one run per clip), each with at most `groupConcurrency` tool processes in flight.
 QCoro::Task<Facts> gather(QList<P2Clip> clips);
 
 // The report text from gathered facts, ending with a line feed.

@@ -18,9 +18,6 @@ enum ExitStatus {
 
 using Outcome = CardCommand::Outcome;
 
-// The command's help, shown by `tolvane-cli --help`.
-QString helpText();
-
 // Scans and pairs the folder the arguments name, then builds its debug report
 // with the stored settings, which are only read. Runs on the thread whose event
 // loop drives the probes.

@@ -1,30 +1,17 @@
 #include "run/HistoryCommand.h"
 
+#include "base/DisplayText.h"
+#include "run/CardCommand.h"
 #include "run/HistoryText.h"
-#include "store/QSettingsKeyValueStore.h"
 
 namespace HistoryCommand {
 
 namespace {
 
 const QString commandName = QStringLiteral("history");
-const QString clearOption = QStringLiteral("--clear");
-const QString jsonOption = QStringLiteral("--json");
 const QString historyKey = QStringLiteral("conversionHistoryV1");
 
 } // namespace
-
-QString helpText()
-{
-    return QStringLiteral("  history [--clear | --json]\n"
-                          "               List the recent conversions, newest first, as the app's\n"
-                          "               history shows them: card, date, output folder and what\n"
-                          "               became of its clips (⚠ marks a run that failed or\n"
-                          "               excluded clips).\n"
-                          "               With --clear, empty the history; with --json, print the\n"
-                          "               stored history document as it is kept.\n"
-                          "               Exit status: 0 when done, 2 on a usage error.\n");
-}
 
 QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& locale)
 {
@@ -33,32 +20,29 @@ QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& loc
     if (entries.isEmpty())
         blocks.append(HistoryText::emptyText());
     for (const ConversionHistoryEntry& entry : entries)
-        blocks.append(QStringList{HistoryText::statusMark(entry) + QLatin1Char(' ') + entry.cardName,
-                                  HistoryText::dateText(entry.date, locale), entry.outputFolder,
-                                  HistoryText::statsLine(entry)}
+        blocks.append(QStringList{HistoryText::statusMark(entry) + QLatin1Char(' ') +
+                                      DisplayText::escaped(entry.cardName),
+                                  HistoryText::dateText(entry.date, locale),
+                                  DisplayText::escaped(entry.outputFolder), HistoryText::statsLine(entry)}
                           .join(QLatin1Char('\n')));
     return blocks.join(QStringLiteral("\n\n")) + QLatin1Char('\n');
 }
 
 Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> defaults, const QLocale& locale)
 {
-    if (arguments.size() > 1)
-        return Outcome{usageError, QString(),
-                       CardCommand::usageError(commandName, QStringLiteral("one option at a time"))};
-    const QString option = arguments.value(0);
-    if (!option.isEmpty() && option != clearOption && option != jsonOption)
-        return Outcome{
-            usageError, QString(),
-            CardCommand::usageError(commandName, QStringLiteral("unknown option “%1”").arg(option))};
+    QCommandLineParser parser;
+    if (const std::optional<QString> problem =
+            CardCommand::parseOptions(CliDescription::command(commandName), arguments, parser))
+        return Outcome{usageError, QString(), CardCommand::usageError(commandName, *problem)};
 
-    if (option == jsonOption) {
+    if (parser.isSet(QStringLiteral("json"))) {
         // The document exactly as stored, even one the app could not read.
         const QByteArray stored = defaults->bytesValue(historyKey).value_or(QByteArrayLiteral("[]"));
         return Outcome{done, QString::fromUtf8(stored) + QLatin1Char('\n'), QString()};
     }
 
     ConversionHistoryStore history(std::move(defaults));
-    if (option == clearOption) {
+    if (parser.isSet(QStringLiteral("clear"))) {
         const qsizetype count = history.entries().size();
         history.clear();
         return Outcome{done,
@@ -70,7 +54,7 @@ Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> default
 
 Outcome run(QStringList arguments)
 {
-    return run(arguments, QSettingsKeyValueStore::openApplicationStore(), QLocale::system());
+    return run(arguments, CardCommand::openStore(), QLocale::system());
 }
 
 } // namespace HistoryCommand

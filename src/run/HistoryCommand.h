@@ -19,9 +19,6 @@ enum ExitStatus {
 
 using Outcome = CardCommand::Outcome;
 
-// The command's help, shown by `tolvane-cli --help`.
-QString helpText();
-
 // The history as the sheet shows it: a header with the count, then one block
 // per run, newest first, separated by blank lines; ends with one line feed.
 QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& locale);

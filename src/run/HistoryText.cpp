@@ -19,12 +19,16 @@ QString statsLine(const ConversionHistoryEntry& entry)
         parts.append(QStringLiteral("%1 failed").arg(entry.failed));
     if (entry.excludedByPairing >= 1)
         parts.append(QStringLiteral("%1 excluded").arg(entry.excludedByPairing));
+    if (entry.notStarted >= 1)
+        parts.append(QStringLiteral("%1 not started").arg(entry.notStarted));
+    if (entry.notChosen >= 1)
+        parts.append(QStringLiteral("%1 not chosen").arg(entry.notChosen));
     return parts.join(QStringLiteral(" · "));
 }
 
 bool needsAttention(const ConversionHistoryEntry& entry)
 {
-    return entry.failed != 0 || entry.excludedByPairing != 0;
+    return entry.failed != 0 || entry.excludedByPairing != 0 || entry.notStarted != 0;
 }
 
 QString statusMark(const ConversionHistoryEntry& entry)

@@ -13,11 +13,12 @@ namespace HistoryText {
 // "1 batch", "3 batches".
 QString batchCount(qsizetype count);
 
-// "4 converted · 1 failed · 2 excluded": the converted count always, the
-// others only when not zero.
+// "4 converted · 1 failed · 2 excluded · 3 not started": the converted count
+// always, the others only when not zero.
 QString statsLine(const ConversionHistoryEntry& entry);
 
-// True when a run failed a clip or left one out for want of a verified pairing.
+// True when a run failed a clip, left one out for want of a verified pairing
+// or ended before it reached one.
 bool needsAttention(const ConversionHistoryEntry& entry);
 
 // The run's mark: "⚠" when it needs attention, "✔" for a clean run.

@@ -10,18 +10,28 @@
 namespace {
 
 // Shared with the handler, which may touch nothing else.
-std::atomic<int> interruptCount{0};
+// One bit per signal received so far: handlers may run side by side on two
+// threads, and whichever comes second sees the other's bit.
+std::atomic<unsigned> receivedSignals{0};
 std::atomic<int> pipeWriteEnd{-1};
 std::atomic<const char*> fileToRemove{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs lock-free atomics");
+static_assert(std::atomic<unsigned>::is_always_lock_free, "the signal handler needs lock-free atomics");
 static_assert(std::atomic<const char*>::is_always_lock_free, "the signal handler needs lock-free atomics");
 
-constexpr int watchedSignals[] = {SIGINT, SIGTERM};
+constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 struct sigaction previousActions[std::size(watchedSignals)];
 
-extern "C" void onInterrupt(int)
+extern "C" void onInterrupt(int signal)
 {
-    if (interruptCount.fetch_add(1) >= 1) {
+    // A terminal or connection that went away cannot read what is still
+    // printed: the write fails, and the run goes on to write its reports.
+    if (signal == SIGPIPE)
+        return;
+    const unsigned bit = 1u << signal;
+    const unsigned before = receivedSignals.fetch_or(bit);
+    // A Ctrl-C with another interrupt before or after it.
+    if (before != 0 && ((before | bit) & (1u << SIGINT)) != 0) {
         if (const char* path = fileToRemove.load())
             unlink(path);
         _exit(InterruptWatcher::interruptedExitStatus);
@@ -42,7 +52,7 @@ InterruptWatcher::InterruptWatcher(QObject* parent) : QObject(parent)
         qFatal("InterruptWatcher: no pipe for the interrupt handler");
     m_readEnd = ends[0];
     pipeWriteEnd.store(ends[1]);
-    interruptCount.store(0);
+    receivedSignals.store(0);
 
     m_notifier = std::make_unique<QSocketNotifier>(m_readEnd, QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &InterruptWatcher::drain);

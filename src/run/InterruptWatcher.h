@@ -6,13 +6,17 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-// Turns Ctrl-C (SIGINT) and SIGTERM into a signal of the event loop, so a
-// command-line run can stop the way the Cancel button stops it. The handler
+// Turns Ctrl-C (SIGINT), SIGTERM and a hang-up (SIGHUP: a closed terminal, a
+// dropped ssh session) into a signal of the event loop, so a run can stop the
+// way the Cancel button stops it, reports and history included. The handler
 // only writes one byte to a pipe that the event loop watches, which is safe
-// to do inside a signal handler. The second interrupt ends the process at
-// once with status 130, as a shell expects from a program stopped by Ctrl-C,
-// after removing the file named by `setFileToRemoveOnExit` (the half-written
-// movie of the running clip).
+// to do inside a signal handler. A Ctrl-C together with any other interrupt,
+// before or after it, ends the process at once
+// with status 130, as a shell expects from a program stopped by Ctrl-C, after
+// removing the file named by `setFileToRemoveOnExit` (the half-written movie
+// of the running clip); SIGTERM and SIGHUP never end it before its reports
+// are written. SIGPIPE is ignored meanwhile, so output to a reader that went
+// away fails instead of ending the process.
 //
 // One watcher at a time; it restores the previous handlers when destroyed.
 class InterruptWatcher : public QObject
@@ -31,7 +35,8 @@ public:
     void setFileToRemoveOnExit(const QString& path);
 
 signals:
-    // The first interrupt, delivered by the event loop.
+    // An interrupt, delivered by the event loop; several that arrive together
+    // come as one.
     void interrupted();
 
 private:

@@ -1,11 +1,14 @@
 #include "run/LogWriter.h"
 
 #include "base/DisplayText.h"
+#include "base/Durability.h"
 
 #include <cerrno>
 #include <cstring>
 #include <QDir>
+#include <QFile>
 #include <QLocale>
+#include <QLockFile>
 #include <QSaveFile>
 
 namespace LogWriter {
@@ -42,6 +45,17 @@ QString failedReportLine(const QString& clipName, const QString& message, const 
                            time);
 }
 
+QString notStartedReportLine(const QString& clipName, const QString& status, const QDateTime& time)
+{
+    return timestampedLine(DisplayText::escaped(clipName) + QStringLiteral(": ") + status + QLatin1Char('.'),
+                           time);
+}
+
+QString notChosenReportLine(const QString& clipName, const QDateTime& time)
+{
+    return timestampedLine(DisplayText::escaped(clipName) + QStringLiteral(": not chosen."), time);
+}
+
 QString errorLine(const QString& clipName, const QString& message)
 {
     return DisplayText::escaped(clipName) + QStringLiteral(": ") + DisplayText::escaped(message);
@@ -62,9 +76,15 @@ std::optional<QString> writeText(const QString& text, const QString& path)
         file.cancelWriting();
         return reason;
     }
+    // The content reaches the disk before the file takes its name, and the
+    // name with the folder: QSaveFile does neither.
+    if (const std::optional<QString> failure = Durability::flushDescriptor(file.handle())) {
+        file.cancelWriting();
+        return failure;
+    }
     if (!file.commit())
         return file.errorString();
-    return std::nullopt;
+    return Durability::flushFolderOf(path);
 }
 
 QString writeFailure(const QString& filename, const QString& reason)
@@ -99,6 +119,99 @@ QStringList write(const QStringList& conversionReportLines, const QString& pairi
             writeIfNonEmpty(ffmpegErrorLines, ffmpegErrorsFilename, folder))
         failures.append(*failure);
     return failures;
+}
+
+namespace {
+
+// "[HH:mm:ss] " opens every entry of the conversion report.
+bool opensEntry(QStringView line)
+{
+    return line.size() > 11 && line.at(0) == QLatin1Char('[') && line.at(9) == QLatin1Char(']') &&
+           line.at(10) == QLatin1Char(' ');
+}
+
+QStringList entriesOf(const QString& report)
+{
+    QStringList entries;
+    for (const QString& line : report.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (opensEntry(line) || entries.isEmpty())
+            entries.append(line);
+        else
+            entries.last() += QLatin1Char('\n') + line;
+    }
+    return entries;
+}
+
+// Whether `text` is about one of `movies` ("NAME: …").
+bool isAbout(QStringView text, const QStringList& movies)
+{
+    for (const QString& movie : movies) {
+        const QString prefix = DisplayText::escaped(movie) + QStringLiteral(": ");
+        if (text.startsWith(prefix))
+            return true;
+    }
+    return false;
+}
+
+std::optional<QString> readText(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return QString::fromUtf8(file.readAll());
+}
+
+} // namespace
+
+QStringList mergedReportLines(const QString& existingReport, const QStringList& runLines,
+                              const QStringList& runMovies, const QStringList& notChosenMovies)
+{
+    QStringList merged;
+    QStringList told;
+    for (const QString& entry : entriesOf(existingReport)) {
+        const QStringView text = QStringView(entry).mid(opensEntry(entry) ? 11 : 0);
+        if (isAbout(text, runMovies))
+            continue;
+        merged.append(entry);
+        for (const QString& movie : notChosenMovies)
+            if (isAbout(text, {movie}))
+                told.append(movie);
+    }
+    for (const QString& line : runLines) {
+        const QStringView text = QStringView(line).mid(opensEntry(line) ? 11 : 0);
+        if (!isAbout(text, told))
+            merged.append(line);
+    }
+    return merged;
+}
+
+QStringList mergedErrorLines(const QString& existingErrors, const QStringList& runLines,
+                             const QStringList& runMovies)
+{
+    QStringList merged;
+    for (const QString& line : existingErrors.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        if (!isAbout(line, runMovies))
+            merged.append(line);
+    return merged + runLines;
+}
+
+QStringList writeMerged(const QStringList& conversionReportLines, const QString& pairingReportText,
+                        const QStringList& ffmpegErrorLines, const QStringList& runMovies,
+                        const QStringList& notChosenMovies, const QString& folder)
+{
+    const QDir dir(folder);
+    // Held only while the reports are read and replaced; a lock left by a
+    // killed run counts as stale after a while and is taken over.
+    QLockFile lock(dir.filePath(QStringLiteral(".reports.lock")));
+    lock.lock();
+    const QString report = readText(dir.filePath(conversionReportFilename)).value_or(QString());
+    const QString errors = readText(dir.filePath(ffmpegErrorsFilename)).value_or(QString());
+    const QStringList errorLines = mergedErrorLines(errors, ffmpegErrorLines, runMovies);
+    // The errors of a movie that has now converted are no longer true.
+    if (errorLines.isEmpty())
+        QFile::remove(dir.filePath(ffmpegErrorsFilename));
+    return write(mergedReportLines(report, conversionReportLines, runMovies, notChosenMovies),
+                 pairingReportText, errorLines, folder);
 }
 
 QString writeFailuresSentence(const QStringList& failures)

@@ -28,6 +28,12 @@ QString convertedReportLine(const QString& clipName, const QDateTime& time = QDa
 QString skippedReportLine(const QString& clipName, const QDateTime& time = QDateTime::currentDateTime());
 QString failedReportLine(const QString& clipName, const QString& message,
                          const QDateTime& time = QDateTime::currentDateTime());
+// A clip the run never reached; `status` is its status's text
+// ("not started — the run was cancelled").
+QString notStartedReportLine(const QString& clipName, const QString& status,
+                             const QDateTime& time = QDateTime::currentDateTime());
+// A movie the user left out of the run.
+QString notChosenReportLine(const QString& clipName, const QDateTime& time = QDateTime::currentDateTime());
 
 // An FFMPEG_ERRORS.txt line; not timestamped.
 QString errorLine(const QString& clipName, const QString& message);
@@ -53,6 +59,26 @@ std::optional<QString> writeIfNonEmpty(const QStringList& lines, const QString& 
 // does not stop the others; the failures come back, in that order.
 QStringList write(const QStringList& conversionReportLines, const QString& pairingReportText,
                   const QStringList& ffmpegErrorLines, const QString& folder);
+
+// What a run of some of a card's movies adds to a folder that other runs of
+// the same card may share (one clip per job, in parallel): the report lines
+// already there, each entry (a line with what follows it up to the next
+// timestamp) kept unless it is about a movie of this run, then the run's own,
+// less its "not chosen" lines for movies the folder's report already tells of.
+// A movie converted by any of the runs so ends up told of once, as a run
+// over all of them would. Entries are matched by the movie's report name.
+QStringList mergedReportLines(const QString& existingReport, const QStringList& runLines,
+                              const QStringList& runMovies, const QStringList& notChosenMovies);
+// The same for FFMPEG_ERRORS.txt: the lines there about other movies, then the run's.
+QStringList mergedErrorLines(const QString& existingErrors, const QStringList& runLines,
+                             const QStringList& runMovies);
+
+// `write` for a run of some of a card's movies: CONVERSION_REPORT.txt and
+// FFMPEG_ERRORS.txt are merged with what the folder holds, under a lock that
+// runs sharing the folder take in turn.
+QStringList writeMerged(const QStringList& conversionReportLines, const QString& pairingReportText,
+                        const QStringList& ffmpegErrorLines, const QStringList& runMovies,
+                        const QStringList& notChosenMovies, const QString& folder);
 
 // The sentence that leads the status line when reports could not be written:
 // "Could not write NAME (reason), NAME (reason)."; empty when none failed.

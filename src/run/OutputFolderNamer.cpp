@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
+#include <QRegularExpression>
 
 namespace OutputFolderNamer {
 
@@ -28,6 +29,12 @@ QString availableURL(const QString& baseDirectory, const QString& baseName, cons
         if (!exists(numbered))
             return numbered;
     }
+}
+
+bool isRunFolderName(const QString& name)
+{
+    static const QRegularExpression pattern(QStringLiteral("^\\d{2}-\\d{2}-\\d{4}( \\([1-9]\\d*\\))?$"));
+    return pattern.match(name).hasMatch();
 }
 
 bool entryExists(const QString& path)

@@ -21,6 +21,10 @@ QString todayFolderName(const QDateTime& date);
 QString availableURL(const QString& baseDirectory, const QString& baseName);
 QString availableURL(const QString& baseDirectory, const QString& baseName, const EntryExists& exists);
 
+// Whether `name` is one that `todayFolderName` and `availableURL` give a run
+// folder: "07-01-2026" or "07-01-2026 (2)".
+bool isRunFolderName(const QString& name);
+
 // The file system's answer for `availableURL`.
 bool entryExists(const QString& path);
 

@@ -43,6 +43,13 @@ QString progressLine(const Snapshot& snapshot)
                                         : QStringLiteral("Calculating…"));
 }
 
+QString cancellingWait(qint64 graceSeconds)
+{
+    return QStringLiteral("Cancelling — waiting for ffmpeg to stop; it is ended by force after %1 second%2.")
+        .arg(graceSeconds)
+        .arg(graceSeconds == 1 ? QString() : QStringLiteral("s"));
+}
+
 QString generatingDebugReport()
 {
     return QStringLiteral(

@@ -33,6 +33,10 @@ struct Snapshot
 // has started and "Calculating…" while there is no estimate.
 QString progressLine(const Snapshot& snapshot);
 
+// What is said once a cancel was asked for: the run waits for ffmpeg to end,
+// at most `graceSeconds` before it is killed.
+QString cancellingWait(qint64 graceSeconds);
+
 // What is said while a debug report is being built.
 QString generatingDebugReport();
 // The progress line once the movies are done and the run's debug report is

@@ -4,6 +4,10 @@
 #include "card/Pairing.h"
 #include "card/PairingReport.h"
 #include "media/ProbeCache.h"
+#include "run/ClipJson.h"
+#include "store/HeadlessDesktop.h"
+#include "store/QSettingsKeyValueStore.h"
+#include "store/SettingsStore.h"
 
 #include <cstdio>
 #include <QCoroFuture>
@@ -16,8 +20,6 @@ namespace ScanCommand {
 namespace {
 
 const QString commandName = QStringLiteral("scan");
-const QString allowUnsafeFallbackOption = QStringLiteral("--allow-unsafe-fallback");
-const QString timingsOption = QStringLiteral("--timings");
 
 QString count(int number, const QString& noun)
 {
@@ -62,44 +64,16 @@ QString probeProgressLine(qsizetype done, qsizetype total)
     return QStringLiteral("Reading UMIDs %1 / %2").arg(done).arg(total);
 }
 
-QString helpText()
-{
-    return QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n"
-                          "               Scan the card folder CARD (the card root or its CONTENTS\n"
-                          "               folder), pair each video with its audio by UMID and print\n"
-                          "               the pairing report as PAIRING_REPORT.txt would hold it.\n"
-                          "               Nothing is converted; the card is only read.\n"
-                          "               With --allow-unsafe-fallback, clips that cannot be verified\n"
-                          "               are paired by file name, then by sort order, marked UNSAFE.\n"
-                          "               On a terminal, a line on standard error counts the files\n"
-                          "               whose UMID has been read.\n"
-                          "               With --timings, standard error tells how long each stage\n"
-                          "               took, how many files were read natively and how many\n"
-                          "               facts fell back to ffprobe.\n"
-                          "               Put -- before a CARD whose name starts with a dash.\n"
-                          "               Exit status: 0 when at least one clip would be converted,\n"
-                          "               1 when none would, 2 on a usage error or when the folder\n"
-                          "               holds no video MXF file.\n");
-}
-
 QCoro::Task<Outcome> run(QStringList arguments)
 {
     QString cardFolder;
-    bool allowUnsafeFallback = false;
-    bool showTimings = false;
-    const auto takeOption = [&allowUnsafeFallback, &showTimings](const QStringList& all,
-                                                                 qsizetype& index) -> std::optional<QString> {
-        if (all.at(index) == allowUnsafeFallbackOption)
-            allowUnsafeFallback = true;
-        else if (all.at(index) == timingsOption)
-            showTimings = true;
-        else
-            return QStringLiteral("unknown option “%1”").arg(all.at(index));
-        return std::nullopt;
-    };
+    QCommandLineParser parser;
     if (const std::optional<QString> error =
-            CardCommand::parseArguments(commandName, arguments, takeOption, cardFolder))
+            CardCommand::parseArguments(CliDescription::command(commandName), arguments, parser, cardFolder))
         co_return Outcome{usageOrNoVideo, QString(), *error};
+    const bool allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
+    const bool showTimings = parser.isSet(QStringLiteral("timings"));
+    const bool json = parser.isSet(QStringLiteral("json"));
 
     Timings timings;
     QElapsedTimer clock;
@@ -130,7 +104,16 @@ QCoro::Task<Outcome> run(QStringList arguments)
         writeError(QLatin1Char('\r') + QString(shownWidth, QLatin1Char(' ')) + QLatin1Char('\r'));
 
     clock.restart();
-    const QString report = PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
+    // The movies' names follow the stored numbering setting, as a run's would.
+    const QString report =
+        json ? QString::fromUtf8(ClipJson::scanDocument(
+                   cardFolder,
+                   ClipRows::of(pairing.clips, pairing.entries, {},
+                                SettingsStore(QSettingsKeyValueStore::openApplicationStore(),
+                                              std::make_shared<HeadlessDesktop>())
+                                    .prefixExportsWithOrderNumber()),
+                   pairing.summaryLines))
+             : PairingReport::text(pairing.summaryLines, pairing.entries) + QLatin1Char('\n');
     timings.reportSeconds = secondsSince(clock);
 
     timings.filesReadNatively = after.filesReadNatively - before.filesReadNatively;

@@ -21,9 +21,6 @@ using Outcome = CardCommand::Outcome;
 // The line a terminal shows while the scan reads UMIDs: "Reading UMIDs 123 / 1000".
 QString probeProgressLine(qsizetype done, qsizetype total);
 
-// The command's help, shown by `tolvane-cli --help`.
-QString helpText();
-
 // Where the time of one scan went, for --timings.
 struct Timings
 {

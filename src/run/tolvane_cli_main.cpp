@@ -1,10 +1,14 @@
 #include "base/AppInfo.h"
 #include "base/DisplayText.h"
+#include "run/BackupCommand.h"
 #include "run/CardCommand.h"
+#include "run/CliHelp.h"
 #include "run/ConvertCommand.h"
 #include "run/DebugReportCommand.h"
 #include "run/HistoryCommand.h"
 #include "run/ScanCommand.h"
+#include "store/SettingsStore.h"
+#include "run/VerifyBackupCommand.h"
 
 #include <cstdio>
 #include <optional>
@@ -14,29 +18,11 @@
 
 namespace {
 
-const char* const usageText = R"(Usage: tolvane-cli COMMAND [OPTIONS]
-
-Turns a Panasonic P2 card into one Apple ProRes .mov per clip, without a window.
-
-Commands:
-)";
-
-const char* const generalCommandsText = R"(  --help       Show this text.
-  --version    Show the version.
-)";
-
 void write(FILE* stream, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
     std::fflush(stream);
-}
-
-QString helpText()
-{
-    return QString::fromUtf8(usageText) + ConvertCommand::helpText() + ScanCommand::helpText() +
-           DebugReportCommand::helpText() + HistoryCommand::helpText() +
-           QString::fromUtf8(generalCommandsText);
 }
 
 // Prints what a command produced and ends the event loop with its status.
@@ -84,7 +70,7 @@ int main(int argc, char* argv[])
 
     const QStringList args = app.arguments().mid(1);
     if (args.isEmpty() || asksForHelp(args)) {
-        write(stdout, helpText());
+        write(stdout, CliHelp::text(SettingsStore::defaultOutputBase()));
         return args.isEmpty() ? 2 : 0;
     }
     if (args.first() == QLatin1String("--version")) {
@@ -97,6 +83,10 @@ int main(int argc, char* argv[])
         return execCommand(app, &ScanCommand::run, args.mid(1));
     if (args.first() == QLatin1String("debug-report"))
         return execCommand(app, &DebugReportCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("backup"))
+        return execCommand(app, &BackupCommand::run, args.mid(1));
+    if (args.first() == QLatin1String("verify-backup"))
+        return execCommand(app, &VerifyBackupCommand::run, args.mid(1));
     if (args.first() == QLatin1String("history")) {
         const HistoryCommand::Outcome outcome = HistoryCommand::run(args.mid(1));
         write(stdout, outcome.standardOutput);

@@ -19,6 +19,8 @@ const QString convertedKey = QStringLiteral("converted");
 const QString failedKey = QStringLiteral("failed");
 const QString skippedKey = QStringLiteral("skipped");
 const QString excludedByPairingKey = QStringLiteral("excludedByPairing");
+const QString notStartedKey = QStringLiteral("notStarted");
+const QString notChosenKey = QStringLiteral("notChosen");
 
 // Dates are stored as seconds since 2001-01-01 00:00:00 UTC, the reference date
 // of the format's first readers and writers.
@@ -28,7 +30,7 @@ constexpr double largestDateSeconds = 1e13;
 
 QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
 {
-    return QJsonObject{
+    QJsonObject object{
         {idKey, entry.id.toString(QUuid::WithoutBraces).toUpper()},
         {dateKey,
          static_cast<double>(entry.date.toMSecsSinceEpoch() - referenceDateMSecsSinceEpoch) / 1000.0},
@@ -39,6 +41,11 @@ QJsonObject encodeEntry(const ConversionHistoryEntry& entry)
         {skippedKey, entry.skipped},
         {excludedByPairingKey, entry.excludedByPairing},
     };
+    if (entry.notStarted != 0)
+        object.insert(notStartedKey, entry.notStarted);
+    if (entry.notChosen != 0)
+        object.insert(notChosenKey, entry.notChosen);
+    return object;
 }
 
 std::optional<QUuid> decodeId(const QJsonValue& value)
@@ -100,11 +107,17 @@ std::optional<ConversionHistoryEntry> decodeEntry(const QJsonValue& value)
     const auto failed = decodeCount(object.value(failedKey));
     const auto skipped = decodeCount(object.value(skippedKey));
     const auto excludedByPairing = decodeCount(object.value(excludedByPairingKey));
+    const QJsonValue notStartedValue = object.value(notStartedKey);
+    const auto notStarted =
+        notStartedValue.isUndefined() ? std::optional<qint64>(0) : decodeCount(notStartedValue);
+    const QJsonValue notChosenValue = object.value(notChosenKey);
+    const auto notChosen =
+        notChosenValue.isUndefined() ? std::optional<qint64>(0) : decodeCount(notChosenValue);
     if (!value.isObject() || !id || !date || !cardName.isString() || !outputFolder || !converted || !failed ||
-        !skipped || !excludedByPairing)
+        !skipped || !excludedByPairing || !notStarted || !notChosen)
         return std::nullopt;
     return ConversionHistoryEntry{*id,     *date,    cardName.toString(), *outputFolder, *converted,
-                                  *failed, *skipped, *excludedByPairing};
+                                  *failed, *skipped, *excludedByPairing,  *notStarted,   *notChosen};
 }
 
 } // namespace
@@ -121,8 +134,10 @@ void ConversionHistoryStore::load()
         setEntries(std::move(*stored));
 }
 
-void ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder, qint64 converted,
-                                    qint64 failed, qint64 skipped, qint64 excludedByPairing)
+std::optional<QString> ConversionHistoryStore::record(const QString& cardName, const QString& outputFolder,
+                                                      qint64 converted, qint64 failed, qint64 skipped,
+                                                      qint64 excludedByPairing, qint64 notStarted,
+                                                      qint64 notChosen)
 {
     const ConversionHistoryEntry entry{QUuid::createUuid(),
                                        QDateTime::currentDateTimeUtc(),
@@ -131,8 +146,10 @@ void ConversionHistoryStore::record(const QString& cardName, const QString& outp
                                        converted,
                                        failed,
                                        skipped,
-                                       excludedByPairing};
-    m_defaults->exclusively([&] {
+                                       excludedByPairing,
+                                       notStarted,
+                                       notChosen};
+    return m_defaults->exclusively([&] {
         QList<ConversionHistoryEntry> entries = storedEntries().value_or(m_entries);
         entries.prepend(entry);
         if (entries.size() > capacity)
@@ -147,6 +164,11 @@ std::optional<ConversionHistoryEntry> ConversionHistoryStore::mostRecent() const
     if (m_entries.isEmpty())
         return std::nullopt;
     return m_entries.first();
+}
+
+QString ConversionHistoryStore::displayName()
+{
+    return QStringLiteral("the history");
 }
 
 void ConversionHistoryStore::save()

@@ -22,6 +22,10 @@ struct ConversionHistoryEntry
     qint64 failed = 0;
     qint64 skipped = 0;
     qint64 excludedByPairing = 0;
+    // Clips a cancelled or stopped run never reached.
+    qint64 notStarted = 0;
+    // Clips the user left out of the run on purpose.
+    qint64 notChosen = 0;
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };
@@ -47,11 +51,16 @@ public:
 
     // Adds a run that ends now at the front, keeps the newest 50 and saves. The
     // stored history is re-read first, so runs recorded meanwhile by another
-    // program (tolvane-cli beside the app) are kept.
-    void record(const QString& cardName, const QString& outputFolder, qint64 converted, qint64 failed,
-                qint64 skipped, qint64 excludedByPairing);
+    // program (tolvane-cli beside the app) are kept. Returns why the history
+    // could not be saved, naming the store; nothing when it was.
+    std::optional<QString> record(const QString& cardName, const QString& outputFolder, qint64 converted,
+                                  qint64 failed, qint64 skipped, qint64 excludedByPairing,
+                                  qint64 notStarted = 0, qint64 notChosen = 0);
 
     std::optional<ConversionHistoryEntry> mostRecent() const;
+
+    // How a run names the history when it could not be saved: "the history".
+    static QString displayName();
 
     void save();
 
@@ -62,7 +71,9 @@ public:
     // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),
     // "cardName", "outputFolder" (a file:// URL), "converted", "failed",
     // "skipped" and "excludedByPairing". Decoding needs all eight in every
-    // element, or the whole document is refused.
+    // element, or the whole document is refused. "notStarted" and "notChosen"
+    // are written only when not zero, and read as zero when absent, as in runs
+    // recorded before they were kept.
     static QByteArray encode(const QList<ConversionHistoryEntry>& entries);
     static std::optional<QList<ConversionHistoryEntry>> decode(const QByteArray& document);
 

@@ -35,4 +35,7 @@ public:
 
     // Shows the files or folders selected in the file manager.
     virtual void revealInFileManager(QStringList paths) = 0;
+
+    // Opens a file in the desktop's default application for it (a movie in its player).
+    virtual void openFile(QString path) = 0;
 };

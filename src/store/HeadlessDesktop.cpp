@@ -32,6 +32,11 @@ void HeadlessDesktop::revealInFileManager(QStringList paths)
     writeLines(paths);
 }
 
+void HeadlessDesktop::openFile(QString path)
+{
+    writeLines({path});
+}
+
 void HeadlessDesktop::writeLines(const QStringList& lines)
 {
     for (const QString& line : lines)

@@ -20,6 +20,8 @@ public:
     QCoro::Task<int> showAlert(AlertStyle style, QString message, QString informativeText,
                                QStringList buttons) override;
     void revealInFileManager(QStringList paths) override;
+    // Prints the path, like a reveal: there is no desktop to open it with.
+    void openFile(QString path) override;
 
 private:
     void writeLines(const QStringList& lines);

@@ -16,7 +16,8 @@
 // double with no fractional part reads as an integer. Booleans, strings, string
 // lists and bytes are their own kinds (the string "true" is not a boolean).
 //
-// Every write has reached permanent storage when it returns.
+// Every write has reached permanent storage when it returns, or the
+// `exclusively` section it was made in says why it could not.
 class KeyValueStore
 {
 public:
@@ -48,5 +49,12 @@ public:
     // storage, and the writes made by `work` are written through when it ends.
     // Without this, two programs appending to one list at the same time could
     // each write back a list that lacks the other's entry.
-    virtual void exclusively(const std::function<void()>& work) = 0;
+    // Returns why the writes did not reach storage, as a sentence; nothing
+    // when they did.
+    virtual std::optional<QString> exclusively(const std::function<void()>& work) = 0;
+
+    // Who is told, once each, that stored values which could not be read were
+    // kept aside and defaults apply: at once of what happened before, and
+    // from then on as it happens.
+    virtual void setSetAsideListener(std::function<void(const QString& notice)> listener) = 0;
 };

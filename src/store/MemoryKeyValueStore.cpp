@@ -18,8 +18,14 @@ void MemoryKeyValueStore::remove(const QString& key)
     m_values.remove(key);
 }
 
-void MemoryKeyValueStore::exclusively(const std::function<void()>& work)
+std::optional<QString> MemoryKeyValueStore::exclusively(const std::function<void()>& work)
 {
     // Nothing outside this object can see or change the values.
     work();
+    return std::nullopt;
+}
+
+void MemoryKeyValueStore::setSetAsideListener(std::function<void(const QString& notice)>)
+{
+    // Values in memory are never unreadable.
 }

@@ -12,7 +12,8 @@ public:
     std::optional<QVariant> value(const QString& key) const override;
     void setValue(const QString& key, const QVariant& value) override;
     void remove(const QString& key) override;
-    void exclusively(const std::function<void()>& work) override;
+    std::optional<QString> exclusively(const std::function<void()>& work) override;
+    void setSetAsideListener(std::function<void(const QString& notice)> listener) override;
 
 private:
     QHash<QString, QVariant> m_values;

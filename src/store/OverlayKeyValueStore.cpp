@@ -23,7 +23,13 @@ void OverlayKeyValueStore::remove(const QString& key)
     m_changes.insert(key, std::nullopt);
 }
 
-void OverlayKeyValueStore::exclusively(const std::function<void()>& work)
+std::optional<QString> OverlayKeyValueStore::exclusively(const std::function<void()>& work)
 {
     work();
+    return std::nullopt;
+}
+
+void OverlayKeyValueStore::setSetAsideListener(std::function<void(const QString& notice)> listener)
+{
+    m_stored->setSetAsideListener(std::move(listener));
 }

@@ -20,7 +20,8 @@ public:
     void setValue(const QString& key, const QVariant& value) override;
     void remove(const QString& key) override;
     // Nothing is written through, so there is nothing to keep apart from other programs.
-    void exclusively(const std::function<void()>& work) override;
+    std::optional<QString> exclusively(const std::function<void()>& work) override;
+    void setSetAsideListener(std::function<void(const QString& notice)> listener) override;
 
 private:
     std::shared_ptr<KeyValueStore> m_stored;

@@ -30,8 +30,8 @@ QtObject {
         text: "Convert"
         icon.name: "media-playback-start"
         shortcut: "Ctrl+Return"
-        enabled: commands.driver.canConvert
-        onTriggered: commands.driver.start()
+        enabled: commands.driver.canConvert && !App.backupFirst.isBackingUp
+        onTriggered: App.backupFirst.convert()
     }
     readonly property Action revealOutput: Action {
         text: commands.texts.revealOutputTitle
@@ -57,7 +57,7 @@ QtObject {
         text: "Quit"
         icon.name: "application-exit"
         shortcut: StandardKey.Quit // qmllint disable unqualified
-        onTriggered: Qt.quit()
+        onTriggered: App.session.requestQuit()
     }
     readonly property Action verify: Action {
         text: "Verify P2 Card"

@@ -10,20 +10,30 @@ QPointer<AppContext> currentContext;
 }
 
 AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
-                       QObject* parent)
-    : QObject(parent), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
+                       std::shared_ptr<DesktopSession> session, QObject* parent)
+    : QObject(parent), m_defaults(defaults), m_desktop(std::move(desktop)), m_settings(defaults, m_desktop),
       m_recentFolders(defaults), m_history(defaults),
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
       m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
+      m_session(m_driver, m_desktop, session, defaults),
+      m_backupSettings(defaults), m_backupFirst(m_backupSettings, m_driver),
       // Sheets:
       m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
       m_settingsPresenter(m_settings, Platform::current()),
       m_help(Platform::current(), QString::fromLatin1(AppInfo::version),
              QString::fromLatin1(BuildInfo::buildNumber))
 {
+    m_defaults->setSetAsideListener([this](const QString& notice) {
+        m_storeNotices.append(notice);
+        emit storeNoticeChanged();
+    });
+    m_driver.setDesktopSession(std::move(session));
 }
 
-AppContext::~AppContext() = default;
+AppContext::~AppContext()
+{
+    m_defaults->setSetAsideListener({});
+}
 
 void AppContext::setCurrent(AppContext* context)
 {
@@ -46,6 +56,17 @@ void AppContext::revealInFileManager(const QString& path)
 void AppContext::chooseOutputFolder()
 {
     m_outputFolderChooser = m_settings.chooseOutputFolderViaPanel();
+}
+
+void AppContext::chooseBackupDestination(int index)
+{
+    m_backupDestinationChooser = [](QPointer<AppContext> self, std::shared_ptr<Desktop> desktop,
+                                    int index) -> QCoro::Task<> {
+        const std::optional<QString> folder = co_await desktop->chooseFolder(
+            QStringLiteral("Choose"), QStringLiteral("Choose the drive or folder to back the card up to"));
+        if (self && folder && !folder->isEmpty())
+            self->m_backupSettings.setDestination(index, *folder);
+    }(this, m_desktop, index);
 }
 
 void AppContext::clearRecentFolders()

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "run/BackupFirst.h"
 #include "run/ConversionViewModel.h"
+#include "store/BackupSettings.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/Desktop.h"
 #include "store/KeyValueStore.h"
@@ -12,6 +14,7 @@
 #include "ui/PairingDetailsPresenter.h"
 #include "ui/PlatformTexts.h"
 #include "ui/RecentFoldersModel.h"
+#include "ui/SessionPresenter.h"
 #include "ui/SettingsPresenter.h"
 
 #include <memory>
@@ -39,6 +42,12 @@ class AppContext : public QObject
     Q_PROPERTY(RecentFoldersModel* recentFoldersModel READ recentFoldersModel CONSTANT)
     Q_PROPERTY(PlatformTexts* texts READ texts CONSTANT)
     Q_PROPERTY(AppMaintenance* maintenance READ maintenance CONSTANT)
+    // What the window's banner says when the stored settings and history could
+    // not be read and were kept aside; empty otherwise.
+    Q_PROPERTY(QString storeNotice READ storeNotice NOTIFY storeNoticeChanged)
+    Q_PROPERTY(SessionPresenter* session READ session CONSTANT)
+    Q_PROPERTY(BackupSettings* backupSettings READ backupSettings CONSTANT)
+    Q_PROPERTY(BackupFirst* backupFirst READ backupFirst CONSTANT)
     // Sheets:
     Q_PROPERTY(PairingDetailsPresenter* pairingDetails READ pairingDetails CONSTANT)
     Q_PROPERTY(HistoryPresenter* historyPresenter READ historyPresenter CONSTANT)
@@ -46,8 +55,9 @@ class AppContext : public QObject
     Q_PROPERTY(HelpPresenter* help READ help CONSTANT)
 
 public:
+    // Without a desktop session, runs hold off no sleep and show nothing outside the window.
     AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<Desktop> desktop,
-               QObject* parent = nullptr);
+               std::shared_ptr<DesktopSession> session = nullptr, QObject* parent = nullptr);
     ~AppContext() override;
 
     // The context that QML engines created from now on see.
@@ -62,7 +72,11 @@ public:
     RecentFoldersModel* recentFoldersModel() { return &m_recentFoldersModel; }
     PlatformTexts* texts() { return &m_texts; }
     AppMaintenance* maintenance() { return &m_maintenance; }
+    SessionPresenter* session() { return &m_session; }
+    BackupSettings* backupSettings() { return &m_backupSettings; }
+    BackupFirst* backupFirst() { return &m_backupFirst; }
     Desktop& desktop() { return *m_desktop; }
+    QString storeNotice() const { return m_storeNotices.join(QLatin1Char('\n')); }
     // Sheets:
     PairingDetailsPresenter* pairingDetails() { return &m_pairingDetails; }
     HistoryPresenter* historyPresenter() { return &m_historyPresenter; }
@@ -77,8 +91,15 @@ public:
     Q_INVOKABLE void clearHistory();
     // Lets the user pick the output folder; cancelling changes nothing.
     Q_INVOKABLE void chooseOutputFolder();
+    // Lets the user pick the backup destination at `index` (0 or 1).
+    Q_INVOKABLE void chooseBackupDestination(int index);
+
+signals:
+    void storeNoticeChanged();
 
 private:
+    std::shared_ptr<KeyValueStore> m_defaults;
+    QStringList m_storeNotices;
     std::shared_ptr<Desktop> m_desktop;
     SettingsStore m_settings;
     RecentFoldersStore m_recentFolders;
@@ -88,7 +109,12 @@ private:
     RecentFoldersModel m_recentFoldersModel;
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
+    SessionPresenter m_session;
     QCoro::Task<> m_outputFolderChooser;
+    BackupSettings m_backupSettings;
+    // After the driver, so it goes first: it drives it.
+    BackupFirst m_backupFirst;
+    QCoro::Task<> m_backupDestinationChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;
     HistoryPresenter m_historyPresenter;

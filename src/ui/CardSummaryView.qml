@@ -9,7 +9,8 @@ Card {
 
     required property ConversionViewModel driver
 
-    signal pairingDetailsRequested
+    // `entry`: the pairing entry to show first, empty for the top.
+    signal pairingDetailsRequested(string entry)
 
     CardSummaryPresenter {
         id: presenter
@@ -163,7 +164,7 @@ Card {
             LinkButton {
                 objectName: "viewPairingDetailsButton"
                 text: "View Pairing Details…"
-                onClicked: view.pairingDetailsRequested()
+                onClicked: view.pairingDetailsRequested("")
             }
             LinkButton {
                 objectName: "exportPairingReportButton"
@@ -195,6 +196,19 @@ Card {
                     anchors.verticalCenter: parent.verticalCenter
                 }
             }
+        }
+
+        BackupSection {
+            settings: App.backupSettings
+            backup: App.backupFirst
+            Layout.fillWidth: true
+        }
+
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
+            onPairingDetailsRequested: entry => view.pairingDetailsRequested(entry)
         }
 
         DisclosureGroup {

@@ -84,6 +84,15 @@ Page {
             spacing: Theme.stackSpacing
 
             ScanErrorBanner {
+                objectName: "storeNoticeBanner"
+                visible: App.storeNotice.length > 0
+                message: App.storeNotice
+                Layout.fillWidth: true
+                Layout.topMargin: Theme.pagePadding
+                Layout.leftMargin: Theme.pagePadding
+                Layout.rightMargin: Theme.pagePadding
+            }
+            ScanErrorBanner {
                 objectName: "scanErrorBanner"
                 visible: presenter.scanError.length > 0
                 message: presenter.scanError
@@ -130,7 +139,7 @@ Page {
                 Layout.topMargin: presenter.scanError.length > 0 ? 0 : Theme.pagePadding
                 Layout.leftMargin: Theme.pagePadding
                 Layout.rightMargin: Theme.pagePadding
-                onPairingDetailsRequested: content.sheets.openPairingDetails()
+                onPairingDetailsRequested: entry => content.sheets.openPairingDetailsAt(entry)
             }
             ConversionProgressView {
                 objectName: "progressView"

@@ -62,6 +62,15 @@ Card {
                 color: palette.placeholderText
             }
         }
+        Label {
+            objectName: "ejectMessage"
+            visible: text.length > 0
+            text: App.backupFirst.ejectMessage
+            color: ToneColors.color(Tone.Value.positive, palette.window.hslLightness < 0.5)
+            font.pixelSize: Theme.calloutSize
+            font.weight: Font.DemiBold
+            Layout.fillWidth: true
+        }
         RowLayout {
             spacing: 32
 
@@ -75,6 +84,12 @@ Card {
                 title: "Remaining"
                 value: presenter.remainingText
             }
+        }
+
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
         }
     }
 }

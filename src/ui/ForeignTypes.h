@@ -1,6 +1,8 @@
 #pragma once
 
+#include "run/BackupFirst.h"
 #include "run/ConversionViewModel.h"
+#include "store/BackupSettings.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -41,4 +43,20 @@ struct ConversionHistoryStoreForeign
     QML_FOREIGN(ConversionHistoryStore)
     QML_NAMED_ELEMENT(ConversionHistoryStore)
     QML_UNCREATABLE("The history is App.history.")
+};
+
+struct BackupSettingsForeign
+{
+    Q_GADGET
+    QML_FOREIGN(BackupSettings)
+    QML_NAMED_ELEMENT(BackupSettings)
+    QML_UNCREATABLE("The backup settings are App.backupSettings.")
+};
+
+struct BackupFirstForeign
+{
+    Q_GADGET
+    QML_FOREIGN(BackupFirst)
+    QML_NAMED_ELEMENT(BackupFirst)
+    QML_UNCREATABLE("Backing up before converting is App.backupFirst.")
 };

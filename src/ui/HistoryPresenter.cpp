@@ -1,5 +1,6 @@
 #include "ui/HistoryPresenter.h"
 
+#include "base/DisplayText.h"
 #include "run/HistoryText.h"
 #include "store/Desktop.h"
 #include "ui/Tone.h"
@@ -26,11 +27,11 @@ QVariant HistoryModel::data(const QModelIndex& index, int role) const
     const ConversionHistoryEntry& entry = m_entries.at(index.row());
     switch (role) {
     case CardNameRole:
-        return entry.cardName;
+        return DisplayText::escaped(entry.cardName);
     case DateTextRole:
         return HistoryText::dateText(entry.date, m_locale);
     case OutputFolderRole:
-        return entry.outputFolder;
+        return DisplayText::escaped(entry.outputFolder);
     case StatsLineRole:
         return HistoryText::statsLine(entry);
     case NeedsAttentionRole:

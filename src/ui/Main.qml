@@ -20,7 +20,29 @@ ApplicationWindow {
     minimumWidth: 640
     minimumHeight: 560
     visible: true
-    title: "Tolvane"
+    title: App.session.windowTitle
+
+    // Back where it was, when that place is still on a screen.
+    Component.onCompleted: {
+        const place = App.session.restoredGeometry();
+        if (place.width > 0) {
+            x = place.x;
+            y = place.y;
+            width = place.width;
+            height = place.height;
+        }
+    }
+    Component.onDestruction: App.session.saveGeometry(Qt.rect(x, y, width, height))
+    // A run is never lost to a closed window: the user is asked first.
+    onClosing: close => {
+        close.accepted = App.session.requestQuit();
+    }
+
+    Binding {
+        target: App.session
+        property: "windowActive"
+        value: window.active
+    }
 
     menuBar: AppMenuBar {
         commands: commands

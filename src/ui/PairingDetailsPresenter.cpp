@@ -84,3 +84,12 @@ void PairingDetailsPresenter::takeEntries()
     m_entries.setEntries(m_driver.pairingEntries());
     emit entriesChanged();
 }
+
+int PairingDetailsPresenter::rowOfEntry(const QString& entryID) const
+{
+    const QList<PairingReportEntry>& entries = m_entries.entries();
+    for (qsizetype row = 0; row < entries.size(); ++row)
+        if (entries.at(row).id.toString() == entryID)
+            return static_cast<int>(row);
+    return -1;
+}

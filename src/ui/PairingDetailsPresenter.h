@@ -63,6 +63,8 @@ public:
     QStringList summaryLines() const;
     QStringList detailLabels() const;
     PairingEntriesModel* entries() { return &m_entries; }
+    // The row of the entry whose id is `entryID`, or -1.
+    Q_INVOKABLE int rowOfEntry(const QString& entryID) const;
 
 signals:
     void entriesChanged();

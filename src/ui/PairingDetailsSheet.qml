@@ -9,6 +9,14 @@ Sheet {
     id: sheet
 
     required property PairingDetailsPresenter presenter
+    // The entry to show first when the sheet opens; empty for the top.
+    property string focusedEntry
+
+    onOpened: {
+        const row = presenter.rowOfEntry(focusedEntry);
+        if (row >= 0)
+            (sheet.contentItem as ListView).positionViewAtIndex(row, ListView.Beginning);
+    }
 
     objectName: "pairingDetailsSheet"
     width: Math.min(720, parent ? parent.width - 32 : 720)

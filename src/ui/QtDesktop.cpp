@@ -265,4 +265,9 @@ void QtDesktop::revealInFileManager(QStringList paths)
     });
 }
 
+void QtDesktop::openFile(QString path)
+{
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
 #include "QtDesktop.moc"

@@ -25,6 +25,7 @@ public:
     QCoro::Task<int> showAlert(AlertStyle style, QString message, QString informativeText,
                                QStringList buttons) override;
     void revealInFileManager(QStringList paths) override;
+    void openFile(QString path) override;
 
 private:
     // Opens the dialog that `qml` describes, with `properties` set, and gives

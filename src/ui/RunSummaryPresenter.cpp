@@ -76,14 +76,24 @@ std::optional<ConversionSummary> RunSummaryPresenter::summary() const
     return driver() ? driver()->summary() : std::nullopt;
 }
 
+namespace {
+
+// A run that failed a clip or ended before its last one did not do all it was asked.
+bool fellShort(const ConversionSummary& summary)
+{
+    return summary.failed >= 1 || summary.stop.has_value();
+}
+
+} // namespace
+
 QString RunSummaryPresenter::iconNameFor(const ConversionSummary& summary)
 {
-    return summary.failed >= 1 ? QStringLiteral("dialog-warning") : QStringLiteral("security-high");
+    return fellShort(summary) ? QStringLiteral("dialog-warning") : QStringLiteral("security-high");
 }
 
 Tone::Value RunSummaryPresenter::headingToneFor(const ConversionSummary& summary)
 {
-    return summary.failed >= 1 ? Tone::Value::caution : Tone::Value::secondary;
+    return fellShort(summary) ? Tone::Value::caution : Tone::Value::secondary;
 }
 
 QString RunSummaryPresenter::heading() const
@@ -108,6 +118,9 @@ QString RunSummaryPresenter::excludedCaption() const
 
 QString RunSummaryPresenter::headingFor(const ConversionSummary& summary)
 {
+    if (summary.stop)
+        return *summary.stop == RunStop::cancelled ? QStringLiteral("Conversion Cancelled")
+                                                   : QStringLiteral("Conversion Stopped");
     return summary.failed == 0 ? QStringLiteral("Conversion Complete")
                                : QStringLiteral("Finished with some issues");
 }
@@ -117,7 +130,20 @@ QString RunSummaryPresenter::detailLineFor(const ConversionSummary& summary)
     QString line = UiText::counted(summary.converted, QStringLiteral("clip")) + QStringLiteral(" converted");
     if (summary.skipped >= 1)
         line += QStringLiteral(" · %1 skipped (already existed)").arg(summary.skipped);
+    if (summary.stop && summary.notStarted >= 1)
+        line += QStringLiteral(" · %1 ").arg(summary.notStarted) + RunStops::notStartedText(*summary.stop);
+    if (summary.notChosen >= 1)
+        line += QStringLiteral(" · %1 left out by choice").arg(summary.notChosen);
     return line;
+}
+
+QString RunSummaryPresenter::notificationBodyFor(const ConversionSummary& summary)
+{
+    const QString line = detailLineFor(summary);
+    if (summary.failed < 1)
+        return line;
+    return line + QStringLiteral(" · ") + UiText::counted(summary.failed, QStringLiteral("clip")) +
+           QStringLiteral(" failed");
 }
 
 QString RunSummaryPresenter::excludedCaptionFor(const ConversionSummary& summary)

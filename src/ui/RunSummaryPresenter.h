@@ -94,13 +94,17 @@ public:
     // summary appears, so the view asks again when it shows the links.
     Q_INVOKABLE void refreshLogLinks();
 
+    // "Conversion Cancelled" or "Conversion Stopped" for a run that ended early.
     static QString headingFor(const ConversionSummary& summary);
-    // Orange after failures; otherwise the window's own text colour.
+    // Orange after failures or a run that ended early; otherwise the window's own text colour.
     static Tone::Value headingToneFor(const ConversionSummary& summary);
     static QString iconNameFor(const ConversionSummary& summary);
     // Only failures open the details; skipped, missing-audio or excluded clips do not.
     static bool opensDetailsFor(const ConversionSummary& summary) { return summary.failed >= 1; }
+    // "1 clip converted · 2 not started — the run was cancelled".
     static QString detailLineFor(const ConversionSummary& summary);
+    // The end-of-run notification's body: the detail line, and how many clips failed.
+    static QString notificationBodyFor(const ConversionSummary& summary);
     // Empty when no clip was excluded.
     static QString excludedCaptionFor(const ConversionSummary& summary);
 

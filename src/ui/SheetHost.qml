@@ -8,6 +8,11 @@ Item {
     objectName: "sheetHost"
 
     function openPairingDetails() {
+        openPairingDetailsAt("");
+    }
+    // Opens the pairing details at the entry whose id is `entry`.
+    function openPairingDetailsAt(entry: string) {
+        pairingDetails.focusedEntry = entry;
         pairingDetails.open();
     }
     function openHistory() {

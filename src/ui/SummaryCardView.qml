@@ -101,6 +101,23 @@ Card {
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
+        Label {
+            objectName: "summaryBackupLine"
+            visible: text.length > 0
+            text: App.backupFirst.resultText
+            font.pixelSize: Theme.calloutSize
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+        }
+        Label {
+            objectName: "summaryBackupCopies"
+            visible: text.length > 0
+            text: App.backupFirst.copiesText
+            font.family: Theme.monospaceFamily
+            font.pixelSize: Theme.captionSize
+            color: palette.placeholderText
+            Layout.fillWidth: true
+        }
         DisclosureGroup {
             id: details
 
@@ -166,6 +183,12 @@ Card {
                     LogLinkButton {}
                 }
             }
+        }
+
+        ClipListView {
+            objectName: "clipListView"
+            driver: view.driver
+            Layout.fillWidth: true
         }
     }
 }

@@ -1,4 +1,7 @@
 #include "base/AppInfo.h"
+#include "run/ConversionViewModel.h"
+#include "run/InterruptWatcher.h"
+#include "session/DBusDesktopSession.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "ui/AppContext.h"
 #include "ui/AppStyle.h"
@@ -47,16 +50,22 @@ int main(int argc, char* argv[])
     QGuiApplication::setOrganizationName(QString::fromLatin1(AppInfo::organizationName));
     QGuiApplication::setApplicationName(QString::fromLatin1(AppInfo::applicationName));
     QGuiApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));
+    const QString applicationId = QString::fromLatin1(AppInfo::applicationId);
     QGuiApplication::setWindowIcon(
-        QIcon::fromTheme(QStringLiteral("tolvane"), QIcon(QStringLiteral(":/Tolvane/icons/tolvane.svg"))));
-    QGuiApplication::setDesktopFileName(QStringLiteral("tolvane"));
+        QIcon::fromTheme(applicationId, QIcon(QStringLiteral(":/Tolvane/icons/tolvane.svg"))));
+    QGuiApplication::setDesktopFileName(applicationId);
 
     const std::optional<QString> card = cardArgument(app.arguments());
 
     auto engine = std::make_unique<QQmlApplicationEngine>();
     AppContext context(QSettingsKeyValueStore::openApplicationStore(),
-                       std::make_shared<QtDesktop>(engine.get()));
+                       std::make_shared<QtDesktop>(engine.get()), std::make_shared<DBusDesktopSession>());
     AppContext::setCurrent(&context);
+    QObject::connect(context.session(), &SessionPresenter::quitRequested, &app, &QGuiApplication::quit,
+                     Qt::QueuedConnection);
+    // Logging out stops a run as "Stop and Quit" does, without asking.
+    QObject::connect(&app, &QGuiApplication::commitDataRequest, context.session(),
+                     &SessionPresenter::stopAndQuit);
 
     // Qt 6.4 has no loadFromModule; the module's files sit under its URI in the resources.
     engine->load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
@@ -66,6 +75,13 @@ int main(int argc, char* argv[])
     // is scanned at once, as if dropped on the window.
     if (card)
         context.driver()->scan(*card);
+    // A hang-up or SIGTERM (a session logging out, a system shutting down)
+    // ends a run the way Cancel does, its reports and history entry written,
+    // before the window closes.
+    InterruptWatcher interrupts;
+    QObject::connect(&interrupts, &InterruptWatcher::interrupted, context.driver(),
+                     &ConversionViewModel::endSession);
+    QObject::connect(context.driver(), &ConversionViewModel::sessionEnded, &app, &QCoreApplication::quit);
     const int status = QGuiApplication::exec();
     // The window goes before the state it shows.
     engine.reset();

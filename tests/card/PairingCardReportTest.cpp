@@ -470,8 +470,10 @@ private slots:
         const CommandRun run = runCli(arguments);
         QCOMPARE(run.exitStatus, 0);
         QVERIFY(run.standardOutput.contains(
-            QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings]\n")));
+            QStringLiteral("  scan CARD [--allow-unsafe-fallback] [--timings] [--json]\n")));
         QVERIFY(run.standardOutput.contains(QStringLiteral("With --timings, standard error tells")));
+        QVERIFY(
+            run.standardOutput.contains(QStringLiteral("With --json, standard output is a JSON document")));
         QVERIFY(
             run.standardOutput.contains(QStringLiteral("Exit status: 0 when at least one clip would be")));
     }

@@ -552,7 +552,12 @@ private slots:
         QCOMPARE(result.clips.at(0).videoURL, card->clips[0].videoPath);
         QCOMPARE(result.entries.size(), 3);
         QCOMPARE(result.entries.at(1).xmlFile, QStringLiteral("0002AB.XML"));
-        QCOMPARE(result.entries.at(1).note, noMatchNote());
+        // The clip's own video is there: what is wrong with it is said.
+        QCOMPARE(result.entries.at(1).note,
+                 std::optional(noMatchNote() + QStringLiteral("; VIDEO file 0002AB.MXF: ") +
+                               headerUnreadableReason()));
+        QVERIFY(result.summaryLines.contains(QStringLiteral("“0002AB.MXF”: ") + headerUnreadableReason() +
+                                             QLatin1Char('.')));
         QCOMPARE(result.entries.at(2).videoFile, QStringLiteral("0002AB.MXF"));
         QCOMPARE(result.entries.at(2).note, fallbackOffNote());
     }
@@ -693,6 +698,12 @@ private slots:
         QFETCH(QString, umid);
         QFETCH(QString, expected);
         QCOMPARE(normalizedUMID(umid), expected);
+    }
+
+    void headerUnreadableReasonText()
+    {
+        QCOMPARE(headerUnreadableReason(),
+                 QStringLiteral("header cannot be read: neither its MXF header nor ffprobe states a UMID"));
     }
 };
 

@@ -548,6 +548,59 @@ private slots:
         QCOMPARE(::mkfifo(QFile::encodeName(root + "/VIDEO/0003AB.MXF").constData(), 0644), 0);
         QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles), QStringList{"VIDEO/0001AB.MXF"});
     }
+
+    void reasonTexts()
+    {
+        QCOMPARE(FileSystemUtilities::notRegularFileReason(), QStringLiteral("not a regular file"));
+        QCOMPARE(FileSystemUtilities::linkToFolderReason(),
+                 QStringLiteral("a link to a folder, which is not followed"));
+        QCOMPARE(FileSystemUtilities::hiddenReason(), QStringLiteral("hidden (its name starts with a dot)"));
+        QCOMPARE(FileSystemUtilities::otherExtensionReason({QStringLiteral("mxf")}),
+                 QStringLiteral("not a .mxf file"));
+        QCOMPARE(FileSystemUtilities::otherExtensionReason({QStringLiteral("xml"), QStringLiteral("mxf")}),
+                 QStringLiteral("not a .mxf or .xml file"));
+        QCOMPARE(P2Scanner::besideReason(QStringLiteral("video"), QStringLiteral("VIDEO")),
+                 QStringLiteral("folder `video` beside `VIDEO` was not read"));
+        QCOMPARE(
+            P2Scanner::passedOverSentence({QStringLiteral("/card/VIDEO/a\nb.MXF"), QStringLiteral("why")}),
+            QStringLiteral("“/card/VIDEO/a\\nb.MXF” was not considered: why."));
+        QCOMPARE(P2Scanner::passedOverSentence({QStringLiteral("/card/VIDEO/a\nb"), QStringLiteral("why")}),
+                 QStringLiteral("“/card/VIDEO/a\\nb” was not considered: why."));
+        QCOMPARE(P2Scanner::unreadableSentence(
+                     {QStringLiteral("/card/a\nb"), QStringLiteral("Permission denied")}),
+                 QStringLiteral("“/card/a\\nb” cannot be read: Permission denied."));
+    }
+
+    // Every entry of the essence and metadata folders is either listed or
+    // passed over with why; a folder of their name in another case is said.
+    void everyEntryIsAccountedFor()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/sub/0002AB.MXF",
+                                      "CONTENTS/VIDEO/readme.txt", "CONTENTS/AUDIO/.0001AB00.MXF",
+                                      "CONTENTS/CLIP/0001AB.XML", "CONTENTS/video/0003AB.MXF",
+                                      "CONTENTS/Clip/0004AB.XML", "CONTENTS/ICON/0001AB.BMP"}));
+        QCOMPARE(::mkfifo(QFile::encodeName(root + "/CONTENTS/VIDEO/0005AB.MXF").constData(), 0644), 0);
+        QVERIFY(QFile::link(QStringLiteral("/dev/null"), root + "/CONTENTS/CLIP/0006AB.XML"));
+        QVERIFY(QFile::link(root + "/CONTENTS/ICON", root + "/CONTENTS/AUDIO/icons"));
+        const P2CardStructure structure = P2Scanner::scan(root);
+        QCOMPARE(CardTree::relative(root, structure.videoFiles),
+                 QStringList({"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/sub/0002AB.MXF"}));
+        QStringList passedOver;
+        for (const FileSystemUtilities::PassedOver& entry : structure.passedOver)
+            passedOver << CardTree::relative(root, {entry.path}).first() + QStringLiteral(": ") +
+                              entry.reason;
+        passedOver.sort();
+        QCOMPARE(passedOver, QStringList({
+                                 "CONTENTS/AUDIO/.0001AB00.MXF: hidden (its name starts with a dot)",
+                                 "CONTENTS/AUDIO/icons: a link to a folder, which is not followed",
+                                 "CONTENTS/CLIP/0006AB.XML: not a regular file",
+                                 "CONTENTS/Clip: folder `Clip` beside `CLIP` was not read",
+                                 "CONTENTS/VIDEO/0005AB.MXF: not a regular file",
+                                 "CONTENTS/VIDEO/readme.txt: not a .mxf file",
+                                 "CONTENTS/video: folder `video` beside `VIDEO` was not read",
+                             }));
+    }
 };
 
 int runScannerTests(int argc, char** argv)

@@ -243,27 +243,29 @@ private slots:
         tools_->addFake("ffmpeg", "FAKE_STDOUT='mean_volume: -1.0 dB'\n"
                                   "FAKE_STDERR='[Parsed_volumedetect_0 @ 0x1] mean_volume: -60.2 dB\n"
                                   "[Parsed_volumedetect_0 @ 0x1] max_volume: -48.0 dB\n'");
-        const AudioLevel level = QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0]));
+        const AudioLevel level = QCoro::waitFor(FFmpegService::audioSignalLevels({audio_[0]})).first();
         QCOMPARE(level.meanDB, -60.2);
         QCOMPARE(level.maxDB, -48.0);
-        QCOMPARE(tools_->runs("ffmpeg"), (QList<QStringList>{{"-hide_banner", "-nostdin", "-i", audio_[0],
-                                                              "-af", "volumedetect", "-f", "null", "-"}}));
+        QCOMPARE(
+            tools_->runs("ffmpeg"),
+            (QList<QStringList>{{"-hide_banner", "-nostdin", "-i", audio_[0], "-filter_complex",
+                                 "[0:a:0]volumedetect[level0]", "-map", "[level0]", "-f", "null", "-"}}));
     }
 
     void levelOfUndecodableOutputIsUnmeasured()
     {
         tools_->addFake("ffmpeg",
                         "FAKE_INVALID_UTF8=1; FAKE_STDERR='mean_volume: -20.0 dB\nmax_volume: -1.0 dB\n'");
-        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])), AudioLevel{});
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevels({audio_[0]})).first(), AudioLevel{});
     }
 
     void levelWithoutFFmpegOrStartIsUnmeasured()
     {
-        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])).summary(),
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevels({audio_[0]})).first().summary(),
                  QStringLiteral("unmeasured"));
         tools_->addUnstartable("ffmpeg");
         QVERIFY(FFmpegService::recheckAvailability());
-        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio_[0])), AudioLevel{});
+        QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevels({audio_[0]})).first(), AudioLevel{});
     }
 
     // --- Conversion ---
@@ -374,12 +376,14 @@ private slots:
     void signalDeathWithoutCancelIsAFailure()
     {
         tools_->addFake("ffprobe");
-        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_STDERR='about to die\n'; FAKE_SIGNAL=KILL");
+        // What ffmpeg says of its output last is no reason for its end.
+        tools_->addFake("ffmpeg", "FAKE_WRITE_OUTPUT=half; FAKE_STDERR='Output #0, mov:\n  Metadata:\n"
+                                  "    encoder         : Lavc59.37.100\n'; FAKE_SIGNAL=KILL");
         FFmpegService service;
         const ConvertOutcome outcome =
             convertAndWait(service, {video_, audio_, 0, ProResProfile::standard, output_});
-        QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
-        QCOMPARE(outcome.message, QStringLiteral("ffmpeg exited with code 9: about to die"));
+        QCOMPARE(outcome.errorKind, FFmpegError::Kind::signalled);
+        QCOMPARE(outcome.message, QStringLiteral("ffmpeg was killed (SIGKILL) — possibly out of memory"));
         QVERIFY(!QFileInfo::exists(partial()));
         QVERIFY(!QFileInfo::exists(output_));
     }
@@ -409,9 +413,8 @@ private slots:
             convertAndWait(service, {video_, {}, 0, ProResProfile::standard, output_});
         const qint64 grown = peakResidentKB() - before;
         QCOMPARE(outcome.errorKind, FFmpegError::Kind::processFailed);
-        const QString tail = FFmpegError::processFailed(1, {}).description();
         // The statistics lines say nothing of the cause; the last words do.
-        QCOMPARE(outcome.message, tail + QStringLiteral("the last words"));
+        QCOMPARE(outcome.message, QStringLiteral("ffmpeg exited with code 1: the last words"));
 #ifdef __SANITIZE_ADDRESS__
         // AddressSanitizer holds freed memory back to catch late uses: the peak says nothing here.
         Q_UNUSED(grown);

@@ -241,7 +241,7 @@ private slots:
         QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), expected.join(QString()));
     }
 
-    void failureTailKeepsTheLastMeaningfulLines_data()
+    void failureReasonIsTheLastErrorLine_data()
     {
         QTest::addColumn<QString>("output");
         QTest::addColumn<QString>("expected");
@@ -251,9 +251,22 @@ private slots:
                "[mov @ 0x55] Error writing trailer of /out/.001.mov.partial: No space left on device\n"
                "Error closing file /out/.001.mov.partial: No space left on device\n\n"
                "size=     512kB time=00:00:00.06\n"
-            << "Duration: 00:00:00.10 \u2014 [mov @ 0x55] Error writing trailer of /out/.001.mov.partial: No "
-               "space left on device \u2014 Error closing file /out/.001.mov.partial: No space left on "
-               "device";
+            << "Error closing file /out/.001.mov.partial: No space left on device";
+        QTest::newRow("metadata after the cause")
+            << "[mxf @ 0x5] broken index\nOutput #0, mov, to '/out/.1.mov.partial':\n  Metadata:\n"
+               "    file_package_umid: 0x060A2B34\n    encoder         : Lavc59.37.100 prores_ks\n"
+               "Stream mapping:\n  Stream #0:0 -> #0:0 (dvvideo (native) -> prores (prores_ks))\n"
+               "Press [q] to stop, [?] for help\n"
+            << "[mxf @ 0x5] broken index";
+        QTest::newRow("banner and metadata only")
+            << "ffmpeg version 5.1.6-0+deb12u1 Copyright (c) 2000-2024 the FFmpeg developers\n"
+               "  built with gcc 12 (Debian 12.2.0-14)\n  Metadata:\n    encoder : Lavc59\n"
+            << "";
+        QTest::newRow("generic close after the cause")
+            << "/card/VIDEO/0001AB.MXF: Invalid data found when processing input\nConversion failed!\n"
+            << "/card/VIDEO/0001AB.MXF: Invalid data found when processing input";
+        QTest::newRow("carriage return") << "Error opening output files: No space left on device\r\n"
+                                         << "Error opening output files: No space left on device";
         QTest::newRow("one line") << "Conversion failed!\n"
                                   << "Conversion failed!";
         QTest::newRow("nothing said") << "\n \n\n"
@@ -262,11 +275,11 @@ private slots:
                                << "";
     }
 
-    void failureTailKeepsTheLastMeaningfulLines()
+    void failureReasonIsTheLastErrorLine()
     {
         QFETCH(QString, output);
         QFETCH(QString, expected);
-        QCOMPARE(ToolText::lastMeaningfulLines(output), expected);
+        QCOMPARE(ToolText::lastErrorLine(output), expected);
     }
 
     void videoFramesAreRead_data()
@@ -362,6 +375,17 @@ private slots:
                      QStringLiteral("X"));
         QCOMPARE(FFmpegError::processFailed(-11, QStringLiteral("%1 tail\n")).description(),
                  QStringLiteral("ffmpeg exited with code -11: %1 tail\n"));
+        QCOMPARE(FFmpegError::processFailed(1, {}).description(),
+                 QStringLiteral("ffmpeg exited with code 1"));
+        QCOMPARE(FFmpegError::signalled(9, QStringLiteral("ignored")).description(),
+                 QStringLiteral("ffmpeg was killed (SIGKILL) — possibly out of memory"));
+        QCOMPARE(FFmpegError::signalled(11, QStringLiteral("[h264 @ 0x1] last words")).description(),
+                 QStringLiteral("ffmpeg was stopped by a signal (SIGSEGV): [h264 @ 0x1] last words"));
+        QCOMPARE(FFmpegError::signalled(15, {}).description(),
+                 QStringLiteral("ffmpeg was stopped by a signal (SIGTERM)"));
+        QCOMPARE(FFmpegError::signalled(15, {}).kind(), FFmpegError::Kind::signalled);
+        QCOMPARE(FFmpegError::signalName(6), QStringLiteral("SIGABRT"));
+        QCOMPARE(FFmpegError::signalName(200), QStringLiteral("signal 200"));
         QCOMPARE(FFmpegError::binaryNotFound().description(),
                  QStringLiteral("ffmpeg was not found. Install it with: sudo apt install ffmpeg"));
         QCOMPARE(FFmpegError::cancelled().description(), QStringLiteral("Cancelled"));
@@ -524,6 +548,28 @@ private slots:
         const AudioLevel level = AudioLevel::fromVolumeDetectOutput(output);
         QCOMPARE(level.meanDB, mean);
         QCOMPARE(level.maxDB, peak);
+    }
+
+    void levelsOfSeveralFiltersGoToTheirFiles()
+    {
+        const QString output = QStringLiteral("Input #0, mxf, from '/card/AUDIO/0001AB00.MXF':\n"
+                                              "[Parsed_volumedetect_1 @ 0x55] n_samples: 4804\n"
+                                              "[Parsed_volumedetect_1 @ 0x55] mean_volume: -12.0 dB\n"
+                                              "[Parsed_volumedetect_1 @ 0x55] max_volume: -9.0 dB\n"
+                                              "[Parsed_volumedetect_0 @ 0x54] mean_volume: -9.0 dB\n"
+                                              "[Parsed_volumedetect_0 @ 0x54] max_volume: -6.0 dB\n"
+                                              "[Parsed_volumedetect_7 @ 0x59] mean_volume: -1.0 dB\n"
+                                              "[Parsed_volumedetect_x @ 0x59] max_volume: -1.0 dB\n");
+        const QList<AudioLevel> levels = AudioLevel::fromVolumeDetectOutputs(output, 3);
+        QCOMPARE(levels.size(), 3);
+        QCOMPARE(levels.at(0), (AudioLevel{-9.0, -6.0}));
+        QCOMPARE(levels.at(1), (AudioLevel{-12.0, -9.0}));
+        // A filter that said nothing leaves its file unmeasured; one beyond the count is ignored.
+        QCOMPARE(levels.at(2), AudioLevel{});
+        // A single file's statistics, named or not, are the first file's.
+        QCOMPARE(AudioLevel::fromVolumeDetectOutputs(QStringLiteral("mean_volume: -3.0 dB\n"), 1),
+                 (QList<AudioLevel>{{-3.0, std::nullopt}}));
+        QCOMPARE(AudioLevel::fromVolumeDetectOutputs(output, 0), QList<AudioLevel>());
     }
 
     void digitalSilenceIsUnmeasured()

@@ -148,7 +148,7 @@ private slots:
                                   "[Parsed_volumedetect_0 @ 0x1] max_volume: -3.0 dB\n'");
         for (int i = 0; i < 2; ++i) {
             QVERIFY(QCoro::waitFor(FFmpegService::probeFull(audio)));
-            QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevel(audio)).meanDB, -20.5);
+            QCOMPARE(QCoro::waitFor(FFmpegService::audioSignalLevels({audio})).first().meanDB, -20.5);
         }
         QCOMPARE(tools_->runs("ffprobe").size(), 1);
         QCOMPARE(tools_->runs("ffmpeg").size(), 1);

@@ -1,4 +1,5 @@
 #include "CommandRun.h"
+#include "run/RunFolderLock.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "store/RecentFoldersStore.h"
@@ -10,6 +11,7 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -142,14 +144,15 @@ private:
         return path;
     }
 
-    // Starts converting a card of one long clip and returns once ffmpeg writes the movie.
+    // Starts converting a card of a long clip and a short one, and returns once
+    // ffmpeg writes the first movie.
     void startConvertingTheLongCard(QProcess& cli, const QString& output)
     {
         if (!m_longCard) {
             // Long enough that the conversion is still running when the interrupt arrives.
             SyntheticCard::ClipSpec longClip = SyntheticCard::clip(6, 1);
             longClip.frames = 1200;
-            m_longCard = writeCard({longClip}, m_root.filePath(QStringLiteral("long card")));
+            m_longCard = writeCard({longClip, shortClip(7)}, m_root.filePath(QStringLiteral("long card")));
             QVERIFY(m_longCard);
         }
         cli.setProcessEnvironment(environment());
@@ -385,6 +388,82 @@ private slots:
         QVERIFY(QFileInfo::exists(QDir(folder).filePath(QStringLiteral("DEBUG_REPORT.txt"))));
     }
 
+    void anUnknownClipNameIsAUsageErrorBeforeAnythingIsConverted()
+    {
+        const QString output = freshFolder(QStringLiteral("unknown clip out"));
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"), output,
+                    QStringLiteral("--clip"), QStringLiteral("0001AB"), QStringLiteral("--clip=0009ZZ")});
+        QCOMPARE(run.exitStatus, 2);
+        QCOMPARE(run.standardError,
+                 QStringLiteral("tolvane-cli convert: no clip that would be converted is named “0009ZZ” "
+                                "(tolvane-cli scan lists them). Try tolvane-cli --help.\n"));
+        QVERIFY(!QFileInfo::exists(output));
+    }
+
+    // Two runs of one clip each, side by side, leave what one run of both leaves.
+    void singleClipRunsInParallelGiveTheFilesOfOneRun()
+    {
+        const QString output = freshFolder(QStringLiteral("parallel out"));
+        QList<std::shared_ptr<QProcess>> runs;
+        for (const QString& clip : {QStringLiteral("0002AB"), QStringLiteral("0001AB")}) {
+            auto cli = std::make_shared<QProcess>();
+            cli->setProcessEnvironment(environment());
+            cli->start(QStringLiteral(TOLVANE_CLI_PATH),
+                       {QStringLiteral("convert"), QStringLiteral("--json"), QStringLiteral("--clip"), clip,
+                        QStringLiteral("--output-folder"), output, m_card->rootPath});
+            runs.append(cli);
+        }
+        QList<QJsonObject> documents;
+        for (const std::shared_ptr<QProcess>& cli : runs) {
+            QVERIFY(cli->waitForFinished(120000));
+            QCOMPARE(cli->exitCode(), 0);
+            documents.append(QJsonDocument::fromJson(cli->readAllStandardOutput()).object());
+        }
+        const QString folder = runFolderIn(output);
+        QVERIFY(!folder.isEmpty());
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("001.mov"), QStringLiteral("002.mov"),
+                              QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
+                              QStringLiteral("PAIRING_REPORT.txt")}));
+        const QString report = textOf(QDir(folder).filePath(QStringLiteral("CONVERSION_REPORT.txt")));
+        QVERIFY2(!report.contains(QStringLiteral("not chosen")), qPrintable(report));
+        QCOMPARE(report.count(QStringLiteral("0001AB: converted successfully.")), 1);
+        QCOMPARE(report.count(QStringLiteral("0002AB: converted successfully.")), 1);
+
+        // The first run's own summary: its clip converted, the other one left out.
+        const QJsonObject first = documents.first();
+        QCOMPARE(first.value(QStringLiteral("outputFolder")).toString(), folder);
+        QCOMPARE(first.value(QStringLiteral("counts")).toObject().value(QStringLiteral("notChosen")).toInt(),
+                 1);
+        const QJsonArray clips = first.value(QStringLiteral("clips")).toArray();
+        QCOMPARE(clips.size(), 2);
+        QCOMPARE(clips.at(0).toObject().value(QStringLiteral("status")).toString(),
+                 QStringLiteral("notChosen"));
+        QVERIFY(clips.at(0).toObject().value(QStringLiteral("outputFile")).isNull());
+        QCOMPARE(clips.at(1).toObject().value(QStringLiteral("status")).toString(),
+                 QStringLiteral("converted"));
+        QCOMPARE(clips.at(1).toObject().value(QStringLiteral("outputFile")).toString(),
+                 QDir(folder).filePath(QStringLiteral("002.mov")));
+        QCOMPARE(first.value(QStringLiteral("status")).toString(),
+                 QStringLiteral("All done. 1 clip converted. 1 clip left out by choice."));
+    }
+
+    void scanPrintsTheClipsAsJson()
+    {
+        const CommandRun run = runCli({QStringLiteral("scan"), QStringLiteral("--json"), m_card->rootPath});
+        QCOMPARE(run.exitStatus, 0);
+        const QJsonObject document = QJsonDocument::fromJson(run.standardOutput.toUtf8()).object();
+        const QJsonArray clips = document.value(QStringLiteral("clips")).toArray();
+        QCOMPARE(clips.size(), 2);
+        const QJsonObject second = clips.at(1).toObject();
+        QCOMPARE(second.value(QStringLiteral("name")).toString(), QStringLiteral("0002AB"));
+        QCOMPARE(second.value(QStringLiteral("number")).toInt(), 2);
+        QCOMPARE(second.value(QStringLiteral("audioChannels")).toInt(), 2);
+        QCOMPARE(second.value(QStringLiteral("pairing")).toString(), QStringLiteral("verified"));
+        QCOMPARE(second.value(QStringLiteral("startTimecode")).toString(), QStringLiteral("01:00:10:00"));
+    }
+
     void anInterruptCancelsLikeTheCancelButton()
     {
         const QString output = freshFolder(awkwardName(QStringLiteral(" cancelled")));
@@ -400,13 +479,137 @@ private slots:
         const QString folder = runFolderIn(output);
         QVERIFY2(standardOutput.contains(QStringLiteral("] 0006AB: FAILED — Cancelled\n")),
                  qPrintable(standardOutput));
-        QVERIFY(standardOutput.endsWith(
-            QStringLiteral("\nDone with 1 error. See logs in the output folder.\n%1\n").arg(folder)));
+        QVERIFY(
+            standardOutput.endsWith(QStringLiteral("\nThe run was cancelled. 0 converted, 1 failed, 1 not "
+                                                   "started. See logs in the output folder.\n%1\n")
+                                        .arg(folder)));
         QCOMPARE(textOf(QDir(folder).filePath(QStringLiteral("FFMPEG_ERRORS.txt"))),
                  QStringLiteral("0006AB: Cancelled\n"));
         QCOMPARE(filesBelow(folder),
                  (QStringList{QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
                               QStringLiteral("FFMPEG_ERRORS.txt"), QStringLiteral("PAIRING_REPORT.txt")}));
+    }
+
+    void aHangUpOrTerminationCancelsLikeTheCancelButton_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("hang-up") << int(SIGHUP);
+        QTest::newRow("termination") << int(SIGTERM);
+    }
+
+    void aHangUpOrTerminationCancelsLikeTheCancelButton()
+    {
+        QFETCH(int, signal);
+        const QString output = freshFolder(QStringLiteral("ended by %1").arg(signal));
+        QProcess cli;
+        startConvertingTheLongCard(cli, output);
+        QCOMPARE(cli.state(), QProcess::Running);
+        QCOMPARE(::kill(static_cast<pid_t>(cli.processId()), signal), 0);
+        QVERIFY(cli.waitForFinished(300000));
+        QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(cli.exitCode(), 1);
+
+        const QString standardOutput = QString::fromUtf8(cli.readAllStandardOutput());
+        const QString folder = runFolderIn(output);
+        QVERIFY2(standardOutput.contains(QStringLiteral(
+                     "Cancelling — waiting for ffmpeg to stop; it is ended by force after 5 seconds.\n")),
+                 qPrintable(standardOutput));
+        QVERIFY(standardOutput.contains(QStringLiteral("] 0006AB: FAILED — Cancelled\n")));
+        QVERIFY(standardOutput.contains(QStringLiteral("] 0007AB: not started — the run was cancelled.\n")));
+        QVERIFY2(
+            standardOutput.endsWith(QStringLiteral("\nThe run was cancelled. 0 converted, 1 failed, 1 not "
+                                                   "started. See logs in the output folder.\n%1\n")
+                                        .arg(folder)),
+            qPrintable(standardOutput));
+        // The running clip's partial movie is gone; every report is there.
+        QCOMPARE(filesBelow(folder),
+                 (QStringList{QStringLiteral("CONVERSION_REPORT.txt"), QStringLiteral("DEBUG_REPORT.txt"),
+                              QStringLiteral("FFMPEG_ERRORS.txt"), QStringLiteral("PAIRING_REPORT.txt")}));
+        QVERIFY(textOf(QDir(folder).filePath(QStringLiteral("CONVERSION_REPORT.txt")))
+                    .contains(QStringLiteral("] 0007AB: not started — the run was cancelled.\n")));
+        const auto preferences = std::make_shared<QSettingsKeyValueStore>(preferencesFile());
+        const ConversionHistoryStore history(preferences);
+        QVERIFY(!history.entries().isEmpty());
+        const ConversionHistoryEntry& entry = history.entries().first();
+        QCOMPARE(entry.outputFolder, folder);
+        QCOMPARE(QList<qint64>({entry.converted, entry.failed, entry.notStarted}), QList<qint64>({0, 1, 1}));
+    }
+
+    void aNewRunRemovesWhatInterruptedRunsLeft()
+    {
+        const QString output = freshFolder(QStringLiteral("left behind"));
+        const QString earlier = output + QStringLiteral("/11-20-2026");
+        const QString held = output + QStringLiteral("/11-21-2026 (2)");
+        const QString foreign = output + QStringLiteral("/holiday");
+        for (const QString& folder : {earlier, held, foreign}) {
+            QVERIFY(QDir().mkpath(folder));
+            writeFile(folder + QStringLiteral("/.001.mov.partial"), "half a movie");
+            writeFile(folder + QStringLiteral("/.notes.partial"), "not ours");
+            writeFile(folder + QStringLiteral("/001.mov"), "a movie");
+        }
+        // Another Tolvane is converting into this one right now.
+        std::optional<RunFolderLock> running = RunFolderLock::tryHold(held);
+        QVERIFY(running);
+        QVERIFY(!RunFolderLock::tryHold(held));
+
+        const CommandRun run =
+            runCli({QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(run.exitStatus, 0);
+        QCOMPARE(filesBelow(earlier),
+                 (QStringList{QStringLiteral(".notes.partial"), QStringLiteral("001.mov")}));
+        for (const QString& untouched : {held, foreign})
+            QCOMPARE(filesBelow(untouched),
+                     (QStringList{QStringLiteral(".001.mov.partial"), QStringLiteral(".notes.partial"),
+                                  QStringLiteral("001.mov")}));
+        // The run let go of its own folder when it ended.
+        QVERIFY(RunFolderLock::tryHold(earlier));
+    }
+
+    void aRunThatCannotFitIsRefusedAndAFullDiskStopsIt()
+    {
+        const QString mountPoint = freshFolder(QStringLiteral("small disk"));
+        QVERIFY(QDir().mkpath(mountPoint));
+        QProcess mount;
+        mount.start(QStringLiteral("mount"),
+                    {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                     QStringLiteral("size=64k"), QStringLiteral("tmpfs"), mountPoint});
+        if (!mount.waitForFinished(30000) || mount.exitStatus() != QProcess::NormalExit ||
+            mount.exitCode() != 0)
+            QSKIP(qPrintable(QStringLiteral("a small tmpfs could not be mounted: %1")
+                                 .arg(QString::fromLocal8Bit(mount.readAllStandardError()).trimmed())));
+        const auto unmount =
+            qScopeGuard([&mountPoint] { QProcess::execute(QStringLiteral("umount"), {mountPoint}); });
+
+        const CommandRun refused = runCli(
+            {QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"), mountPoint});
+        QCOMPARE(refused.exitStatus, 2);
+        static const QRegularExpression shortfall(
+            QStringLiteral(
+                "^Not enough free space in “%1/\\d\\d-\\d\\d-\\d{4}”: the movies need about "
+                "[0-9.]+ [kMG]?B and [0-9.]+ [kMG]?B is free\\. Free some space, choose another folder with "
+                "--output-folder, or convert anyway with --ignore-free-space\\.\n$")
+                .arg(QRegularExpression::escape(mountPoint)));
+        QVERIFY2(shortfall.match(refused.standardError).hasMatch(), qPrintable(refused.standardError));
+        // Nothing was written: not even the run's folder.
+        QVERIFY(QDir(mountPoint).isEmpty());
+
+        const CommandRun stopped =
+            runCli({QStringLiteral("convert"), m_card->rootPath, QStringLiteral("--output-folder"),
+                    mountPoint, QStringLiteral("--ignore-free-space")});
+        QCOMPARE(stopped.exitStatus, 1);
+        QVERIFY2(stopped.standardOutput.contains(QStringLiteral("] 0001AB: FAILED — ")) &&
+                     stopped.standardOutput.contains(QStringLiteral("No space left on device")),
+                 qPrintable(stopped.standardOutput));
+        QVERIFY(stopped.standardOutput.contains(
+            QStringLiteral("] 0002AB: not started — the output folder’s disk is full.\n")));
+        QVERIFY2(
+            stopped.standardOutput.contains(QStringLiteral(
+                "The run stopped: the output folder’s disk is full. 0 converted, 1 failed, 1 not started. "
+                "See logs in the output folder.\n")),
+            qPrintable(stopped.standardOutput));
+        // No partial movie was left to fill the disk.
+        const QString folder = runFolderIn(mountPoint);
+        QVERIFY(!filesBelow(folder).join(u' ').contains(QStringLiteral(".partial")));
     }
 
     void aSecondInterruptEndsAtOnce()
@@ -416,13 +619,14 @@ private slots:
         startConvertingTheLongCard(cli, output);
         QCOMPARE(cli.state(), QProcess::Running);
         // Both arrive while the program is stopped, so neither is handled before the other
-        // is there: a Ctrl-C and a SIGTERM, since two pending SIGINTs would merge into one.
+        // is there: a hang-up, then the Ctrl-C that ends at once (two pending SIGINTs would
+        // merge into one; the hang-up, numbered lower, is delivered first).
         const auto pid = static_cast<pid_t>(cli.processId());
         QCOMPARE(::kill(pid, SIGSTOP), 0);
         while (!isStopped(pid))
             QTest::qWait(10);
+        QCOMPARE(::kill(pid, SIGHUP), 0);
         QCOMPARE(::kill(pid, SIGINT), 0);
-        QCOMPARE(::kill(pid, SIGTERM), 0);
         QCOMPARE(::kill(pid, SIGCONT), 0);
         QVERIFY(cli.waitForFinished(300000));
         QCOMPARE(cli.exitStatus(), QProcess::NormalExit);

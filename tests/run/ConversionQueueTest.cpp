@@ -1,12 +1,15 @@
 #include "run/ConversionQueue.h"
 
+#include "media/ToolLimits.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
 
 #include <memory>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -30,6 +33,10 @@ QString describe(const ClipStatus& status)
         return QStringLiteral("completed");
     case ClipStatus::Kind::skippedExisting:
         return QStringLiteral("skippedExisting");
+    case ClipStatus::Kind::notStarted:
+        return QStringLiteral("notStarted(%1)").arg(status.message);
+    case ClipStatus::Kind::notChosen:
+        return QStringLiteral("notChosen");
     }
     Q_UNREACHABLE();
 }
@@ -139,6 +146,8 @@ private slots:
     {
         tools_ = std::make_unique<ToolFolder>();
         work_ = std::make_unique<QTemporaryDir>();
+        // The card is there while it is converted; only its files are left to the stand-ins.
+        QVERIFY(QDir().mkpath(work_->filePath(QStringLiteral("card/VIDEO"))));
         tools_->addFake(QStringLiteral("ffprobe"), ffprobeConf);
         tools_->addFake(QStringLiteral("ffmpeg"), ffmpegConf);
     }
@@ -171,6 +180,25 @@ private slots:
         QVERIFY(ClipStatus::failed({}).isFinal());
         QVERIFY(ClipStatus::completed().isFinal());
         QVERIFY(ClipStatus::skippedExisting().isFinal());
+        QVERIFY(ClipStatus::notStarted(RunStop::cancelled).isFinal());
+        QCOMPARE(ClipStatus::notStarted(RunStop::cancelled).progressWeight(), 0.0);
+    }
+
+    void notStartedSaysWhy()
+    {
+        QCOMPARE(RunStops::notStartedText(RunStop::cancelled),
+                 QStringLiteral("not started — the run was cancelled"));
+        QCOMPARE(RunStops::notStartedText(RunStop::outputFull),
+                 QStringLiteral("not started — the output folder’s disk is full"));
+        QCOMPARE(RunStops::notStartedText(RunStop::cardGone),
+                 QStringLiteral("not started — the card’s folder disappeared"));
+        QCOMPARE(RunStops::sentence(RunStop::cancelled), QStringLiteral("The run was cancelled."));
+        QCOMPARE(RunStops::sentence(RunStop::outputFull),
+                 QStringLiteral("The run stopped: the output folder’s disk is full."));
+        QCOMPARE(RunStops::sentence(RunStop::cardGone),
+                 QStringLiteral("The run stopped: the card’s folder disappeared during the run."));
+        QCOMPARE(ClipStatus::notStarted(RunStop::cardGone).message,
+                 RunStops::notStartedText(RunStop::cardGone));
     }
 
     void newJobIsPendingAtZero()
@@ -431,14 +459,23 @@ private slots:
         QCOMPARE(jobs[0]->status(), ClipStatus::completed());
         QCOMPARE(jobs[1]->status(), ClipStatus::completed());
         QCOMPARE(jobs[2]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
-        QCOMPARE(jobs[3]->status(), ClipStatus::pending());
-        QCOMPARE(jobs[4]->status(), ClipStatus::pending());
+        // The clips the run never reached are accounted for, each once.
+        const ClipStatus notStarted = ClipStatus::notStarted(RunStop::cancelled);
+        QCOMPARE(notStarted.message, QStringLiteral("not started — the run was cancelled"));
+        QCOMPARE(jobs[3]->status(), notStarted);
+        QCOMPARE(jobs[4]->status(), notStarted);
         QCOMPARE(jobs[3]->progress(), 0.0);
-        QCOMPARE(fourth.count(), 0);
-        QCOMPARE(recorder.outcomes.size(), 3);
-        QCOMPARE(recorder.events.last(), QStringLiteral("finished 0003AB stuck failed(Cancelled)"));
-        QVERIFY(recorder.events.filter(QStringLiteral("0004AB")).isEmpty());
-        QVERIFY(recorder.events.filter(QStringLiteral("0005AB")).isEmpty());
+        QCOMPARE(fourth.count(), 1);
+        QCOMPARE(recorder.outcomes.size(), 5);
+        QCOMPARE(queue.stop(), std::optional(RunStop::cancelled));
+        QCOMPARE(recorder.events.mid(
+                     recorder.events.indexOf(QStringLiteral("finished 0003AB stuck failed(Cancelled)"))),
+                 (QStringList{"finished 0003AB stuck failed(Cancelled)",
+                              "update 0004AB notStarted(not started — the run was cancelled) 0",
+                              "finished 0004AB notStarted(not started — the run was cancelled)",
+                              "update 0005AB notStarted(not started — the run was cancelled) 0",
+                              "finished 0005AB notStarted(not started — the run was cancelled)"}));
+        QVERIFY(recorder.events.filter(QStringLiteral("command 0004AB")).isEmpty());
         // The stuck tool may be stopped before it records its run; the later jobs never start it.
         for (const QStringList& run : tools_->runs(QStringLiteral("ffmpeg")))
             QVERIFY(!run.join(u' ').contains(QStringLiteral("0004AB")) &&
@@ -467,20 +504,85 @@ private slots:
             queue.run(jobs, 0, ProResProfile::standard, false, cancelFirst,
                       [&](const ConversionQueue::JobOutcome& outcome) { recorder.outcomes << outcome; }));
         QCOMPARE(jobs[0]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
-        QCOMPARE(jobs[1]->status(), ClipStatus::pending());
-        QCOMPARE(recorder.outcomes.size(), 1);
+        QCOMPARE(jobs[1]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(recorder.outcomes.size(), 2);
     }
 
-    void nextRunStartsUncancelled()
+    void cancelKillsAToolDeafToTheSignal()
     {
+        // Reports progress, then ignores the polite signal, as a tool stuck on a hung reader does.
+        tools_->configure(QStringLiteral("ffmpeg"),
+                          QStringLiteral("FAKE_STDOUT='out_time_ms=1000000\nprogress=continue\n'; "
+                                         "FAKE_IGNORE_TERM=1; FAKE_HANG=1"));
+        ToolLimits::Limits limits;
+        limits.terminationGrace = std::chrono::milliseconds(300);
+        ToolLimits::setForTesting(limits);
+        const auto restore = qScopeGuard([] { ToolLimits::setForTesting({}); });
+        const JobList jobs{job(QStringLiteral("0001AB")), job(QStringLiteral("0002AB"))};
+        ConversionQueue queue;
+        Recorder recorder;
+        recorder.afterCommand = [&queue](ConversionJob&) {
+            QTimer::singleShot(200, [&queue] { queue.cancel(); });
+        };
+        QElapsedTimer clock;
+        clock.start();
+        runAndWait(recorder, queue, jobs, false);
+        // Ended within the grace, long before the stall watch would have.
+        QVERIFY2(clock.elapsed() < 60000, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(jobs[0]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
+        QCOMPARE(jobs[1]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QVERIFY(!QFileInfo::exists(FFmpegService::temporaryPath(jobs[0]->outputURL())));
+    }
+
+    void cancelBeforeTheFirstJobHolds()
+    {
+        // The run prepares (clears old temporaries, estimates space) before its first job.
         ConversionQueue queue;
         queue.cancel();
         QVERIFY(queue.isCancelled());
         const auto only = job(QStringLiteral("0001AB"));
         Recorder recorder;
         runAndWait(recorder, queue, {only}, false);
-        QVERIFY(!queue.isCancelled());
-        QCOMPARE(only->status(), ClipStatus::completed());
+        QVERIFY(queue.isCancelled());
+        QCOMPARE(only->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QVERIFY(tools_->runs(QStringLiteral("ffmpeg")).isEmpty());
+    }
+
+    void aFullDiskEndsTheBatch()
+    {
+        tools_->configure(
+            QStringLiteral("ffmpeg"),
+            QStringLiteral("FAKE_STDERR='av_interleaved_write_frame(): No space left on device\n"
+                           "Conversion failed!\n'; FAKE_EXIT=1"));
+        const JobList jobs{job(QStringLiteral("0001AB")), job(QStringLiteral("0002AB"))};
+        ConversionQueue queue;
+        Recorder recorder;
+        runAndWait(recorder, queue, jobs, false);
+        QCOMPARE(jobs[0]->status(),
+                 ClipStatus::failed(QStringLiteral(
+                     "ffmpeg exited with code 1: av_interleaved_write_frame(): No space left on device")));
+        QCOMPARE(jobs[1]->status().message, QStringLiteral("not started — the output folder’s disk is full"));
+        QCOMPARE(queue.stop(), std::optional(RunStop::outputFull));
+        QCOMPARE(tools_->runs(QStringLiteral("ffmpeg")).size(), 1);
+    }
+
+    void aVanishedCardEndsTheBatch()
+    {
+        // ffmpeg fails because the card was pulled out mid-run.
+        tools_->configure(QStringLiteral("ffmpeg"),
+                          QStringLiteral("rm -rf \"$(dirname \"$(dirname \"$5\")\")\"; "
+                                         "FAKE_STDERR='No such file or directory\n'; FAKE_EXIT=1"));
+        const JobList jobs{job(QStringLiteral("0001AB")), job(QStringLiteral("0002AB")),
+                           job(QStringLiteral("0003AB"))};
+        ConversionQueue queue;
+        Recorder recorder;
+        runAndWait(recorder, queue, jobs, false);
+        QCOMPARE(jobs[0]->statusKind(), ClipStatus::Kind::failed);
+        for (int i : {1, 2})
+            QCOMPARE(jobs[i]->status().message,
+                     QStringLiteral("not started — the card’s folder disappeared"));
+        QCOMPARE(queue.stop(), std::optional(RunStop::cardGone));
+        QCOMPARE(tools_->runs(QStringLiteral("ffmpeg")).size(), 1);
     }
 
     // --- The real tools ---
@@ -533,8 +635,8 @@ private slots:
         QCOMPARE(jobs[2]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
         QVERIFY(!QFileInfo::exists(jobs[2]->outputURL()));
         QVERIFY(!QFileInfo::exists(FFmpegService::temporaryPath(jobs[2]->outputURL())));
-        QCOMPARE(jobs[3]->status(), ClipStatus::pending());
-        QCOMPARE(recorder.outcomes.size(), 3);
+        QCOMPARE(jobs[3]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(recorder.outcomes.size(), 4);
         QCOMPARE(recorder.events.filter(QStringLiteral("command")).size(), 3);
 
         // Run again with skipping: the finished movies stay, the rest is converted.

@@ -1,6 +1,7 @@
 #include "DriverSession.h"
 #include "media/FFmpegService.h"
 #include "run/ConversionViewModel.h"
+#include "run/InterruptWatcher.h"
 #include "run/LogWriter.h"
 #include "ScriptedDesktop.h"
 #include "store/ConversionHistoryStore.h"
@@ -11,6 +12,7 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 
+#include <csignal>
 #include <memory>
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -262,7 +264,7 @@ private slots:
         QVERIFY(QDir().mkpath(folder));
         QSignalSpy summaries(driver_.get(), &ConversionViewModel::summaryChanged);
 
-        driver_->finishBatch(folder);
+        driver_->finishBatch(folder, std::nullopt);
 
         QCOMPARE(driver_->phase(), Phase::finished);
         const ConversionSummary expected{.outputFolder = folder};
@@ -632,6 +634,41 @@ private slots:
                  QStringLiteral("[T] 0001AB: converted successfully."));
     }
 
+    void terminationEndsTheWindowsRunLikeCancel()
+    {
+        SyntheticCard::ClipSpec longClip = SyntheticCard::clip(1, 1);
+        longClip.frames = 450;
+        const SyntheticCard::WrittenCard card =
+            writeCard(QStringLiteral("terminated card"), {longClip, SyntheticCard::clip(2, 1)});
+        QVERIFY(scanAndWait(card.rootPath));
+        // As the window's main wires it.
+        InterruptWatcher interrupts;
+        connect(&interrupts, &InterruptWatcher::interrupted, driver_.get(), &ConversionViewModel::endSession);
+        QSignalSpy ended(driver_.get(), &ConversionViewModel::sessionEnded);
+        driver_->start();
+        const JobList jobs = driver_->jobs();
+        QVERIFY(QTest::qWaitFor([&] { return jobs[0]->progress() > 0; }, workTimeoutMs));
+
+        QCOMPARE(::raise(SIGTERM), 0);
+        QVERIFY(ended.wait(workTimeoutMs));
+        QCOMPARE(ended.count(), 1);
+        // Everything was written before the session ended.
+        const QString folder = *driver_->outputFolderURL();
+        QCOMPARE(driver_->phase(), Phase::finished);
+        QCOMPARE(statuses(jobs), QList<ClipStatus>({ClipStatus::failed(QStringLiteral("Cancelled")),
+                                                    ClipStatus::notStarted(RunStop::cancelled)}));
+        QCOMPARE(folderListing(folder), QStringList({"CONVERSION_REPORT.txt", "DEBUG_REPORT.txt",
+                                                     "FFMPEG_ERRORS.txt", "PAIRING_REPORT.txt"}));
+        QCOMPARE(reportLines(folder + QStringLiteral("/CONVERSION_REPORT.txt")).last(),
+                 QStringLiteral("[T] 0002AB: not started — the run was cancelled."));
+        QCOMPARE(history_->entries().first().notStarted, qint64(1));
+
+        // With nothing left to write, the session ends at once.
+        QSignalSpy again(driver_.get(), &ConversionViewModel::sessionEnded);
+        driver_->endSession();
+        QCOMPARE(again.count(), 1);
+    }
+
     void cancelInTheThirdOfFiveClips()
     {
         SyntheticCard::ClipSpec longClip = SyntheticCard::clip(3, 1);
@@ -674,7 +711,9 @@ private slots:
 
         driver_->cancel();
         QCOMPARE(driver_->phase(), Phase::cancelling);
-        QCOMPARE(driver_->statusMessage(), QStringLiteral("Cancelling…"));
+        QCOMPARE(
+            driver_->statusMessage(),
+            QStringLiteral("Cancelling — waiting for ffmpeg to stop; it is ended by force after 5 seconds."));
         QVERIFY(driver_->isConverting());
         QSignalSpy statusChanges(driver_.get(), &ConversionViewModel::statusMessageChanged);
         driver_->cancel();
@@ -685,20 +724,35 @@ private slots:
         QCOMPARE(phases, QList<Phase>({Phase::converting, Phase::cancelling, Phase::finished}));
         QCOMPARE(statuses(jobs), QList<ClipStatus>({ClipStatus::completed(), ClipStatus::completed(),
                                                     ClipStatus::failed(QStringLiteral("Cancelled")),
-                                                    ClipStatus::pending(), ClipStatus::pending()}));
+                                                    ClipStatus::notStarted(RunStop::cancelled),
+                                                    ClipStatus::notStarted(RunStop::cancelled)}));
         const QString folder = *driver_->outputFolderURL();
-        const ConversionSummary expected{
-            .converted = 2, .failed = 1, .excludedByPairing = 1, .outputFolder = folder};
+        const ConversionSummary expected{.converted = 2,
+                                         .failed = 1,
+                                         .excludedByPairing = 1,
+                                         .notStarted = 2,
+                                         .stop = RunStop::cancelled,
+                                         .outputFolder = folder};
         QCOMPARE(driver_->summary(), std::optional(expected));
-        QCOMPARE(driver_->statusMessage(), oneErrorStatus);
+        QCOMPARE(
+            driver_->statusMessage(),
+            QStringLiteral("The run was cancelled. 2 converted, 1 failed, 2 not started. See logs in the "
+                           "output folder."));
         QCOMPARE(driver_->completedCount(), 3);
         QCOMPARE(driver_->overallProgress(), 0.6);
 
-        const QStringList expectedReport = convertedReport(jobs.first(2))
-                                           << QStringLiteral("[T] 0003AB: running command:")
-                                           << expectedCommand(*jobs[2], ProResProfile::proxy)
-                                           << QStringLiteral("[T] 0003AB: FAILED — Cancelled");
+        const QStringList expectedReport =
+            convertedReport(jobs.first(2))
+            << QStringLiteral("[T] 0003AB: running command:")
+            << expectedCommand(*jobs[2], ProResProfile::proxy)
+            << QStringLiteral("[T] 0003AB: FAILED — Cancelled")
+            << QStringLiteral("[T] 0004AB: not started — the run was cancelled.")
+            << QStringLiteral("[T] 0005AB: not started — the run was cancelled.");
         QCOMPARE(reportLines(folder + QStringLiteral("/CONVERSION_REPORT.txt")), expectedReport);
+        // The debug report covers the clips the run reached, and only those.
+        const QByteArray debugReport = readFile(folder + QStringLiteral("/DEBUG_REPORT.txt"));
+        QVERIFY(debugReport.contains("CLIP: 0003AB"));
+        QVERIFY(!debugReport.contains("CLIP: 0004AB"));
         QCOMPARE(readFile(folder + QStringLiteral("/FFMPEG_ERRORS.txt")), QByteArray("0003AB: Cancelled\n"));
         QCOMPARE(folderListing(folder),
                  QStringList({"001.mov", "002.mov", "CONVERSION_REPORT.txt", "DEBUG_REPORT.txt",
@@ -707,8 +761,9 @@ private slots:
         QCOMPARE(history_->entries().size(), 1);
         const ConversionHistoryEntry entry = history_->entries().first();
         QCOMPARE(entry.cardName, QStringLiteral("cancel card"));
-        QCOMPARE(QList<qint64>({entry.converted, entry.failed, entry.skipped, entry.excludedByPairing}),
-                 QList<qint64>({2, 1, 0, 1}));
+        QCOMPARE(QList<qint64>({entry.converted, entry.failed, entry.skipped, entry.excludedByPairing,
+                                entry.notStarted}),
+                 QList<qint64>({2, 1, 0, 1, 2}));
 
         // The setting changed mid-run was not applied to the run's card.
         QCOMPARE(entries.count(), 0);

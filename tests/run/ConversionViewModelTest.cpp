@@ -12,10 +12,12 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 
+#include <functional>
 #include <memory>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QSemaphore>
 #include <QSet>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -51,6 +53,35 @@ SyntheticCard::ClipSpec clipWithoutXml(int n, int audioCount)
     clip.writeXml = false;
     return clip;
 }
+
+// Every worker thread of the global pool busy until the object goes, so work
+// handed to QtConcurrent::run meanwhile cannot start, let alone end.
+class WorkersHeld
+{
+public:
+    WorkersHeld() : m_workers(QThreadPool::globalInstance()->maxThreadCount())
+    {
+        for (int i = 0; i < m_workers; ++i)
+            QThreadPool::globalInstance()->start([gates = m_gates] {
+                gates->started.release();
+                gates->released.acquire();
+            });
+        m_gates->started.acquire(m_workers);
+    }
+    ~WorkersHeld() { m_gates->released.release(m_workers); }
+    WorkersHeld(const WorkersHeld&) = delete;
+    WorkersHeld& operator=(const WorkersHeld&) = delete;
+
+private:
+    // Shared with the held workers, which may still be leaving it when this object is gone.
+    struct Gates
+    {
+        QSemaphore started;
+        QSemaphore released;
+    };
+    std::shared_ptr<Gates> m_gates = std::make_shared<Gates>();
+    int m_workers;
+};
 
 } // namespace
 
@@ -94,6 +125,22 @@ class ConversionViewModelTest : public QObject
     {
         driver_->scan(root);
         return waitUntilScanned();
+    }
+
+    // Every phase the driver takes from `action` on until its scan ends, as
+    // each change is signalled: an unchanged card is scanned again from
+    // memory, so its scan may well end before `action` returns.
+    QList<Phase> phasesUntilScanned(const std::function<void()>& action)
+    {
+        QList<Phase> phases;
+        const QMetaObject::Connection recording = connect(driver_.get(), &ConversionViewModel::phaseChanged,
+                                                          this, [&] { phases << driver_->phase(); });
+        action();
+        if (!QTest::qWaitFor([&] { return !phases.isEmpty() && phases.last() != Phase::scanning; },
+                             workTimeoutMs))
+            qWarning("the scan did not end");
+        disconnect(recording);
+        return phases;
     }
 
 private slots:
@@ -145,8 +192,9 @@ private slots:
         connect(driver_.get(), &ConversionViewModel::phaseChanged, this,
                 [&] { phaseValues << driver_->phase(); });
 
+        // The phases are taken as they change: a scan whose work is already
+        // done may end before the call returns.
         driver_->scan(emptyFolder_);
-        QCOMPARE(driver_->phase(), Phase::scanning);
         QVERIFY(waitUntilScanned());
 
         QCOMPARE(driver_->phase(), Phase::idle);
@@ -284,9 +332,15 @@ private slots:
         QCOMPARE(statuses.count(), 0);
         settings_->setAllowUnsafeFallbackPairing(false);
 
-        // While scanning, the value read when the scan started holds.
-        driver_->scan(mixedCard_);
-        settings_->setAllowUnsafeFallbackPairing(true);
+        // While scanning, the value read when the scan started holds. The
+        // card was scanned before, so its scan could end within scan(): the
+        // worker threads are held until the setting has changed.
+        {
+            WorkersHeld held;
+            driver_->scan(mixedCard_);
+            QCOMPARE(driver_->phase(), Phase::scanning);
+            settings_->setAllowUnsafeFallbackPairing(true);
+        }
         QVERIFY(waitUntilScanned());
         drainBackgroundWork();
         QCOMPARE(driver_->statusMessage(), oneVerifiedText);
@@ -357,13 +411,12 @@ private slots:
     void chooseFolderScansTheChosenFolder()
     {
         desktop_->folderAnswers = {verifiedCard_};
-        driver_->chooseFolder();
+        const QList<Phase> phases = phasesUntilScanned([this] { driver_->chooseFolder(); });
         QCOMPARE(desktop_->folderRequests.size(), 1);
         QCOMPARE(desktop_->folderRequests.first().prompt, QStringLiteral("Choose"));
         QCOMPARE(desktop_->folderRequests.first().message,
                  QStringLiteral("Choose a P2 card folder (or its CONTENTS folder)"));
-        QCOMPARE(driver_->phase(), Phase::scanning);
-        QVERIFY(waitUntilScanned());
+        QCOMPARE(phases, QList<Phase>({Phase::scanning, Phase::scanned}));
         QCOMPARE(driver_->statusMessage(), oneVerifiedText);
     }
 
@@ -382,9 +435,8 @@ private slots:
     void verifyCurrentCardScansTheLoadedCardAgain()
     {
         QVERIFY(scanAndWait(verifiedCard_));
-        driver_->verifyCurrentCard();
-        QCOMPARE(driver_->phase(), Phase::scanning);
-        QVERIFY(waitUntilScanned());
+        const QList<Phase> phases = phasesUntilScanned([this] { driver_->verifyCurrentCard(); });
+        QCOMPARE(phases, QList<Phase>({Phase::scanning, Phase::scanned}));
         QVERIFY(desktop_->folderRequests.isEmpty());
         QCOMPARE(driver_->statusMessage(), oneVerifiedText);
         QCOMPARE(driver_->clips().size(), 1);

@@ -1,6 +1,7 @@
 #include "run/HistoryCommand.h"
 
 #include "CommandRun.h"
+#include "run/CliHelp.h"
 #include "run/HistoryText.h"
 #include "store/MemoryKeyValueStore.h"
 #include "store/QSettingsKeyValueStore.h"
@@ -82,6 +83,11 @@ private slots:
                  QStringLiteral("4 converted · 1 failed · 2 excluded"));
         QCOMPARE(HistoryText::statsLine(entry(QStringLiteral("A"), 1, 3, 2, 4)),
                  QStringLiteral("1 converted · 2 skipped · 3 failed · 4 excluded"));
+        ConversionHistoryEntry cancelled = entry(QStringLiteral("A"), 1, 1, 0, 0);
+        cancelled.notStarted = 5;
+        QCOMPARE(HistoryText::statsLine(cancelled), QStringLiteral("1 converted · 1 failed · 5 not started"));
+        cancelled.failed = 0;
+        QVERIFY(HistoryText::needsAttention(cancelled));
     }
 
     void failedOrExcludedClipsNeedAttention()
@@ -200,7 +206,8 @@ private slots:
     {
         const CommandRun help = runCli({QStringLiteral("--help")});
         QCOMPARE(help.exitStatus, 0);
-        QVERIFY(help.standardOutput.contains(HistoryCommand::helpText()));
+        QVERIFY(help.standardOutput.contains(
+            CliHelp::commandText(CliDescription::command(QStringLiteral("history")))));
     }
 };
 

@@ -85,6 +85,9 @@ private slots:
                  QStringLiteral("[09:08:07] 0001AB: converted successfully."));
         QCOMPARE(LogWriter::skippedReportLine(QStringLiteral("0001AB"), at),
                  QStringLiteral("[09:08:07] 0001AB: skipped (already converted)."));
+        QCOMPARE(LogWriter::notStartedReportLine(QStringLiteral("0002AB\n"),
+                                                 QStringLiteral("not started — the run was cancelled"), at),
+                 QStringLiteral("[09:08:07] 0002AB\\n: not started — the run was cancelled."));
         QCOMPARE(LogWriter::failedReportLine(QStringLiteral("0001AB"), QStringLiteral("Cancelled"), at),
                  QString::fromUtf8("[09:08:07] 0001AB: FAILED \u2014 Cancelled"));
         QCOMPARE(LogWriter::errorLine(QStringLiteral("0001AB"), QStringLiteral("Cancelled")),

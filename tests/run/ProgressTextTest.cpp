@@ -7,6 +7,16 @@ class ProgressTextTest : public QObject
     Q_OBJECT
 
 private slots:
+    void cancellingSaysWhatItWaitsFor()
+    {
+        QCOMPARE(
+            ProgressText::cancellingWait(5),
+            QStringLiteral("Cancelling — waiting for ffmpeg to stop; it is ended by force after 5 seconds."));
+        QCOMPARE(
+            ProgressText::cancellingWait(1),
+            QStringLiteral("Cancelling — waiting for ffmpeg to stop; it is ended by force after 1 second."));
+    }
+
     void debugReportTexts()
     {
         QCOMPARE(ProgressText::generatingDebugReport(),

@@ -1,6 +1,9 @@
 #include "base/Platform.h"
 #include "run/ConversionViewModel.h"
+#include "run/ConvertCommand.h"
+#include "run/OutputFolderNamer.h"
 #include "run/ScanCommand.h"
+#include "run/SpaceEstimate.h"
 
 #include <memory>
 #include <QTest>
@@ -137,6 +140,72 @@ private slots:
             QVERIFY(qAbs(*estimate - *expected) < 1e-9);
     }
 
+    void aRunThatEndedEarlySaysSoFirst()
+    {
+        ConversionSummary summary{.converted = 1, .skipped = 2, .notStarted = 3, .stop = RunStop::cancelled};
+        QCOMPARE(
+            ConversionViewModel::summarySentence(summary),
+            QStringLiteral("The run was cancelled. 1 converted, 2 skipped, 3 not started. See logs in the "
+                           "output folder."));
+        summary = {.failed = 1, .notStarted = 0, .stop = RunStop::cancelled};
+        QCOMPARE(
+            ConversionViewModel::summarySentence(summary),
+            QStringLiteral("The run was cancelled. 0 converted, 1 failed, 0 not started. See logs in the "
+                           "output folder."));
+        summary = {.converted = 2, .failed = 1, .notStarted = 4, .stop = RunStop::outputFull};
+        QCOMPARE(
+            ConversionViewModel::summarySentence(summary),
+            QStringLiteral("The run stopped: the output folder’s disk is full. 2 converted, 1 failed, 4 not "
+                           "started. See logs in the output folder."));
+        summary = {.failed = 1, .notStarted = 1, .stop = RunStop::cardGone};
+        QCOMPARE(
+            ConversionViewModel::summarySentence(summary),
+            QStringLiteral("The run stopped: the card’s folder disappeared during the run. 0 converted, 1 "
+                           "failed, 1 not started. See logs in the output folder."));
+    }
+
+    void spaceIsEstimatedFromTheProfilesRate()
+    {
+        QCOMPARE(SpaceEstimate::referenceBitsPerSecond(ProResProfile::proxy), 45e6);
+        QCOMPARE(SpaceEstimate::referenceBitsPerSecond(ProResProfile::standard), 147e6);
+        QCOMPARE(SpaceEstimate::referenceBitsPerSecond(ProResProfile::hq), 220e6);
+        // A minute of 1080 at 29.97 in HQ: 220 Mbit/s, plus four 24-bit 48 kHz tracks.
+        const SpaceEstimate::Movie minute{.seconds = 60, .audioTracks = 4};
+        QCOMPARE(SpaceEstimate::movieBytes(ProResProfile::hq, minute),
+                 qint64(220e6 / 8 * 60 + 4 * 144000 * 60));
+        // Half the pixels at twice the rate cost the same; no audio costs nothing.
+        const SpaceEstimate::Movie other{
+            .width = 960, .height = 1080, .frameRate = 60000.0 / 1001, .seconds = 60};
+        QCOMPARE(SpaceEstimate::movieBytes(ProResProfile::hq, other), qint64(220e6 / 8 * 60));
+        QCOMPARE(SpaceEstimate::movieBytes(ProResProfile::proxy, {.seconds = 0, .audioTracks = 2}),
+                 qint64(0));
+        QCOMPARE(SpaceEstimate::formattedBytes(12'400'000'000), QStringLiteral("12.4 GB"));
+        // Free space is asked of the file system; a folder that is not there cannot tell.
+        const std::optional<qint64> here = SpaceEstimate::availableBytes(QDir::tempPath());
+        QVERIFY(here && *here >= 0);
+        QCOMPARE(SpaceEstimate::availableBytes(QStringLiteral("/nonexistent/tolvane/folder")), std::nullopt);
+        QCOMPARE(
+            SpaceEstimate::shortfallSentence(QStringLiteral("/out/07-01-2026"), 12'400'000'000,
+                                             3'100'000'000),
+            QStringLiteral("Not enough free space in “/out/07-01-2026”: the movies need about 12.4 GB and "
+                           "3.1 GB is free."));
+        QCOMPARE(
+            ConvertCommand::ignoreFreeSpaceHint(),
+            QStringLiteral("Free some space, choose another folder with --output-folder, or convert anyway "
+                           "with --ignore-free-space."));
+    }
+
+    void runFoldersAreKnownByName()
+    {
+        QVERIFY(OutputFolderNamer::isRunFolderName(QStringLiteral("07-01-2026")));
+        QVERIFY(OutputFolderNamer::isRunFolderName(QStringLiteral("07-01-2026 (2)")));
+        QVERIFY(OutputFolderNamer::isRunFolderName(QStringLiteral("12-31-2026 (13)")));
+        QVERIFY(!OutputFolderNamer::isRunFolderName(QStringLiteral("07-01-2026 (0)")));
+        QVERIFY(!OutputFolderNamer::isRunFolderName(QStringLiteral("07-01-2026 copy")));
+        QVERIFY(!OutputFolderNamer::isRunFolderName(QStringLiteral("holiday")));
+        QVERIFY(!OutputFolderNamer::isRunFolderName(QStringLiteral("2026-07-01")));
+    }
+
     void summarySentence_data()
     {
         QTest::addColumn<int>("converted");
@@ -175,6 +244,13 @@ private slots:
         QCOMPARE(ConversionViewModel::ffmpegMissingMessage(
                      Platform::factsFor(Platform::Kind::linuxDesktop, QStringLiteral("/home/a/Videos"))),
                  QStringLiteral("ffmpeg not found. Install it with: sudo apt install ffmpeg"));
+    }
+
+    void outputInsideCardMessageEscapesTheFolder()
+    {
+        QCOMPARE(ConversionViewModel::outputInsideCardMessage(QStringLiteral("/card/out\nput/07-01-2026")),
+                 QStringLiteral("The output folder “/card/out\\nput/07-01-2026” is inside the card. Choose a "
+                                "folder outside the card: nothing is ever written to a card."));
     }
 
     void scanProgressLineCountsFiles()

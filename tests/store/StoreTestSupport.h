@@ -31,7 +31,14 @@ public:
         m_values.setValue(key, value);
     }
     void remove(const QString& key) override { m_values.remove(key); }
-    void exclusively(const std::function<void()>& work) override { m_values.exclusively(work); }
+    std::optional<QString> exclusively(const std::function<void()>& work) override
+    {
+        return m_values.exclusively(work);
+    }
+    void setSetAsideListener(std::function<void(const QString& notice)> listener) override
+    {
+        m_values.setSetAsideListener(std::move(listener));
+    }
 
 private:
     MemoryKeyValueStore m_values;
@@ -45,6 +52,7 @@ int runConversionHistoryStoreTests(int argc, char** argv);
 int runRecentFoldersStoreTests(int argc, char** argv);
 int runDesktopTests(int argc, char** argv);
 int runConcurrentStoreTests(int argc, char** argv);
+int runDamagedStoreTests(int argc, char** argv);
 
 // The executable started again as one of the concurrent writers.
 inline constexpr char concurrentWriterArgument[] = "--concurrent-writer";

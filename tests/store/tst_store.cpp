@@ -11,7 +11,7 @@ int main(int argc, char* argv[])
     int failures = 0;
     for (const auto run : {runKeyValueStoreTests, runOverlayKeyValueStoreTests, runSettingsStoreTests,
                            runConversionHistoryStoreTests, runRecentFoldersStoreTests, runDesktopTests,
-                           runConcurrentStoreTests})
+                           runConcurrentStoreTests, runDamagedStoreTests})
         failures += run(argc, argv);
     return failures == 0 ? 0 : 1;
 }

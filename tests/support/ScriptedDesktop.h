@@ -39,6 +39,7 @@ public:
     QList<SaveRequest> saveRequests;
     QList<AlertRequest> alertRequests;
     QList<QStringList> revealed;
+    QStringList opened;
 
     QCoro::Task<std::optional<QString>> chooseFolder(QString prompt, QString message) override
     {
@@ -61,4 +62,5 @@ public:
     }
 
     void revealInFileManager(QStringList paths) override { revealed.append(paths); }
+    void openFile(QString path) override { opened.append(path); }
 };

@@ -735,13 +735,58 @@ struct CardFolders
     QString video;
     QString audio;
     QString clip;
+    // Where ICON is made when a clip asks for its bitmap; empty for a loose card.
+    QString contents;
 };
+
+// A 24-bit BMP of 80×60 pixels in one colour, as small as the bitmaps P2
+// cameras write into ICON, with a band whose height tells clips apart.
+QByteArray iconBitmap(const QString& clipName)
+{
+    constexpr int width = 80;
+    constexpr int height = 60;
+    constexpr int rowBytes = width * 3; // already a multiple of four
+    constexpr int pixelBytes = rowBytes * height;
+    const auto hash = static_cast<uint>(qHash(clipName));
+    const char blue = static_cast<char>(hash & 0xff);
+    const char green = static_cast<char>((hash >> 8) & 0xff);
+    const char red = static_cast<char>((hash >> 16) & 0xff);
+    const int band = 10 + static_cast<int>(hash % 40);
+    QByteArray bytes;
+    const auto put = [&bytes](quint32 value, int size) {
+        for (int i = 0; i < size; ++i)
+            bytes.append(static_cast<char>((value >> (8 * i)) & 0xff));
+    };
+    bytes.append("BM");
+    put(54 + pixelBytes, 4);
+    put(0, 4);
+    put(54, 4);
+    put(40, 4);
+    put(width, 4);
+    put(height, 4);
+    put(1, 2);
+    put(24, 2);
+    put(0, 4);
+    put(pixelBytes, 4);
+    put(2835, 4);
+    put(2835, 4);
+    put(0, 4);
+    put(0, 4);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const bool inBand = y < band;
+            bytes.append(inBand ? char(0xe0) : blue);
+            bytes.append(inBand ? char(0xe0) : green);
+            bytes.append(inBand ? char(0xe0) : red);
+        }
+    return bytes;
+}
 
 CardFolders makeCardFolders(const CardSpec& plan, WrittenCard& card)
 {
     if (plan.loose) {
         card.contentsPath = card.rootPath;
-        return {card.rootPath, card.rootPath, {}};
+        return {card.rootPath, card.rootPath, {}, {}};
     }
     card.contentsPath =
         plan.withContentsFolder ? makeFolder(card.rootPath, plan.contentsFolderName) : card.rootPath;
@@ -749,7 +794,7 @@ CardFolders makeCardFolders(const CardSpec& plan, WrittenCard& card)
         makeFolder(card.contentsPath, extra);
     return {makeFolder(card.contentsPath, plan.videoFolderName),
             makeFolder(card.contentsPath, plan.audioFolderName),
-            makeFolder(card.contentsPath, plan.clipFolderName)};
+            makeFolder(card.contentsPath, plan.clipFolderName), card.contentsPath};
 }
 
 // Writes the clip's XML and adds its essence files, which are written later from templates.
@@ -815,6 +860,11 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
             clip.xmlFileName.isEmpty() ? clip.clipName + QStringLiteral(".XML") : clip.xmlFileName;
         written.xmlPath = QDir(makeFolder(folders.clip, clip.subfolder)).filePath(name);
         writeBytes(written.xmlPath, clipXml(clip).toUtf8());
+    }
+    if (clip.writeIcon && !folders.contents.isEmpty()) {
+        written.iconPath = QDir(makeFolder(folders.contents, QStringLiteral("ICON")))
+                               .filePath(clip.clipName + QStringLiteral(".BMP"));
+        writeBytes(written.iconPath, iconBitmap(clip.clipName));
     }
     return written;
 }

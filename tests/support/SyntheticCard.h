@@ -130,6 +130,10 @@ struct ClipSpec
 
     // Sub-folder (relative, may be nested) below VIDEO, AUDIO and CLIP that this clip's files go into.
     QString subfolder;
+
+    // Write CONTENTS/ICON/NAME.BMP, the small bitmap a camera writes per clip
+    // (80×60, one colour with a light band whose height follows the name).
+    bool writeIcon = false;
 };
 
 // An audio essence file that belongs to no clip of the card, written into AUDIO (or the root of
@@ -166,6 +170,7 @@ struct WrittenClip
     QString videoPath;
     QStringList audioPaths; // in index order
     QString xmlPath;        // empty when no XML was written
+    QString iconPath;       // empty when no ICON bitmap was written
 };
 
 struct WrittenCard

@@ -164,6 +164,23 @@ private slots:
                  QStringLiteral("Conversion Complete"));
     }
 
+    void aRunThatEndedEarlySaysWhatItDidNotStart()
+    {
+        ConversionSummary summary = summaryOf(1, 1, 0, 0, 0);
+        summary.notStarted = 2;
+        summary.stop = RunStop::cancelled;
+        QCOMPARE(RunSummaryPresenter::detailLineFor(summary),
+                 QStringLiteral("1 clip converted · 2 not started — the run was cancelled"));
+        QCOMPARE(RunSummaryPresenter::headingFor(summary), QStringLiteral("Conversion Cancelled"));
+        summary.failed = 0;
+        summary.stop = RunStop::outputFull;
+        QCOMPARE(RunSummaryPresenter::headingFor(summary), QStringLiteral("Conversion Stopped"));
+        QCOMPARE(RunSummaryPresenter::headingToneFor(summary), Tone::Value::caution);
+        QCOMPARE(RunSummaryPresenter::iconNameFor(summary), QStringLiteral("dialog-warning"));
+        QCOMPARE(RunSummaryPresenter::detailLineFor(summary),
+                 QStringLiteral("1 clip converted · 2 not started — the output folder’s disk is full"));
+    }
+
     void failuresShowTheOrangeHeadingEvenWithConvertedClips()
     {
         const ConversionSummary summary = summaryOf(4, 1, 0, 0, 0);

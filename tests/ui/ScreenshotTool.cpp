@@ -1,13 +1,18 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
-// ui_screenshots OUTPUT_FOLDER [--dark]. Run by scripts/screenshots.
+// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup]. Run by
+// scripts/screenshots; with --clip-list only the clip list's own pictures are
+// rendered, with --backup only the "Back Up First" option and a backed-up run's summary.
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
 #include "ToolFolder.h"
+#include "ui/ClipListModel.h"
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QPalette>
+#include <QQuickItem>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextStream>
@@ -69,6 +74,81 @@ bool waitFor(const std::function<bool()>& condition)
     return QTest::qWaitFor(condition, 120000);
 }
 
+// Every row of the visible clip list has its thumbnail.
+bool thumbnailsShown(MainWindowFixture& fixture)
+{
+    for (QObject* const found : fixture.window()->findChildren<QObject*>(QStringLiteral("clipList"))) {
+        auto* const list = qobject_cast<QQuickItem*>(found);
+        if (!list || !list->isVisible())
+            continue;
+        auto* const model = qobject_cast<ClipListModel*>(list->property("model").value<QObject*>());
+        for (int row = 0; model && row < model->rowCount(); ++row)
+            if (model->index(row).data(ClipListModel::ThumbnailRole).toString().isEmpty() &&
+                model->index(row).data(ClipListModel::IncludedRole).toBool())
+                return false;
+        return model != nullptr;
+    }
+    return false;
+}
+
+// Scrolls the window's content to its end, where the clip list is.
+void scrollToEnd(MainWindowFixture& fixture)
+{
+    QTest::qWait(200);
+    if (auto* const scroll = fixture.item(QStringLiteral("mainScrollView"))) {
+        QQuickItem* const flickable = scroll->property("contentItem").value<QQuickItem*>();
+        if (flickable)
+            flickable->setProperty("contentY", std::max(0.0, flickable->property("contentHeight").toDouble() -
+                                                                 flickable->height()));
+    }
+}
+
+// The clip list: a card with the camera's bitmaps, one without (frames taken
+// by ffmpeg), and a run with one failure.
+bool shootClipList(MainWindowFixture& fixture, Shooter& shooter, const QString& work)
+{
+    ConversionViewModel* const driver = fixture.session.context->driver();
+    fixture.window()->resize(760, 900);
+    SyntheticCard::CardSpec plan;
+    for (int n = 1; n <= 4; ++n) {
+        plan.clips.push_back(SyntheticCard::clip(n, 2));
+        plan.clips.back().frames = 30;
+        plan.clips.back().writeIcon = true;
+    }
+    const QString icons =
+        SyntheticCard::write(plan, QDir(work).filePath(QStringLiteral("CARD_D004"))).rootPath;
+    for (SyntheticCard::ClipSpec& clip : plan.clips)
+        clip.writeIcon = false;
+    SyntheticCard::ClipSpec unverified = SyntheticCard::clip(5, 2);
+    unverified.writeXml = false;
+    plan.clips.push_back(unverified);
+    const SyntheticCard::WrittenCard frames =
+        SyntheticCard::write(plan, QDir(work).filePath(QStringLiteral("CARD_E005")));
+    const auto scanned = [driver] { return driver->phase() == ConversionViewModel::Phase::scanned; };
+
+    driver->scan(icons);
+    bool ok = waitFor(scanned) && waitFor([&fixture] { return thumbnailsShown(fixture); });
+    scrollToEnd(fixture);
+    ok = ok && shooter.shoot(QStringLiteral("14-clip-list-icons"));
+    driver->scan(frames.rootPath);
+    ok = ok && waitFor(scanned) && waitFor([&fixture] { return thumbnailsShown(fixture); });
+    driver->setChosen(frames.clips.at(3).videoPath, false);
+    scrollToEnd(fixture);
+    ok = ok && shooter.shoot(QStringLiteral("15-clip-list-frames"));
+
+    // Half of the third clip's video: ffmpeg fails on it; the others convert.
+    QFile essence(frames.clips.at(2).videoPath);
+    ok = ok && essence.resize(essence.size() / 2);
+    driver->scan(frames.rootPath);
+    ok = ok && waitFor(scanned);
+    driver->setChosen(frames.clips.at(3).videoPath, false);
+    driver->start();
+    ok = ok && waitFor([driver] { return driver->phase() == ConversionViewModel::Phase::finished; }) &&
+         waitFor([&fixture] { return thumbnailsShown(fixture); });
+    scrollToEnd(fixture);
+    return ok && shooter.shoot(QStringLiteral("16-clip-list-run-failure"));
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -77,7 +157,7 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
-        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark]\n";
+        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--backup]\n";
         return 2;
     }
     const bool dark = arguments.contains(QStringLiteral("--dark"));
@@ -114,6 +194,30 @@ int main(int argc, char* argv[])
         return [driver, phase] { return driver->phase() == phase; };
     };
 
+    if (arguments.contains(QStringLiteral("--clip-list"))) {
+        const bool shot = shootClipList(fixture, shooter, work.path());
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+    if (arguments.contains(QStringLiteral("--backup"))) {
+        BackupSettings& backup = *fixture.session.context->backupSettings();
+        const QString drives = work.filePath(QStringLiteral("Drives"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle A"));
+        QDir().mkpath(drives + QStringLiteral("/Shuttle B"));
+        backup.setBackUpFirst(true);
+        backup.setDestination(0, drives + QStringLiteral("/Shuttle A"));
+        backup.setDestination(1, drives + QStringLiteral("/Shuttle B"));
+        driver->scan(verified);
+        bool shot = waitFor(phaseIs(Phase::scanned)) && shooter.shoot(QStringLiteral("17-backup-first"));
+        fixture.session.context->backupFirst()->convert();
+        shot = shot && waitFor([driver] {
+                   return driver->phase() == Phase::finished && driver->debugReportGenerationTick() == 1;
+               });
+        shot = shot && shooter.shoot(QStringLiteral("18-finished-backed-up"));
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+
     bool ok = shooter.shoot(QStringLiteral("1-idle"));
     driver->scan(verified);
     ok = ok && shooter.shoot(QStringLiteral("2-scanning"));
@@ -146,13 +250,14 @@ int main(int argc, char* argv[])
     settings.setAudioSyncMode(AudioSyncMode::manual);
     settings.setAudioOffsetSeconds(-0.5);
     QObject* const sheets = fixture.find(QStringLiteral("sheetHost"));
-    for (const auto& [open, name] : {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
-                                     std::pair{"openHistory", "9-sheet-history"},
-                                     std::pair{"openSettings", "10-sheet-settings"},
-                                     std::pair{"openHowTo", "11-sheet-how-to"},
-                                     std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
-                                     std::pair{"openAbout", "13-sheet-about"}}) {
-        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) && shooter.shoot(QString::fromLatin1(name));
+    for (const auto& [open, name] :
+         {std::pair{"openPairingDetails", "8-sheet-pairing-details"},
+          std::pair{"openHistory", "9-sheet-history"}, std::pair{"openSettings", "10-sheet-settings"},
+          std::pair{"openHowTo", "11-sheet-how-to"},
+          std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
+          std::pair{"openAbout", "13-sheet-about"}}) {
+        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) &&
+             shooter.shoot(QString::fromLatin1(name));
         QTest::keyClick(fixture.window(), Qt::Key_Escape);
     }
     FFmpegService::setToolDirectoriesForTesting({});

@@ -236,6 +236,16 @@ private slots:
                                        QLocale(QLocale::English, QLocale::UnitedStates)));
     }
 
+    // A line break in a recorded name is shown escaped, as everywhere else.
+    void historyRowsShowNamesEscaped()
+    {
+        History history;
+        history.store.record(QStringLiteral("CARD\nB"), QStringLiteral("/out/a\tb"), 1, 0, 0, 0);
+        const HistoryModel& model = *history.presenter.entries();
+        QCOMPARE(row(model, 0, HistoryModel::CardNameRole).toString(), QStringLiteral("CARD\\nB"));
+        QCOMPARE(row(model, 0, HistoryModel::OutputFolderRole).toString(), QStringLiteral("/out/a\\tb"));
+    }
+
     void historyRevealShowsAnExistingFolder()
     {
         QTemporaryDir folder;

@@ -5,3 +5,5 @@ int runPresenterTests(int argc, char* argv[]);
 int runWindowTests(int argc, char* argv[]);
 int runSheetPresentersTests(int argc, char* argv[]);
 int runSheetsWindowTests(int argc, char* argv[]);
+int runDesktopSessionTests(int argc, char* argv[]);
+int runClipListTests(int argc, char* argv[]);

@@ -1,5 +1,6 @@
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
+#include "store/QSettingsKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
@@ -7,6 +8,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QQmlListReference>
 #include <QRegularExpression>
@@ -155,14 +157,9 @@ private slots:
         TOLVANE_REQUIRE_REAL_TOOLS(*tools_);
         FFmpegService::setToolDirectoriesForTesting({tools_->path()});
         work_ = std::make_unique<QTemporaryDir>();
-        SyntheticCard::CardSpec plan;
-        plan.clips = {SyntheticCard::clip(1, 1), SyntheticCard::clip(2, 1)};
-        card_ = SyntheticCard::write(plan, work_->filePath(awkwardName(QStringLiteral(" card")))).rootPath;
-        SyntheticCard::ClipSpec longClip = SyntheticCard::clip(2, 1);
-        // Long enough that a cancel surely finds it running.
-        longClip.frames = 450;
-        plan.clips = {SyntheticCard::clip(1, 1), longClip, SyntheticCard::clip(3, 1)};
-        longCard_ = SyntheticCard::write(plan, work_->filePath(QStringLiteral("long card"))).rootPath;
+        const RunCards cards = writeRunCards(*work_);
+        card_ = cards.card;
+        longCard_ = cards.longCard;
     }
 
     void cleanupTestCase()
@@ -345,8 +342,10 @@ private slots:
         QCOMPARE(text(fixture, QStringLiteral("progressTitle")), QStringLiteral("Cancelling…"));
         QVERIFY(waitForRunWritten(fixture, 1));
         QCOMPARE(driver->jobs()[1]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
-        QCOMPARE(text(fixture, QStringLiteral("summaryHeading")),
-                 QStringLiteral("Finished with some issues"));
+        QCOMPARE(driver->jobs()[2]->status(), ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(text(fixture, QStringLiteral("summaryHeading")), QStringLiteral("Conversion Cancelled"));
+        QCOMPARE(text(fixture, QStringLiteral("summaryDetail")),
+                 QStringLiteral("1 clip converted · 1 not started — the run was cancelled"));
         // A failure opens the details by itself, with the errors log among the links.
         QVERIFY(fixture.find(QStringLiteral("summaryAdvancedDetails"))->property("expanded").toBool());
         QVERIFY(QTest::qWaitFor([&] { return shown(fixture, QStringLiteral("logLink_FFMPEG_ERRORS.txt")); }));
@@ -425,6 +424,27 @@ private slots:
         QCOMPARE(driver->phase(), Phase::scanned);
         QVERIFY(bannerAboveScroll());
         drainWork();
+    }
+
+    // Settings that could not be read are said in a banner above the content,
+    // once, with where the file was kept.
+    void aStoreKeptAsideIsSaidInABanner()
+    {
+        const QString file = work_->filePath(QStringLiteral("damaged prefs/Tolvane.json"));
+        writeFile(file, "{\"outputFolderPath\": \"/media/o");
+        MainWindowFixture fixture(std::make_shared<QSettingsKeyValueStore>(file));
+        openWindow(fixture);
+        const QStringList aside =
+            QDir(QFileInfo(file).path()).entryList({QStringLiteral("Tolvane.json.unreadable-*")});
+        QCOMPARE(aside.size(), 1);
+        const QString notice =
+            QSettingsKeyValueStore::unreadableNotice(file, QFileInfo(file).dir().filePath(aside.first()));
+        QCOMPARE(fixture.session.context->storeNotice(), notice);
+        QVERIFY(shown(fixture, QStringLiteral("storeNoticeBanner")));
+        QObject* const banner = fixture.find(QStringLiteral("storeNoticeBanner"));
+        QVERIFY(banner);
+        QCOMPARE(banner->property("message").toString(), notice);
+        QVERIFY(!shown(fixture, QStringLiteral("scanErrorBanner")));
     }
 
     void resetPreferencesAsksFirst()

@@ -8,7 +8,8 @@ int main(int argc, char* argv[])
     QGuiApplication app(argc, argv);
     prepareUiTestProcess();
     int failures = 0;
-    for (const auto run : {runPresenterTests, runWindowTests, runSheetPresentersTests, runSheetsWindowTests})
+    for (const auto run : {runPresenterTests, runWindowTests, runSheetPresentersTests, runSheetsWindowTests,
+                           runDesktopSessionTests, runClipListTests})
         failures += run(argc, argv);
     return failures == 0 ? 0 : 1;
 }

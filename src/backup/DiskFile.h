@@ -1,0 +1,28 @@
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <QByteArray>
+#include <QString>
+#include <QtGlobal>
+
+// Reading and writing a backup's files with plain system calls, so that what
+// reaches the disk and what is read back from it is under our control.
+namespace DiskFile {
+
+// How much is read or written at once.
+inline constexpr qint64 chunkSize = 8 * 1024 * 1024;
+
+// The XXH64 of the file at `path` as the disk holds it: its pages are dropped
+// from the cache before it is read. `bytesRead` grows as it is read; nothing
+// when it cannot be read or `cancel` was set, with `error` saying why.
+std::optional<quint64> readBackDigest(const QString& path, std::atomic<qint64>& bytesRead,
+                                      const std::atomic<bool>& cancel, QString& error);
+
+// Flushes the folder at `path` itself, so that a rename inside it is on disk.
+bool syncFolder(const QString& path);
+
+// The text of the last system error, for a message.
+QString systemError();
+
+} // namespace DiskFile

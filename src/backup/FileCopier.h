@@ -1,0 +1,41 @@
+#pragma once
+
+#include "backup/TreeListing.h"
+
+#include <atomic>
+#include <optional>
+#include <QString>
+#include <QStringList>
+#include <QThreadPool>
+
+// Copies one file to several places from a single read of it: each chunk
+// read is hashed (XXH64) and handed to one writer per place while the next
+// chunk is read. Each copy is written under a temporary name beside its
+// final one, flushed to disk, given the source's modification time, renamed,
+// and its folder flushed; its pages are then dropped from the cache.
+class FileCopier
+{
+public:
+    explicit FileCopier(int placeCount);
+
+    struct Outcome
+    {
+        // The source's XXH64, from the bytes as they were read.
+        std::optional<quint64> digest;
+        // The copy, or the source, that failed, and why; empty when cancelled.
+        QString failedPath;
+        QString error;
+    };
+
+    // Copies `file` from `sourcePath` to each of `finalPaths` (none: only
+    // hashes the source). `bytesRead` grows with the source's bytes. On a
+    // failure or `cancel`, no temporary file stays and no final name is taken.
+    Outcome copy(const QString& sourcePath, const ListedFile& file, const QStringList& finalPaths,
+                 std::atomic<qint64>& bytesRead, const std::atomic<bool>& cancel);
+
+    // Where the copy to `finalPath` is written until it is complete.
+    static QString temporaryPath(const QString& finalPath);
+
+private:
+    QThreadPool m_writers;
+};

@@ -1,0 +1,217 @@
+#include "ui/ClipListModel.h"
+
+#include "run/ConversionViewModel.h"
+#include "ui/UiText.h"
+
+#include <QLocale>
+#include <QStringList>
+
+ClipListModel::ClipListModel(QObject* parent)
+    : QAbstractListModel(parent),
+      m_loader([this](const QString& key, const QString& url) { thumbnailReady(key, url); })
+{
+}
+
+void ClipListModel::setDriver(ConversionViewModel* driver)
+{
+    if (m_driver == driver)
+        return;
+    if (m_driver)
+        disconnect(m_driver, nullptr, this, nullptr);
+    m_driver = driver;
+    if (m_driver) {
+        for (const auto changed :
+             {&ConversionViewModel::clipsChanged, &ConversionViewModel::pairingEntriesChanged,
+              &ConversionViewModel::joinedShotsChanged})
+            connect(m_driver, changed, this, &ClipListModel::reload);
+        connect(m_driver, &ConversionViewModel::choiceChanged, this, [this] { rowsChanged({ChosenRole}); });
+        connect(m_driver, &ConversionViewModel::jobsChanged, this, &ClipListModel::rebindJobs);
+    }
+    reload();
+}
+
+void ClipListModel::reload()
+{
+    beginResetModel();
+    m_rows = m_driver ? m_driver->clipRows() : QList<ClipRow>();
+    endResetModel();
+    emit countChanged();
+    rebindJobs();
+    requestThumbnails();
+}
+
+void ClipListModel::setActive(bool active)
+{
+    if (m_active == active)
+        return;
+    m_active = active;
+    requestThumbnails();
+}
+
+void ClipListModel::requestThumbnails()
+{
+    // The verdict is shown first: the images are asked for once the rows are.
+    QList<ClipThumbnails::Request> requests;
+    for (const ClipRow& row : std::as_const(m_rows))
+        if (m_active && !m_thumbnails.contains(row.key))
+            requests.append({row.key, row.videoURL, row.name, row.durationSeconds});
+    const QString iconFolder = m_driver && m_driver->cardStructure()
+                                   ? m_driver->cardStructure()->iconFolder.value_or(QString())
+                                   : QString();
+    m_loader.request(iconFolder, requests);
+}
+
+void ClipListModel::rebindJobs()
+{
+    for (const QMetaObject::Connection& connection : std::as_const(m_jobConnections))
+        disconnect(connection);
+    m_jobConnections.clear();
+    if (!m_driver)
+        return;
+    for (const std::shared_ptr<ConversionJob>& job : m_driver->jobs()) {
+        const QString key = job->clip().videoURL;
+        const auto changed = [this, key] {
+            for (qsizetype i = 0; i < m_rows.size(); ++i)
+                if (m_rows.at(i).key == key)
+                    emit dataChanged(index(static_cast<int>(i)), index(static_cast<int>(i)),
+                                     {StatusRole, ProgressRole, CanOpenRole, AccessibleNameRole});
+        };
+        m_jobConnections.append(connect(job.get(), &ConversionJob::statusChanged, this, changed));
+        m_jobConnections.append(connect(job.get(), &ConversionJob::progressChanged, this, changed));
+    }
+    rowsChanged({StatusRole, ProgressRole, CanOpenRole, AccessibleNameRole});
+}
+
+void ClipListModel::rowsChanged(const QList<int>& roles)
+{
+    if (!m_rows.isEmpty())
+        emit dataChanged(index(0), index(static_cast<int>(m_rows.size()) - 1), roles);
+}
+
+void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
+{
+    m_thumbnails.insert(key, imageURL);
+    for (qsizetype i = 0; i < m_rows.size(); ++i)
+        if (m_rows.at(i).key == key)
+            emit dataChanged(index(static_cast<int>(i)), index(static_cast<int>(i)), {ThumbnailRole});
+}
+
+int ClipListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
+}
+
+QString ClipListModel::statusText(const ClipRow& row, bool runStarted, const ConversionJob* job)
+{
+    if (!row.included)
+        return QStringLiteral("excluded");
+    if (!runStarted)
+        return QString();
+    if (!job)
+        return QStringLiteral("not chosen");
+    const ClipStatus& status = job->status();
+    switch (status.kind) {
+    case ClipStatus::Kind::pending:
+        return QStringLiteral("waiting");
+    case ClipStatus::Kind::converting:
+        return QStringLiteral("converting %1 %").arg(qRound(job->progress() * 100));
+    case ClipStatus::Kind::completed:
+        return row.audioChannels == 0 ? QStringLiteral("missing audio") : QStringLiteral("converted");
+    case ClipStatus::Kind::skippedExisting:
+        return QStringLiteral("skipped (already existed)");
+    case ClipStatus::Kind::failed:
+        return QStringLiteral("failed — ") + status.message.section(QLatin1Char('\n'), 0, 0).trimmed();
+    case ClipStatus::Kind::notChosen:
+        return QStringLiteral("not chosen");
+    case ClipStatus::Kind::notStarted:
+        // "not started — the run was cancelled", as the reports say it.
+        return status.message;
+    }
+    Q_UNREACHABLE();
+}
+
+QString ClipListModel::detailsText(const ClipRow& row)
+{
+    QStringList parts;
+    if (row.durationSeconds)
+        parts.append(ClipRows::durationText(*row.durationSeconds));
+    if (row.startTimecode)
+        parts.append(QStringLiteral("TC ") + *row.startTimecode);
+    if (row.recorded)
+        parts.append(QLocale::c().toString(row.recorded->toLocalTime(), QStringLiteral("yyyy-MM-dd HH:mm")));
+    parts.append(UiText::counted(row.audioChannels, QStringLiteral("audio channel")));
+    return parts.join(QStringLiteral(" · "));
+}
+
+QString ClipListModel::accessibleName(const ClipRow& row, const QString& status)
+{
+    QStringList parts{row.name};
+    if (!status.isEmpty() && status != QLatin1String("excluded"))
+        parts.append(status);
+    parts.append(row.pairing);
+    return parts.join(QStringLiteral(", "));
+}
+
+QVariant ClipListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= m_rows.size())
+        return {};
+    const ClipRow& row = m_rows.at(index.row());
+    const std::shared_ptr<ConversionJob> job = m_driver ? m_driver->jobFor(row.key) : nullptr;
+    const bool runStarted = m_driver && !m_driver->jobs().isEmpty();
+    switch (role) {
+    case KeyRole:
+        return row.key;
+    case NameRole:
+        return row.name;
+    case OutputNameRole:
+        return row.outputName;
+    case DetailsRole:
+        return detailsText(row);
+    case PairingRole:
+        return row.pairing;
+    case PiecesRole:
+        return row.pieces.isEmpty() ? QString()
+                                    : QStringLiteral("Joined: ") + row.pieces.join(QStringLiteral(" + "));
+    case IncludedRole:
+        return row.included;
+    case ChosenRole:
+        return row.included && m_driver && m_driver->isChosen(row.key);
+    case StatusRole:
+        return statusText(row, runStarted, job.get());
+    case ProgressRole:
+        return job && job->status().kind == ClipStatus::Kind::converting ? job->progress() : -1.0;
+    case ThumbnailRole:
+        return m_thumbnails.value(row.key);
+    case CanOpenRole:
+        return job && (job->status().kind == ClipStatus::Kind::completed ||
+                       job->status().kind == ClipStatus::Kind::skippedExisting);
+    case AccessibleNameRole:
+        return accessibleName(row, statusText(row, runStarted, job.get()));
+    case EntryRole:
+        return row.entryID.toString();
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> ClipListModel::roleNames() const
+{
+    static const QHash<int, QByteArray> names{
+        {KeyRole, "key"},
+        {NameRole, "name"},
+        {OutputNameRole, "outputName"},
+        {DetailsRole, "details"},
+        {PairingRole, "pairing"},
+        {PiecesRole, "pieces"},
+        {IncludedRole, "included"},
+        {ChosenRole, "chosen"},
+        {StatusRole, "status"},
+        {ProgressRole, "progress"},
+        {ThumbnailRole, "thumbnail"},
+        {CanOpenRole, "canOpen"},
+        {AccessibleNameRole, "accessibleName"},
+        {EntryRole, "entry"},
+    };
+    return names;
+}

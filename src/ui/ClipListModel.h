@@ -1,0 +1,82 @@
+#pragma once
+
+#include "run/ClipRow.h"
+#include "run/ClipStatus.h"
+#include "ui/ClipThumbnails.h"
+
+#include <QAbstractListModel>
+#include <QHash>
+#include <QPointer>
+#include <QtQml/qqmlregistration.h>
+
+class ConversionJob;
+class ConversionViewModel;
+
+// The rows of the clip list: a card's movies in shooting order, then the clips
+// pairing left out, each with its thumbnail, facts, choice and, once a run has
+// started, its state in that run.
+class ClipListModel : public QAbstractListModel
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The clip list's rows are ClipListPresenter.model.")
+    Q_PROPERTY(int count READ count NOTIFY countChanged)
+
+public:
+    enum Role {
+        KeyRole = Qt::UserRole + 1,
+        NameRole,
+        OutputNameRole,
+        DetailsRole,
+        PairingRole,
+        PiecesRole,
+        IncludedRole,
+        ChosenRole,
+        StatusRole,
+        ProgressRole,
+        ThumbnailRole,
+        CanOpenRole,
+        AccessibleNameRole,
+        EntryRole,
+    };
+
+    explicit ClipListModel(QObject* parent = nullptr);
+
+    void setDriver(ConversionViewModel* driver);
+    // Only a list on screen asks for thumbnails; one that is hidden drops what
+    // it has not started, so the window's several lists never take frames at once.
+    void setActive(bool active);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+    int count() const { return static_cast<int>(m_rows.size()); }
+
+    // A row's state in the run, or empty before a run: "waiting", "converting
+    // 42 %", "converted", "missing audio", "skipped (already existed)",
+    // "failed — REASON" (the first line of the failure), "not chosen";
+    // "excluded" for a clip pairing left out.
+    static QString statusText(const ClipRow& row, bool runStarted, const ConversionJob* job);
+    // "0:42 · TC 01:00:00:00 · 2026-07-01 15:00 · 2 audio channels": the facts
+    // that are known.
+    static QString detailsText(const ClipRow& row);
+    // What a screen reader says of a row: name, status and pairing.
+    static QString accessibleName(const ClipRow& row, const QString& status);
+
+signals:
+    void countChanged();
+
+private:
+    void reload();
+    void requestThumbnails();
+    void rebindJobs();
+    void rowsChanged(const QList<int>& roles);
+    void thumbnailReady(const QString& key, const QString& imageURL);
+
+    QPointer<ConversionViewModel> m_driver;
+    bool m_active = false;
+    QList<ClipRow> m_rows;
+    QHash<QString, QString> m_thumbnails;
+    QList<QMetaObject::Connection> m_jobConnections;
+    ClipThumbnails m_loader;
+};

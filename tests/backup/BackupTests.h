@@ -1,0 +1,4 @@
+#pragma once
+
+int runHashingTests(int argc, char* argv[]);
+int runBackupEngineTests(int argc, char* argv[]);

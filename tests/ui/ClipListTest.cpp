@@ -1,0 +1,204 @@
+#include "media/FFmpegService.h"
+#include "SyntheticCard.h"
+#include "TestFiles.h"
+#include "ToolFolder.h"
+#include "ui/ClipListPresenter.h"
+#include "ui/RunSummaryPresenter.h"
+#include "UiTests.h"
+#include "UiTestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QScopeGuard>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+
+P2Clip clipAt(const QString& folder, const QString& name, int order, int audio)
+{
+    P2Clip clip;
+    clip.videoURL = QDir(folder).filePath(QStringLiteral("VIDEO/%1.MXF").arg(name));
+    for (int i = 0; i < audio; ++i)
+        clip.audioURLs.append(QDir(folder).filePath(QStringLiteral("AUDIO/%1%2.MXF").arg(name).arg(i)));
+    clip.pairingMethod = P2Clip::PairingMethod::xmlVerified;
+    clip.exportOrderNumber = order;
+    return clip;
+}
+
+} // namespace
+
+class ClipListTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listsEveryMovieThenTheExcludedAndChoosesAllThatWouldConvert()
+    {
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        ClipListPresenter presenter;
+        presenter.setDriver(&driver);
+        QSignalSpy changed(&presenter, &DriverPresenter::changed);
+        QSignalSpy counted(presenter.model(), &ClipListModel::countChanged);
+        loadListedCard(driver, QStringLiteral("/card"));
+        QVERIFY(!counted.isEmpty());
+
+        ClipListModel& model = *presenter.model();
+        QCOMPARE(model.rowCount(), 4);
+        const auto value = [&model](int row, ClipListModel::Role role) {
+            return model.data(model.index(row), role);
+        };
+        QCOMPARE(value(0, ClipListModel::OutputNameRole).toString(), QStringLiteral("001.mov"));
+        QCOMPARE(value(3, ClipListModel::NameRole).toString(), QStringLiteral("0009ZZ"));
+        QCOMPARE(value(3, ClipListModel::PairingRole).toString(),
+                 QStringLiteral("excluded — no audio file carries the clip's UMID"));
+        QCOMPARE(value(3, ClipListModel::ChosenRole).toBool(), false);
+        QCOMPARE(value(3, ClipListModel::StatusRole).toString(), QStringLiteral("excluded"));
+        QCOMPARE(value(1, ClipListModel::ChosenRole).toBool(), true);
+        QCOMPARE(value(1, ClipListModel::AccessibleNameRole).toString(), QStringLiteral("0002AB, verified"));
+        QCOMPARE(presenter.chosenText(), QStringLiteral("3 of 3 clips chosen"));
+        QVERIFY(!presenter.canSelectAll());
+        QVERIFY(presenter.canSelectNone());
+
+        QSignalSpy rowsChanged(&model, &QAbstractItemModel::dataChanged);
+        changed.clear();
+        presenter.selectNone();
+        QCOMPARE(changed.size(), 1);
+        QVERIFY(!rowsChanged.isEmpty());
+        QCOMPARE(presenter.chosenText(), QStringLiteral("0 of 3 clips chosen"));
+        QVERIFY(!driver.canConvert());
+        presenter.setChosen(value(2, ClipListModel::KeyRole).toString(), true);
+        QCOMPARE(presenter.chosenText(), QStringLiteral("1 of 3 clips chosen"));
+        QCOMPARE(value(2, ClipListModel::ChosenRole).toBool(), true);
+        // An excluded clip cannot be chosen.
+        presenter.setChosen(value(3, ClipListModel::KeyRole).toString(), true);
+        QCOMPARE(presenter.chosenText(), QStringLiteral("1 of 3 clips chosen"));
+        presenter.selectAll();
+        QCOMPARE(presenter.chosenText(), QStringLiteral("3 of 3 clips chosen"));
+        presenter.toggle(0);
+        QCOMPARE(presenter.chosenText(), QStringLiteral("2 of 3 clips chosen"));
+        presenter.toggle(3);
+        QCOMPARE(presenter.chosenText(), QStringLiteral("2 of 3 clips chosen"));
+        presenter.toggle(0);
+        QCOMPARE(ClipListPresenter::chosenTextFor(1, 1), QStringLiteral("1 of 1 clip chosen"));
+    }
+
+    void aRowSaysHowItsMovieIsDoing()
+    {
+        const P2Clip clip = clipAt(QStringLiteral("/card"), QStringLiteral("0001AB"), 1, 2);
+        const ClipRow row = ClipRows::of({clip}, {}, {}, true).first();
+        QCOMPARE(ClipListModel::statusText(row, false, nullptr), QString());
+        QCOMPARE(ClipListModel::statusText(row, true, nullptr), QStringLiteral("not chosen"));
+        ConversionJob job(clip, QStringLiteral("/out/001.mov"));
+        QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("waiting"));
+        job.setStatus(ClipStatus::converting(0.42));
+        job.setProgress(0.42);
+        QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("converting 42 %"));
+        job.setStatus(ClipStatus::failed(QStringLiteral("ffmpeg exited with code 1\nmore detail")));
+        QCOMPARE(ClipListModel::statusText(row, true, &job),
+                 QStringLiteral("failed — ffmpeg exited with code 1"));
+        job.setStatus(ClipStatus::skippedExisting());
+        QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("skipped (already existed)"));
+        job.setStatus(ClipStatus::notStarted(RunStop::cancelled));
+        QCOMPARE(ClipListModel::statusText(row, true, &job),
+                 QStringLiteral("not started — the run was cancelled"));
+        job.setStatus(ClipStatus::completed());
+        QCOMPARE(ClipListModel::statusText(row, true, &job), QStringLiteral("converted"));
+        const ClipRow silent =
+            ClipRows::of({clipAt(QStringLiteral("/card"), QStringLiteral("0002AB"), 2, 0)}, {}, {}, true)
+                .first();
+        QCOMPARE(ClipListModel::statusText(silent, true, &job), QStringLiteral("missing audio"));
+        QCOMPARE(ClipListModel::accessibleName(row, QStringLiteral("converted")),
+                 QStringLiteral("0001AB, converted, verified"));
+    }
+
+    void theSummarySaysHowManyWereLeftOutByChoice()
+    {
+        QCOMPARE(RunSummaryPresenter::detailLineFor({.converted = 2, .notChosen = 3, .outputFolder = {}}),
+                 QStringLiteral("2 clips converted · 3 left out by choice"));
+        QCOMPARE(RunSummaryPresenter::detailLineFor({.converted = 1, .outputFolder = {}}),
+                 QStringLiteral("1 clip converted"));
+    }
+
+    void thumbnailsComeFromTheCameraBitmaps()
+    {
+        QTemporaryDir card;
+        const QString icons = QDir(card.path()).filePath(QStringLiteral("CONTENTS/ICON"));
+        QVERIFY(QDir().mkpath(icons));
+        writeFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP")), "BM");
+        UiSession session;
+        ClipListPresenter presenter;
+        presenter.setDriver(session.context->driver());
+        presenter.setActive(true);
+        loadListedCard(*session.context->driver(), card.path(), icons);
+        const QModelIndex second = presenter.model()->index(1);
+        QTRY_COMPARE(second.data(ClipListModel::ThumbnailRole).toString(),
+                     QUrl::fromLocalFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP"))).toString());
+        // Without a bitmap or a video file there is only the placeholder.
+        QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
+    void withoutFFmpegTheRowsKeepThePlaceholder()
+    {
+        QTemporaryDir card;
+        writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/0001AB.MXF")), "not a movie");
+        ToolFolder empty;
+        FFmpegService::setToolDirectoriesForTesting({empty.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
+        UiSession session;
+        ClipListPresenter presenter;
+        presenter.setDriver(session.context->driver());
+        presenter.setActive(true);
+        loadListedCard(*session.context->driver(), card.path());
+        QTest::qWait(300);
+        QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
+    void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
+    {
+        ToolFolder tools;
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        FFmpegService::setToolDirectoriesForTesting({tools.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
+        QTemporaryDir root;
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(1, 1)};
+        const SyntheticCard::WrittenCard written = SyntheticCard::write(plan, root.path());
+        UiSession session;
+        ClipListPresenter presenter;
+        presenter.setDriver(session.context->driver());
+        presenter.setActive(true);
+        P2CardStructure structure;
+        structure.rootURL = written.rootPath;
+        structure.videoFiles = {written.clips.front().videoPath};
+        P2MetadataParser::PairingResult pairing;
+        P2Clip clip;
+        clip.videoURL = written.clips.front().videoPath;
+        clip.exportOrderNumber = 1;
+        pairing.clips = {clip};
+        session.context->driver()->applyScanResults(structure, pairing);
+        const QModelIndex row = presenter.model()->index(0);
+        QTRY_VERIFY_WITH_TIMEOUT(!row.data(ClipListModel::ThumbnailRole).toString().isEmpty(), 20000);
+        const QString frame = QUrl(row.data(ClipListModel::ThumbnailRole).toString()).toLocalFile();
+        QVERIFY(readFile(frame).startsWith("\x89PNG"));
+    }
+};
+
+int runClipListTests(int argc, char* argv[])
+{
+    ClipListTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "ClipListTest.moc"
