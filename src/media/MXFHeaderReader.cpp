@@ -85,7 +85,13 @@ constexpr quint16 displayHeight = 0x3208;
 constexpr quint16 transferCharacteristic = 0x3210;
 constexpr quint16 codingEquations = 0x321A;
 constexpr quint16 colorPrimaries = 0x3219;
+constexpr quint16 pictureEssenceCoding = 0x3201;
 } // namespace Tag
+
+// The picture essence coding of the DV family (SMPTE RP 224: DV-DIF,
+// DVCPRO, DVCPRO HD), version byte aside; the bytes after it name the variant.
+constexpr std::array<quint8, 13> dvCodingPrefix = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01,
+                                                   0x00, 0x04, 0x01, 0x02, 0x02, 0x02};
 
 // The data definition of sound tracks (SMPTE RP 224), version byte aside.
 constexpr Key soundDataDefinition = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x01,
@@ -610,8 +616,8 @@ void readDuration(const Metadata& metadata, const QList<const Set*>& tracks, MXF
         facts.durationSeconds = static_cast<double>(*length) / 1e6;
 }
 
-// The file package's picture descriptor, read where it states its frame
-// layout and height and no colour. Fields stored apart and segmented frames
+// The file package's picture descriptor, read where it codes DV and states
+// its frame layout and height and no colour. Fields stored apart and segmented frames
 // count their lines per field, as ffmpeg reads them.
 void readPicture(const Metadata& metadata, MXFHeaderFacts& facts)
 {
@@ -626,6 +632,15 @@ void readPicture(const Metadata& metadata, MXFHeaderFacts& facts)
     if (descriptor->has(Tag::transferCharacteristic) || descriptor->has(Tag::codingEquations) ||
         descriptor->has(Tag::colorPrimaries))
         return;
+    // DV has no colour description of its own, so its descriptor tells all; an
+    // H.264 stream (AVC-Intra) may state one the descriptor does not repeat.
+    const std::optional<QByteArrayView> coding = descriptor->optionalItem(Tag::pictureEssenceCoding, 16);
+    if (!coding)
+        return;
+    for (size_t i = 0; i < dvCodingPrefix.size(); ++i) {
+        if (i != 7 && static_cast<quint8>((*coding)[static_cast<qsizetype>(i)]) != dvCodingPrefix[i])
+            return;
+    }
     std::optional<QByteArrayView> height = descriptor->optionalItem(Tag::displayHeight, 4);
     if (!height)
         height = descriptor->optionalItem(Tag::storedHeight, 4);

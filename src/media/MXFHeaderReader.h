@@ -30,8 +30,9 @@ struct MXFHeaderFacts
     // (a camera's material package also lists the sibling files' tracks), or,
     // where no material track does, the file package's own essence track.
     std::optional<double> durationSeconds;
-    // Given only where the file package's picture descriptor states no colour
-    // description, so the picture's colour is what its format defines.
+    // Given only where the file package's picture descriptor codes DV (which
+    // has no colour description in its stream) and states none either, so
+    // the picture's colour is what its format defines.
     std::optional<MXFPictureFacts> picture;
     // The identification's modification date, as 2026-07-01T15:00:00.000000Z.
     std::optional<QString> modificationDate;

@@ -234,6 +234,15 @@ private slots:
                    m.frameRate = 59.94;
                    m.videoCodec = QStringLiteral("DV100_1080/59.94i");
                });
+        QTest::newRow("DV 576i") << std::function([](Clip& clip) {
+            clip.codec = SyntheticCard::VideoCodec::DV25_576i;
+        }) << std::function([](ClipMetadata& m, const Clip&) { m.frameRate = 50.0; });
+        QTest::newRow("DVCPRO HD 720p")
+            << std::function([](Clip& clip) { clip.codec = SyntheticCard::VideoCodec::DVCProHD720p; })
+            << std::function([](ClipMetadata& m, const Clip&) {
+                   m.frameRate = 59.94;
+                   m.videoCodec = QStringLiteral("DV100_720/59.94p");
+               });
         QTest::newRow("AVC-Intra 100 1080i")
             << std::function([](Clip& clip) { clip.codec = SyntheticCard::VideoCodec::AVCIntra100_1080i; })
             << std::function([](ClipMetadata& m, const Clip&) {

@@ -207,23 +207,35 @@ private slots:
         const auto layout = [](int value) { return number(0x320C, static_cast<quint64>(value), 1); };
         const auto displayHeight = [](int value) { return number(0x3208, static_cast<quint64>(value), 4); };
         const auto storedHeight = [](int value) { return number(0x3202, static_cast<quint64>(value), 4); };
+        const auto coding = [](const char* hex) { return Item{0x3201, QByteArray::fromHex(hex)}; };
+        // DVCPRO HD 1080i as ffmpeg writes it, and DV as another writer might, of another version.
+        const Item dvcproHD = coding("060e2b34040101010401020202020100");
+        const Item dv = coding("060e2b34040101020401020202010200");
         using Facts = std::optional<MXFPictureFacts>;
-        QTest::newRow("separate fields") << QList<Item>{storedHeight(544), displayHeight(540), layout(1)}
-                                         << Facts(MXFPictureFacts{1080, true});
-        QTest::newRow("full frame") << QList<Item>{displayHeight(720), layout(0)}
+        QTest::newRow("separate fields")
+            << QList<Item>{dvcproHD, storedHeight(544), displayHeight(540), layout(1)}
+            << Facts(MXFPictureFacts{1080, true});
+        QTest::newRow("full frame") << QList<Item>{dvcproHD, displayHeight(720), layout(0)}
                                     << Facts(MXFPictureFacts{720, false});
         QTest::newRow("mixed fields")
-            << QList<Item>{storedHeight(576), layout(3)} << Facts(MXFPictureFacts{576, true});
+            << QList<Item>{dv, storedHeight(576), layout(3)} << Facts(MXFPictureFacts{576, true});
         QTest::newRow("segmented frame")
-            << QList<Item>{displayHeight(540), layout(4)} << Facts(MXFPictureFacts{1080, false});
-        QTest::newRow("one field") << QList<Item>{displayHeight(240), layout(2)} << Facts();
-        QTest::newRow("no layout") << QList<Item>{displayHeight(1080)} << Facts();
-        QTest::newRow("no height") << QList<Item>{layout(0)} << Facts();
+            << QList<Item>{dv, displayHeight(540), layout(4)} << Facts(MXFPictureFacts{1080, false});
+        QTest::newRow("one field") << QList<Item>{dv, displayHeight(240), layout(2)} << Facts();
+        QTest::newRow("no layout") << QList<Item>{dv, displayHeight(1080)} << Facts();
+        QTest::newRow("no height") << QList<Item>{dv, layout(0)} << Facts();
         QTest::newRow("colour stated")
-            << QList<Item>{displayHeight(1080),
+            << QList<Item>{dvcproHD,
+                           displayHeight(1080),
                            layout(0),
                            {0x321A, QByteArray::fromHex("060e2b34040101010401010102020000")}}
             << Facts();
+        // An H.264 stream may state a colour its descriptor does not: ffprobe is asked.
+        QTest::newRow("AVC-Intra") << QList<Item>{coding("060e2b340401010a0401020201323101"),
+                                                  storedHeight(540), displayHeight(540), layout(1)}
+                                   << Facts();
+        QTest::newRow("no coding") << QList<Item>{storedHeight(544), displayHeight(540), layout(1)}
+                                   << Facts();
         QTest::newRow("no descriptor") << QList<Item>{} << Facts();
     }
 

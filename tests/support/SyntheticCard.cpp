@@ -81,6 +81,7 @@ struct Essence
 {
     bool video = true;
     VideoCodec codec = VideoCodec::DV25;
+    QString colour;
     int frames = 3;
     QString timecode;
     std::optional<QString> creationTime;
@@ -94,6 +95,7 @@ struct Essence
     {
         return QStringList{video ? QStringLiteral("video") : QStringLiteral("audio"),
                            QString::number(static_cast<int>(codec)),
+                           colour,
                            QString::number(rate),
                            QString::number(frames),
                            timecode,
@@ -109,9 +111,11 @@ struct Essence
     {
         if (video) {
             const QString size = codec == VideoCodec::DV25                ? QStringLiteral("720x480")
+                                 : codec == VideoCodec::DV25_576i         ? QStringLiteral("720x576")
                                  : codec == VideoCodec::AVCIntra100_1080i ? QStringLiteral("1920x1080")
-                                 : codec == VideoCodec::AVCIntra50_720p   ? QStringLiteral("960x720")
-                                                                          : QStringLiteral("1280x1080");
+                                 : codec == VideoCodec::AVCIntra50_720p || codec == VideoCodec::DVCProHD720p
+                                     ? QStringLiteral("960x720")
+                                     : QStringLiteral("1280x1080");
             return QStringLiteral("testsrc=size=%1:rate=%2/1001").arg(size).arg(rate);
         }
         const double amplitude = silent ? 0.0 : std::pow(10.0, -(6.0 + 3.0 * channel) / 20.0);
@@ -142,9 +146,13 @@ struct Essence
                 break;
             default:
                 arguments << QStringLiteral("-c:v") << QStringLiteral("dvvideo") << QStringLiteral("-pix_fmt")
-                          << (codec == VideoCodec::DV25 ? QStringLiteral("yuv411p")
-                                                        : QStringLiteral("yuv422p"));
+                          << (codec == VideoCodec::DV25 || codec == VideoCodec::DV25_576i
+                                  ? QStringLiteral("yuv411p")
+                                  : QStringLiteral("yuv422p"));
             }
+            if (!colour.isEmpty())
+                arguments << QStringLiteral("-color_primaries") << colour << QStringLiteral("-color_trc")
+                          << colour << QStringLiteral("-colorspace") << colour;
         } else {
             const qint64 samples = std::llround(frames * sampleRate * 1001.0 / rate);
             arguments << QStringLiteral("-map") << QStringLiteral("%1:a").arg(input) << QStringLiteral("-af")
@@ -266,12 +274,17 @@ QHash<QString, TemplatePtr> generateTemplates(const std::vector<Essence>& essenc
         throw Error("could not create a temporary folder for ffmpeg's output");
 
     // ffmpeg 5.1 never finishes when a video output follows an audio output in one
-    // run, so video and audio templates are made by separate runs.
+    // run, nor always when a run reads many video sources, so audio templates and
+    // those of each video source are made by separate runs.
     std::vector<std::vector<size_t>> batches;
-    for (const bool video : {true, false}) {
+    QStringList groups{QString()};
+    for (const Essence& essence : essences)
+        if (essence.video && !groups.contains(essence.source()))
+            groups.append(essence.source());
+    for (const QString& group : std::as_const(groups)) {
         batches.emplace_back();
         for (size_t i = 0; i < essences.size(); ++i) {
-            if (essences[i].video != video)
+            if ((essences[i].video ? essences[i].source() : QString()) != group)
                 continue;
             if (batches.back().size() == outputsPerFfmpegRun)
                 batches.emplace_back();
@@ -723,6 +736,8 @@ void checkClip(const ClipSpec& clip)
         throw Error("a clip needs a name");
     if (clip.frames < 1)
         throw Error("a clip needs at least one frame");
+    if (clip.audioFrames && *clip.audioFrames < 1)
+        throw Error("a clip's audio needs at least one frame");
     if (clip.audioCount < 0 || clip.audioCount > maxAudioFiles)
         throw Error("a clip has 0 to 16 audio files");
     if (clip.bitsPerSample != 16 && clip.bitsPerSample != 24)
@@ -811,6 +826,7 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
     // Both DVCPRO HD 1080 kinds are the same essence.
     video.essence.codec = clip.codec == VideoCodec::DVCProHD1080i ? VideoCodec::DVCProHD1080 : clip.codec;
     video.essence.rate = frameRateNumerator(clip.codec);
+    video.essence.colour = clip.statedColour;
     video.essence.frames = clip.frames;
     video.essence.timecode = mxfTimecode(clip);
     video.essence.creationTime = clip.mxfCreationTime;
@@ -873,7 +889,9 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
 
 int frameRateNumerator(VideoCodec codec)
 {
-    return codec == VideoCodec::AVCIntra50_720p ? 60000 : 30000;
+    if (codec == VideoCodec::DV25_576i)
+        return 25025;
+    return codec == VideoCodec::AVCIntra50_720p || codec == VideoCodec::DVCProHD720p ? 60000 : 30000;
 }
 
 QString umidFor(int n)
@@ -944,10 +962,11 @@ QString clipXml(const ClipSpec& clip)
     const auto element = [](int depth, const QString& name, const QString& value) {
         return QString(depth, QLatin1Char('\t')) + QStringLiteral("<%1>%2</%1>\n").arg(name, escaped(value));
     };
-    const bool hd = clip.codec != VideoCodec::DV25;
+    const bool hd = clip.codec != VideoCodec::DV25 && clip.codec != VideoCodec::DV25_576i;
     const QString frameRate = clip.frameRate.value_or(
         clip.codec == VideoCodec::DV25 || clip.codec == VideoCodec::DVCProHD1080 ? QStringLiteral("29.97p")
-        : clip.codec == VideoCodec::AVCIntra50_720p                              ? QStringLiteral("59.94p")
+        : clip.codec == VideoCodec::DV25_576i                                    ? QStringLiteral("50i")
+        : frameRateNumerator(clip.codec) == 60000                                ? QStringLiteral("59.94p")
                                                                                  : QStringLiteral("59.94i"));
     QString codec = QStringLiteral("DV25_411");
     QString codecClass = QStringLiteral("25");
@@ -957,6 +976,9 @@ QString clipXml(const ClipSpec& clip)
     } else if (clip.codec == VideoCodec::AVCIntra50_720p) {
         codec = QStringLiteral("AVC-I_720/") + frameRate;
         codecClass = QStringLiteral("50");
+    } else if (clip.codec == VideoCodec::DVCProHD720p) {
+        codec = QStringLiteral("DV100_720/") + frameRate;
+        codecClass = QStringLiteral("100");
     } else if (hd) {
         codec = QStringLiteral("DV100_1080/") + frameRate;
         codecClass = QStringLiteral("100");
@@ -968,8 +990,11 @@ QString clipXml(const ClipSpec& clip)
     if (clip.xmlHasGlobalClipID)
         xml += element(2, QStringLiteral("GlobalClipID"), writtenId(clipUmid(clip), clip.idForm));
     xml += element(2, QStringLiteral("Duration"), QString::number(clip.frames));
-    xml +=
-        element(2, QStringLiteral("EditUnit"), QStringLiteral("1001/%1").arg(frameRateNumerator(clip.codec)));
+    // Frames of 25 a second are written as cameras write them.
+    xml += element(2, QStringLiteral("EditUnit"),
+                   clip.codec == VideoCodec::DV25_576i
+                       ? QStringLiteral("1/25")
+                       : QStringLiteral("1001/%1").arg(frameRateNumerator(clip.codec)));
     QString relation;
     if (clip.top || clip.previous || clip.next || clip.offsetInShot || !clip.globalShotID.isEmpty()) {
         relation += QStringLiteral("\t\t<Relation>\n");

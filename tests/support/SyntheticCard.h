@@ -35,13 +35,15 @@ namespace SyntheticCard {
 
 enum class VideoCodec {
     DV25,              // DV 720x480, 29.97 fps, interlaced
+    DV25_576i,         // DV 720x576, 25 fps, interlaced, 50i in the XML
     DVCProHD1080,      // DVCPRO HD 1280x1080, 29.97 fps, interlaced, stated 29.97p in the XML
     DVCProHD1080i,     // the same essence, stated 59.94i in the XML as a camera records it
     AVCIntra100_1080i, // AVC-Intra 100 1920x1080, 10-bit 4:2:2, 59.94i (top field first)
     AVCIntra50_720p,   // AVC-Intra 50 960x720, 10-bit 4:2:0, 59.94p
+    DVCProHD720p,      // DVCPRO HD 960x720, 59.94p
 };
 
-// Frames per 1001 seconds of `codec`: 30000 (29.97 frames a second) or 60000.
+// Frames per 1001 seconds of `codec`: 30000 (29.97 frames a second), 60000 or 25025 (25 a second).
 int frameRateNumerator(VideoCodec codec);
 
 enum class IdForm {
@@ -73,6 +75,9 @@ struct ClipSpec
     QString umid;
 
     VideoCodec codec = VideoCodec::DV25;
+    // ffmpeg's name of the colour primaries, transfer and matrix the video
+    // essence states (ffmpeg's MXF muxer writes them into the descriptor too); empty: none.
+    QString statedColour;
     int frames = 3;
     // The audio files' length in frames of the video; unset: `frames`.
     std::optional<int> audioFrames;
@@ -100,7 +105,8 @@ struct ClipSpec
     IdForm idForm = IdForm::UpperCase;
     // Number of Audio elements in the XML's EssenceList; unset: audioCount.
     std::optional<int> declaredAudioCount;
-    // Unset: the codec's own (29.97p for DV and DVCProHD1080, 59.94i or 59.94p for the others).
+    // Unset: the codec's own (29.97p for DV and DVCProHD1080, 50i for DV25_576i, 59.94i or 59.94p for
+    // the others).
     std::optional<QString> frameRate;
     bool dropFrame = false;
     // Unset: the XML carries no StartTimecode.
