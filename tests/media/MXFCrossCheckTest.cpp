@@ -98,25 +98,19 @@ SyntheticCard::CardSpec everyKindOfEssence()
     ClipSpec foreign = clip(6, 2);
     foreign.audioUmidOverrides = {{1, umidFor(60)}};
     foreign.startTimecode = "23:59:59:29";
-    ClipSpec hd1080i = clip(11, 4);
-    hd1080i.codec = VideoCodec::DVCProHD1080i;
-    hd1080i.frames = 2;
-    hd1080i.audioFrames = 4;
-    ClipSpec avc100 = clip(12, 4);
-    avc100.codec = VideoCodec::AVCIntra100_1080i;
-    avc100.frames = 3;
-    avc100.audioFrames = 2;
-    ClipSpec avc50 = clip(13, 2);
-    avc50.codec = VideoCodec::AVCIntra50_720p;
-    avc50.audioFrames = 6;
-    ClipSpec hd720 = clip(14, 2);
-    hd720.codec = VideoCodec::DVCProHD720p;
-    hd720.frames = 4;
-    hd720.audioFrames = 1;
-    ClipSpec pal = clip(16, 2);
-    pal.codec = VideoCodec::DV25_576i;
-    pal.frames = 2;
-    pal.audioFrames = 4;
+    // A clip of each camera kind, its audio running longer or shorter than its picture.
+    const auto kind = [](int n, int audioCount, VideoCodec codec, int frames, int audioFrames) {
+        ClipSpec spec = clip(n, audioCount);
+        spec.codec = codec;
+        spec.frames = frames;
+        spec.audioFrames = audioFrames;
+        return spec;
+    };
+    const ClipSpec hd1080i = kind(11, 4, VideoCodec::DVCProHD1080i, 2, 4);
+    const ClipSpec avc100 = kind(12, 4, VideoCodec::AVCIntra100_1080i, 3, 2);
+    const ClipSpec avc50 = kind(13, 2, VideoCodec::AVCIntra50_720p, 3, 6);
+    const ClipSpec hd720 = kind(14, 2, VideoCodec::DVCProHD720p, 4, 1);
+    ClipSpec pal = kind(16, 2, VideoCodec::DV25_576i, 2, 4);
     pal.startTimecode = "10:00:00:24";
     ClipSpec longerAudio = clip(15, 1);
     longerAudio.audioFrames = 6;

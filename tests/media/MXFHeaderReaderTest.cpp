@@ -53,6 +53,15 @@ std::optional<MXFHeaderFacts> parsePlan(const Plan& plan)
     return MXFHeaderReader::parse(file(plan));
 }
 
+// The file is read, and its duration left to ffprobe.
+void verifyDurationUntold(const Plan& plan)
+{
+    const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+    QVERIFY(facts);
+    QCOMPARE(facts->materialPackageUMID, umidText);
+    QCOMPARE(facts->durationSeconds, std::nullopt);
+}
+
 } // namespace
 
 class MXFHeaderReaderTest : public QObject
@@ -194,10 +203,7 @@ private slots:
         Plan plan = videoPlan();
         plan.tracks = tracks;
         plan.fileTracks = fileTracks;
-        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
-        QVERIFY(facts);
-        QCOMPARE(facts->materialPackageUMID, umidText);
-        QCOMPARE(facts->durationSeconds, std::nullopt);
+        verifyDurationUntold(plan);
     }
 
     void pictureIsReadFromTheDescriptor_data()
@@ -281,10 +287,7 @@ private slots:
         Plan plan = videoPlan();
         plan.tracks = tracks;
         plan.samplingRate = samplingRate;
-        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
-        QVERIFY(facts);
-        QCOMPARE(facts->materialPackageUMID, umidText);
-        QCOMPARE(facts->durationSeconds, std::nullopt);
+        verifyDurationUntold(plan);
     }
 
     void modificationDate_data()
