@@ -1,5 +1,6 @@
 #pragma once
 
+#include "card/ClipNotes.h"
 #include "card/ClipSortKey.h"
 #include "card/ShotRelation.h"
 
@@ -48,6 +49,7 @@ struct P2Clip
     std::optional<QString> videoCodec;
     std::optional<int> declaredAudioCount;
     std::optional<ShotRelation> relation;
+    ClipNotes notes;
 
     // The video file's name without its extension: how every report and log
     // names the clip.

@@ -124,6 +124,7 @@ ClipMetadata parseContents(const QString& xmlURL, const QByteArray& contents)
     metadata.durationFrames = delegate.durationFrames;
     metadata.videoCodec = delegate.videoCodec;
     metadata.relation = delegate.relation;
+    metadata.notes = delegate.notes;
 
     if (!metadata.clipName && !metadata.globalClipID)
         metadata.parseWarnings.append(

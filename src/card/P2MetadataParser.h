@@ -1,5 +1,6 @@
 #pragma once
 
+#include "card/ClipNotes.h"
 #include "card/ShotRelation.h"
 
 #include <optional>
@@ -32,6 +33,7 @@ struct ClipMetadata
     std::optional<QString> videoCodec;
     // Present when the XML has a Relation block.
     std::optional<ShotRelation> relation;
+    ClipNotes notes;
     // Problems met while reading; the fields above keep whatever was read before them.
     QStringList parseWarnings;
 

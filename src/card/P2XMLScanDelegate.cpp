@@ -38,6 +38,8 @@ void P2XMLScanDelegate::startElement(const QString& name, const QXmlStreamAttrib
     }
     if (lowered == essenceListName)
         sawEssenceList = true;
+    if (local == QLatin1String("memo"))
+        inMemo = true;
     if (sawEssenceList && lowered == QLatin1String("audio"))
         ++audioElementCount;
     for (const QXmlStreamAttribute& attribute : attributes)
@@ -68,6 +70,8 @@ void P2XMLScanDelegate::endElement(const QString& name)
         applyKeyValue(name, trimmed);
     if (name.toLower() == essenceListName)
         sawEssenceList = false;
+    if (localName(name) == QLatin1String("memo"))
+        inMemo = false;
     currentText.clear();
 }
 
@@ -76,6 +80,8 @@ void P2XMLScanDelegate::applyKeyValue(const QString& key, const QString& value)
     const QString lowered = key.toLower();
     const auto has = [&](QLatin1String part) { return lowered.contains(part); };
     const QString local = localName(key);
+    if (applyNote(local, value))
+        return;
     if (local == QLatin1String("duration")) {
         bool ok = false;
         const qint64 frames = value.toLongLong(&ok);
@@ -113,6 +119,31 @@ void P2XMLScanDelegate::applyKeyValue(const QString& key, const QString& value)
                (has(QLatin1String("creationdate")) || has(QLatin1String("startdate")))) {
         recordingDateTimeRaw = value;
     }
+}
+
+bool P2XMLScanDelegate::applyNote(const QString& localName, const QString& value)
+{
+    if (inMemo) {
+        if (localName == QLatin1String("text"))
+            notes.memo = notes.memo ? *notes.memo + QLatin1Char('\n') + value : value;
+        return true;
+    }
+    const std::pair<QLatin1String, std::optional<QString>*> fields[] = {
+        {QLatin1String("userclipname"), &notes.userClipName},
+        {QLatin1String("manufacturer"), &notes.manufacturer},
+        {QLatin1String("modelname"), &notes.modelName},
+        {QLatin1String("serialno."), &notes.serialNumber},
+        {QLatin1String("shooter"), &notes.shooter},
+        {QLatin1String("sceneno."), &notes.scene},
+        {QLatin1String("takeno."), &notes.take}};
+    for (const auto& [name, field] : fields) {
+        if (localName == name) {
+            if (!*field)
+                *field = value;
+            return true;
+        }
+    }
+    return false;
 }
 
 void P2XMLScanDelegate::applyRelationValue(const QString& localName, const QString& value)

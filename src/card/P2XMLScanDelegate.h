@@ -1,5 +1,6 @@
 #pragma once
 
+#include "card/ClipNotes.h"
 #include "card/ShotRelation.h"
 
 #include <optional>
@@ -26,9 +27,11 @@ struct P2XMLScanDelegate
     std::optional<qint64> durationFrames;
     std::optional<QString> videoCodec;
     std::optional<ShotRelation> relation;
+    ClipNotes notes;
     // Character data of the element being read.
     QString currentText;
     bool sawEssenceList = false;
+    bool inMemo = false;
     // Inside Relation, and inside one of its Top, Previous or Next elements.
     bool inRelation = false;
     std::optional<ShotConnection>* connection = nullptr;
@@ -42,6 +45,8 @@ struct P2XMLScanDelegate
     void applyKeyValue(const QString& key, const QString& value);
 
 private:
+    // The notes are named exactly, as a word such as "text" means something only inside a memo.
+    bool applyNote(const QString& localName, const QString& value);
     // Values inside Relation describe the neighbouring clips, never this one,
     // so they go here and not to applyKeyValue.
     void applyRelationValue(const QString& localName, const QString& value);

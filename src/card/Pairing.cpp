@@ -281,6 +281,7 @@ void Matcher::pairXML(const ClipMetadata& metadata)
     clip.globalClipID = umid;
     clip.durationFrames = metadata.durationFrames;
     clip.videoCodec = metadata.videoCodec;
+    clip.notes = metadata.notes;
     clip.declaredAudioCount = declared;
     clip.relation = metadata.relation;
     addClip(std::move(clip), std::move(entry));

@@ -69,59 +69,57 @@ void FFmpegService::removeStaleTemporaries(const QString& folder)
 QCoro::Task<std::optional<double>> FFmpegService::convert(QString videoPath, QStringList audioPaths,
                                                           double audioOffsetSeconds, ProResProfile profile,
                                                           QString outputPath, CommandHandler commandHandler,
-                                                          ProgressHandler progressHandler)
+                                                          ProgressHandler progressHandler,
+                                                          MovieMetadata metadata)
 {
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
     if (!ffmpeg)
         throw FFmpegError::binaryNotFound();
 
-    // Neither query can fail the conversion: without a duration there is no
-    // progress, without a timecode the movie starts at zero. Tasks start at
-    // once, so both probes run side by side; each costs mostly the tool's
-    // start-up, which a run otherwise pays twice per clip.
-    QCoro::Task<std::optional<double>> durationQuery = probeDurationSeconds(videoPath);
-    QCoro::Task<std::optional<QString>> timecodeQuery = sourceTimecode(videoPath);
-    const std::optional<double> duration = co_await durationQuery;
-    const std::optional<QString> timecode = co_await timecodeQuery;
+    // Nothing of it can fail the conversion: without a duration there is no
+    // progress, without a timecode the movie starts at zero.
+    const SourceFacts source = co_await sourceFacts(videoPath);
 
     const QString temporary = prepareOutput(outputPath);
     const EssenceInputs inputs = absoluteInputs({videoPath, audioPaths});
-    const QStringList arguments = buildArguments(inputs.videoPath, inputs.audioPaths, audioOffsetSeconds,
-                                                 profile, timecode, ToolText::toolPath(temporary));
-    QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
+    const QStringList arguments =
+        buildArguments(inputs.videoPath, inputs.audioPaths, audioOffsetSeconds, profile, source.timecode,
+                       ToolText::toolPath(temporary), source.picture, metadata);
+    QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, source.durationSeconds,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
-    co_return duration;
+    co_return source.durationSeconds;
 }
 
-QCoro::Task<std::optional<double>> FFmpegService::convertJoined(QList<EssenceInputs> pieces,
-                                                                double audioOffsetSeconds,
-                                                                ProResProfile profile, QString outputPath,
-                                                                CommandHandler commandHandler,
-                                                                ProgressHandler progressHandler)
+QCoro::Task<std::optional<double>>
+FFmpegService::convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds, ProResProfile profile,
+                             QString outputPath, CommandHandler commandHandler,
+                             ProgressHandler progressHandler, MovieMetadata metadata)
 {
     const std::optional<QString> ffmpeg = resolvedFFmpegPath();
     if (!ffmpeg)
         throw FFmpegError::binaryNotFound();
 
-    // All probes start at once; the shot's length is known only when every piece's is.
+    // All probes start at once; the shot's length is known only when every
+    // piece's is. The first piece tells the timecode and the picture.
+    QCoro::Task<SourceFacts> firstQuery = sourceFacts(pieces.first().videoPath);
     std::vector<QCoro::Task<std::optional<double>>> durationQueries;
-    for (const EssenceInputs& piece : std::as_const(pieces))
-        durationQueries.push_back(probeDurationSeconds(piece.videoPath));
-    QCoro::Task<std::optional<QString>> timecodeQuery = sourceTimecode(pieces.first().videoPath);
-    std::optional<double> duration = 0.0;
+    for (qsizetype i = 1; i < pieces.size(); ++i)
+        durationQueries.push_back(probeDurationSeconds(pieces[i].videoPath));
+    const SourceFacts first = co_await firstQuery;
+    std::optional<double> duration = first.durationSeconds;
     for (QCoro::Task<std::optional<double>>& query : durationQueries) {
         const std::optional<double> piece = co_await query;
         duration = duration && piece ? std::optional(*duration + *piece) : std::nullopt;
     }
-    const std::optional<QString> timecode = co_await timecodeQuery;
 
     const QString temporary = prepareOutput(outputPath);
     QList<EssenceInputs> absolutePieces;
     for (const EssenceInputs& piece : std::as_const(pieces))
         absolutePieces.append(absoluteInputs(piece));
-    const QStringList arguments = buildJoinArguments(absolutePieces, audioOffsetSeconds, profile, timecode,
-                                                     ToolText::toolPath(temporary));
+    const QStringList arguments =
+        buildJoinArguments(absolutePieces, audioOffsetSeconds, profile, first.timecode,
+                           ToolText::toolPath(temporary), first.picture, metadata);
     QCoro::Task<> run = runToOutput(*ffmpeg, arguments, temporary, outputPath, duration,
                                     std::move(commandHandler), std::move(progressHandler));
     co_await run;
@@ -259,7 +257,8 @@ bool FFmpegService::reportsUnfinishedOutput(QStringView diagnostics)
 QStringList FFmpegService::buildArguments(const QString& videoPath, const QStringList& audioPaths,
                                           double audioOffsetSeconds, ProResProfile profile,
                                           const std::optional<QString>& sourceTimecode,
-                                          const QString& outputPath)
+                                          const QString& outputPath, const PictureCoding& picture,
+                                          const MovieMetadata& metadata)
 {
     // No banner: a failure's tail is ffmpeg's account of it, not its build configuration.
     QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin"),
@@ -279,15 +278,19 @@ QStringList FFmpegService::buildArguments(const QString& videoPath, const QStrin
     // Every audio file stays its own mono track, in input order.
     for (qsizetype i = 1; i <= audioPaths.size(); ++i)
         arguments << QStringLiteral("-map") << QStringLiteral("%1:a:0").arg(i);
+    if (const QString colour = picture.colourFilter(); !colour.isEmpty())
+        arguments << QStringLiteral("-vf") << colour;
 
-    appendOutputArguments(arguments, profile, !audioPaths.isEmpty(), sourceTimecode, outputPath);
+    appendOutputArguments(arguments, profile, !audioPaths.isEmpty(), sourceTimecode, outputPath, picture,
+                          metadata);
     return arguments;
 }
 
 QStringList FFmpegService::buildJoinArguments(const QList<EssenceInputs>& pieces, double audioOffsetSeconds,
                                               ProResProfile profile,
                                               const std::optional<QString>& sourceTimecode,
-                                              const QString& outputPath)
+                                              const QString& outputPath, const PictureCoding& picture,
+                                              const MovieMetadata& metadata)
 {
     QStringList arguments{QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-nostdin")};
     const qsizetype tracks = pieces.isEmpty() ? 0 : pieces.first().audioPaths.size();
@@ -305,9 +308,13 @@ QStringList FFmpegService::buildJoinArguments(const QList<EssenceInputs>& pieces
             graph += QStringLiteral("[%1:a:0]").arg(input++);
         }
     }
-    graph += QStringLiteral("concat=n=%1:v=1:a=%2[v]").arg(pieces.size()).arg(tracks);
+    const QString colour = picture.colourFilter();
+    graph += QStringLiteral("concat=n=%1:v=1:a=%2").arg(pieces.size()).arg(tracks) +
+             (colour.isEmpty() ? QStringLiteral("[v]") : QStringLiteral("[j]"));
     for (qsizetype track = 1; track <= tracks; ++track)
         graph += QStringLiteral("[a%1]").arg(track);
+    if (!colour.isEmpty())
+        graph += QStringLiteral(";[j]") + colour + QStringLiteral("[v]");
 
     // The offset shifts the joined tracks once, as it shifts a single clip's:
     // a positive one delays the audio, a negative one cuts into its start.
@@ -329,21 +336,38 @@ QStringList FFmpegService::buildJoinArguments(const QList<EssenceInputs>& pieces
         maps << QStringLiteral("-map") << label;
     }
     arguments << QStringLiteral("-filter_complex") << graph << maps;
-    appendOutputArguments(arguments, profile, tracks > 0, sourceTimecode, outputPath);
+    appendOutputArguments(arguments, profile, tracks > 0, sourceTimecode, outputPath, picture, metadata);
     return arguments;
 }
 
 void FFmpegService::appendOutputArguments(QStringList& arguments, ProResProfile profile, bool hasAudio,
                                           const std::optional<QString>& sourceTimecode,
-                                          const QString& outputPath)
+                                          const QString& outputPath, const PictureCoding& picture,
+                                          const MovieMetadata& metadata)
 {
     arguments << QStringLiteral("-c:v") << QStringLiteral("prores_ks") << QStringLiteral("-profile:v")
               << QString::number(ProResProfiles::rawValue(profile)) << QStringLiteral("-pix_fmt")
               << QStringLiteral("yuv422p10le") << QStringLiteral("-vendor") << QStringLiteral("apl0");
+    // prores_ks codes each field apart only when asked; the field order is
+    // then the one each decoded frame carries.
+    if (picture.interlaced)
+        arguments << QStringLiteral("-flags") << QStringLiteral("+ildct");
     if (hasAudio)
         arguments << QStringLiteral("-c:a") << QStringLiteral("pcm_s24le");
-    arguments << QStringLiteral("-timecode") << sourceTimecode.value_or(QStringLiteral("00:00:00:00"))
-              << QStringLiteral("-progress") << QStringLiteral("pipe:1")
+    arguments << QStringLiteral("-timecode") << sourceTimecode.value_or(QStringLiteral("00:00:00:00"));
+    if (!metadata.isEmpty()) {
+        // Only the keys given, each as one argument, written under its own
+        // name; nothing is carried over from the source's container.
+        arguments << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-movflags")
+                  << QStringLiteral("+use_metadata_tags");
+        if (const QString reel = MovieMetadata::cleaned(metadata.reelName); !reel.isEmpty())
+            arguments << QStringLiteral("-metadata:s:v:0") << QStringLiteral("reel_name=") + reel;
+        for (const auto& [key, value] : metadata.entries) {
+            if (const QString text = MovieMetadata::cleaned(value); !text.isEmpty())
+                arguments << QStringLiteral("-metadata") << key + QLatin1Char('=') + text;
+        }
+    }
+    arguments << QStringLiteral("-progress") << QStringLiteral("pipe:1")
               << QStringLiteral("-nostats")
               // Named explicitly because the temporary name does not end in .mov.
               << QStringLiteral("-f") << QStringLiteral("mov") << outputPath;

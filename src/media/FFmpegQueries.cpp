@@ -163,6 +163,35 @@ QCoro::Task<std::optional<QString>> FFmpegService::sourceTimecode(QString videoP
     co_return co_await singleValue(QStringLiteral("format_tags=timecode"), std::move(videoPath));
 }
 
+QCoro::Task<FFmpegService::SourceFacts> FFmpegService::sourceFacts(QString videoPath)
+{
+    SourceFacts source;
+    const std::optional<MXFHeaderFacts> facts = co_await headerFacts(videoPath);
+    if (facts) {
+        source.durationSeconds = facts->durationSeconds;
+        source.timecode = facts->timecode;
+        if (facts->picture)
+            source.picture = PictureCoding::fromHeader(*facts->picture);
+        if (facts->durationSeconds && facts->timecode && facts->picture)
+            co_return source;
+    }
+    const std::optional<MediaProbe> probe = co_await probeFull(std::move(videoPath));
+    if (!probe)
+        co_return source;
+    if (!source.durationSeconds && probe->format.duration)
+        source.durationSeconds = ToolText::parseDecimal(*probe->format.duration);
+    if (!source.timecode && probe->format.tags) {
+        const QString timecode = probe->format.tags->value(QStringLiteral("timecode")).trimmed();
+        if (!timecode.isEmpty())
+            source.timecode = timecode;
+    }
+    if (!facts || !facts->picture) {
+        if (const std::optional<StreamInfo> video = probe->primaryVideoStream())
+            source.picture = PictureCoding::fromStream(*video);
+    }
+    co_return source;
+}
+
 QCoro::Task<bool> FFmpegService::hasAudioStream(QString path)
 {
     const std::optional<QByteArray> output = co_await ffprobeOutput(ToolArguments::audioStreamIndex(path));

@@ -3,6 +3,8 @@
 #include "media/AudioLevel.h"
 #include "media/FFmpegError.h"
 #include "media/MediaProbe.h"
+#include "media/MovieMetadata.h"
+#include "media/PictureCoding.h"
 #include "media/ProResProfile.h"
 
 #include <functional>
@@ -79,6 +81,18 @@ public:
     static QCoro::Task<QHash<QString, QString>> headerUMIDs(QStringList paths);
     static QCoro::Task<std::optional<QString>> modificationDate(QString path);
     static QCoro::Task<std::optional<QString>> sourceTimecode(QString videoPath);
+    // What a conversion learns of its source before it starts: its length, its
+    // timecode and how to code its picture. The MXF header tells where it
+    // can; whatever it cannot is asked of one full ffprobe run.
+    struct SourceFacts
+    {
+        std::optional<double> durationSeconds;
+        std::optional<QString> timecode;
+        PictureCoding picture;
+
+        bool operator==(const SourceFacts&) const = default;
+    };
+    static QCoro::Task<SourceFacts> sourceFacts(QString videoPath);
     // True when ffprobe cannot tell: an output is not failed merely because it
     // cannot be inspected.
     static QCoro::Task<bool> hasAudioStream(QString path);
@@ -114,15 +128,18 @@ public:
     // file is written under a hidden ".<name>.partial" beside `outputPath` and
     // moved into place only when ffmpeg succeeded and it is not empty. Gives
     // the source's duration in seconds, when known, for checking the movie.
+    // An interlaced source is coded as interlaced ProRes; the movie states
+    // the source's colour description, or its format's. `metadata`, when not
+    // empty, is written into the movie.
     QCoro::Task<std::optional<double>> convert(QString videoPath, QStringList audioPaths,
                                                double audioOffsetSeconds, ProResProfile profile,
                                                QString outputPath, CommandHandler commandHandler,
-                                               ProgressHandler progressHandler);
+                                               ProgressHandler progressHandler, MovieMetadata metadata = {});
 
     static QStringList buildArguments(const QString& videoPath, const QStringList& audioPaths,
                                       double audioOffsetSeconds, ProResProfile profile,
-                                      const std::optional<QString>& sourceTimecode,
-                                      const QString& outputPath);
+                                      const std::optional<QString>& sourceTimecode, const QString& outputPath,
+                                      const PictureCoding& picture = {}, const MovieMetadata& metadata = {});
 
     // Converts the pieces of one shot, in order, into one movie laid out as
     // a single clip's: every frame of every piece, and per audio track every
@@ -132,14 +149,16 @@ public:
     QCoro::Task<std::optional<double>> convertJoined(QList<EssenceInputs> pieces, double audioOffsetSeconds,
                                                      ProResProfile profile, QString outputPath,
                                                      CommandHandler commandHandler,
-                                                     ProgressHandler progressHandler);
+                                                     ProgressHandler progressHandler,
+                                                     MovieMetadata metadata = {});
 
     // One input per essence file, joined by ffmpeg's concat filter, so no
     // list file is ever written. The audio offset applies once, to the joined
     // tracks. All pieces carry as many audio files as the first.
     static QStringList buildJoinArguments(const QList<EssenceInputs>& pieces, double audioOffsetSeconds,
                                           ProResProfile profile, const std::optional<QString>& sourceTimecode,
-                                          const QString& outputPath);
+                                          const QString& outputPath, const PictureCoding& picture = {},
+                                          const MovieMetadata& metadata = {});
 
     // The hidden file a conversion to `outputPath` writes first.
     static QString temporaryPath(const QString& outputPath);
@@ -166,8 +185,8 @@ public:
 private:
     // The codec, timecode, progress and container arguments every conversion ends with.
     static void appendOutputArguments(QStringList& arguments, ProResProfile profile, bool hasAudio,
-                                      const std::optional<QString>& sourceTimecode,
-                                      const QString& outputPath);
+                                      const std::optional<QString>& sourceTimecode, const QString& outputPath,
+                                      const PictureCoding& picture, const MovieMetadata& metadata);
     // Creates the output's folder and clears a stale temporary; gives the temporary's path.
     static QString prepareOutput(const QString& outputPath);
     // Runs ffmpeg writing to `temporary` and moves a complete result to `outputPath`.

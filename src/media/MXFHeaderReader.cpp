@@ -43,12 +43,21 @@ enum class SetKind : quint16 {
     sequence = 0x010F,
     sourceClip = 0x0111,
     timecodeComponent = 0x0114,
+    genericPictureDescriptor = 0x0127,
+    cdciDescriptor = 0x0128,
+    rgbaDescriptor = 0x0129,
+    mpegVideoDescriptor = 0x0151,
 };
 
 constexpr std::array<SetKind, 9> knownSetKinds = {
     SetKind::preface,         SetKind::identification, SetKind::contentStorage,
     SetKind::materialPackage, SetKind::sourcePackage,  SetKind::track,
     SetKind::sequence,        SetKind::sourceClip,     SetKind::timecodeComponent};
+// Picture descriptors are read too, but one written to another registry
+// version only leaves the picture untold.
+constexpr std::array<SetKind, 4> pictureDescriptorKinds = {SetKind::genericPictureDescriptor,
+                                                           SetKind::cdciDescriptor, SetKind::rgbaDescriptor,
+                                                           SetKind::mpegVideoDescriptor};
 
 // Static local tags (SMPTE 377M), which mean the same in every file.
 namespace Tag {
@@ -68,7 +77,21 @@ constexpr quint16 startTimecode = 0x1501;
 constexpr quint16 roundedTimecodeBase = 0x1502;
 constexpr quint16 dropFrame = 0x1503;
 constexpr quint16 audioSamplingRate = 0x3D03;
+constexpr quint16 sourcePackageID = 0x1101;
+constexpr quint16 descriptor = 0x4701;
+constexpr quint16 frameLayout = 0x320C;
+constexpr quint16 storedHeight = 0x3202;
+constexpr quint16 displayHeight = 0x3208;
+constexpr quint16 transferCharacteristic = 0x3210;
+constexpr quint16 codingEquations = 0x321A;
+constexpr quint16 colorPrimaries = 0x3219;
+constexpr quint16 pictureEssenceCoding = 0x3201;
 } // namespace Tag
+
+// The picture essence coding of the DV family (SMPTE RP 224: DV-DIF,
+// DVCPRO, DVCPRO HD), version byte aside; the bytes after it name the variant.
+constexpr std::array<quint8, 13> dvCodingPrefix = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01,
+                                                   0x00, 0x04, 0x01, 0x02, 0x02, 0x02};
 
 // The data definition of sound tracks (SMPTE RP 224), version byte aside.
 constexpr Key soundDataDefinition = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x01,
@@ -206,6 +229,15 @@ struct Set
 
     quint64 number(quint16 tag, qsizetype size) const { return bigEndian(item(tag, size)); }
 
+    // An item of `size` bytes; nothing when it is absent or of another size.
+    std::optional<QByteArrayView> optionalItem(quint16 tag, qsizetype size) const
+    {
+        const auto found = items.constFind(tag);
+        if (found == items.constEnd() || found->size() != size)
+            return std::nullopt;
+        return *found;
+    }
+
     qint64 signedNumber(quint16 tag) const { return static_cast<qint64>(number(tag, 8)); }
 
     // A batch or array of 16-byte references: count, item size, items.
@@ -321,6 +353,10 @@ std::optional<quint16> localSetKind(QByteArrayView key)
         static_cast<quint16>((static_cast<quint8>(key[13]) << 8) | static_cast<quint8>(key[14]));
     const bool read = std::find(knownSetKinds.begin(), knownSetKinds.end(), static_cast<SetKind>(kind)) !=
                       knownSetKinds.end();
+    const bool picture = std::find(pictureDescriptorKinds.begin(), pictureDescriptorKinds.end(),
+                                   static_cast<SetKind>(kind)) != pictureDescriptorKinds.end();
+    if (picture)
+        return key[5] == 0x53 && key[15] == 0 ? std::optional(kind) : std::nullopt;
     if (!startsWith(key, localSetPrefix) || key[15] != 0) {
         if (read)
             throw Unexpected{};
@@ -465,51 +501,162 @@ std::optional<qint64> microseconds(qint64 units, Rational rate)
     return whole * 1'000'000 + (rest * 1'000'000 + rate.numerator / 2) / rate.numerator;
 }
 
-// The longest track that carries essence (here or in a sibling file): timecode
-// tracks do not count, and a track of anything else but source clips makes the
-// duration uncertain.
+// What one track's sequence says about its essence.
+struct TrackEssence
+{
+    bool timecodeOnly = false;
+    // The packages its source clips refer to.
+    QList<QByteArray> sourcePackages;
+    // Its length, where it is certain.
+    std::optional<qint64> microseconds;
+};
+
+// A track's sequence must be of source clips alone for its length to count;
+// a timecode track carries no essence, and a sound track whose edit rate is
+// not its sampling rate is left to ffprobe.
+TrackEssence trackEssence(const Metadata& metadata, const Set& track)
+{
+    TrackEssence essence;
+    const Set* sequence = metadata.find(track.item(Tag::trackSequence, 16));
+    if (sequence->kind != SetKind::sequence) {
+        essence.timecodeOnly = true; // a bare component: timecode, or nothing read here
+        return essence;
+    }
+    const QList<QByteArrayView> references = sequence->references(Tag::structuralComponents);
+    qsizetype clips = 0;
+    qsizetype timecodes = 0;
+    for (const QByteArrayView reference : references) {
+        const Set* component = metadata.find(reference);
+        if (!component)
+            return essence;
+        timecodes += component->kind == SetKind::timecodeComponent;
+        if (component->kind != SetKind::sourceClip)
+            continue;
+        ++clips;
+        if (const std::optional<QByteArrayView> package = component->optionalItem(Tag::sourcePackageID, 32))
+            essence.sourcePackages.append(package->toByteArray());
+    }
+    if (timecodes == references.size() && !references.isEmpty()) {
+        essence.timecodeOnly = true;
+        return essence;
+    }
+    if (clips != references.size() || references.isEmpty() || !sequence->has(Tag::duration))
+        return essence;
+    if (track.has(Tag::origin) && track.signedNumber(Tag::origin) != 0)
+        return essence;
+    const Rational rate = editRate(track);
+    if (matchesApartFromVersion(sequence->item(Tag::dataDefinition, 16), soundDataDefinition)) {
+        if (rate.denominator != 1)
+            return essence;
+        for (const QByteArrayView samplingRate : metadata.samplingRates()) {
+            if (samplingRate.size() != 8 || bigEndian(samplingRate.sliced(0, 4)) != quint64(rate.numerator) ||
+                bigEndian(samplingRate.sliced(4, 4)) != 1)
+                return essence;
+        }
+    }
+    essence.microseconds = microseconds(sequence->signedNumber(Tag::duration), rate);
+    return essence;
+}
+
+// The file package: the one source package that describes essence in this file.
+const Set* filePackage(const Metadata& metadata)
+{
+    const Set* found = nullptr;
+    for (const Set* package : metadata.ofKind(SetKind::sourcePackage)) {
+        if (!package->has(Tag::descriptor))
+            continue;
+        if (found)
+            return nullptr;
+        found = package;
+    }
+    return found;
+}
+
+// The essence tracks among `tracks`; those whose source clips refer to
+// `package` alone when it is given.
+QList<TrackEssence> essenceTracks(const Metadata& metadata, const QList<const Set*>& tracks,
+                                  const std::optional<QByteArray>& package)
+{
+    QList<TrackEssence> found;
+    for (const Set* track : tracks) {
+        TrackEssence essence = trackEssence(metadata, *track);
+        if (essence.timecodeOnly || (package && !essence.sourcePackages.contains(*package)))
+            continue;
+        found.append(std::move(essence));
+    }
+    return found;
+}
+
+// This file's own essence track: a camera's material package lists every
+// track of the clip, each referring to the file package of its own file, so
+// a sibling's length never counts. Where the material package names none of
+// this file's essence, the file package's one essence track does.
 void readDuration(const Metadata& metadata, const QList<const Set*>& tracks, MXFHeaderFacts& facts)
 {
-    std::optional<qint64> longest;
-    for (const Set* track : tracks) {
-        if (track->has(Tag::origin) && track->signedNumber(Tag::origin) != 0)
-            return;
-        const Set* sequence = metadata.find(track->item(Tag::trackSequence, 16));
-        if (sequence->kind != SetKind::sequence)
-            continue; // a bare timecode component
-        qsizetype clips = 0;
-        qsizetype timecodes = 0;
-        for (const QByteArrayView reference : sequence->references(Tag::structuralComponents)) {
-            const Set* component = metadata.find(reference);
-            if (!component)
+    const Set* package = filePackage(metadata);
+    if (!package)
+        return;
+    const QByteArray packageUID = package->item(Tag::packageUID, 32).toByteArray();
+    QList<TrackEssence> own = essenceTracks(metadata, tracks, packageUID);
+    if (own.isEmpty()) {
+        QList<const Set*> packageTracks;
+        for (const QByteArrayView reference : package->references(Tag::tracks)) {
+            const Set* track = metadata.find(reference);
+            if (!track || track->kind != SetKind::track ||
+                !metadata.find(track->item(Tag::trackSequence, 16)))
                 return;
-            clips += component->kind == SetKind::sourceClip;
-            timecodes += component->kind == SetKind::timecodeComponent;
+            packageTracks.append(track);
         }
-        const qsizetype components = sequence->references(Tag::structuralComponents).size();
-        if (timecodes == components && components > 0)
-            continue;
-        if (clips != components || components == 0 || !sequence->has(Tag::duration))
-            return;
-        const Rational rate = editRate(*track);
-        // Sound is counted in samples; an edit rate that is not its sampling rate is left to ffprobe.
-        if (matchesApartFromVersion(sequence->item(Tag::dataDefinition, 16), soundDataDefinition)) {
-            if (rate.denominator != 1)
-                return;
-            for (const QByteArrayView samplingRate : metadata.samplingRates()) {
-                if (samplingRate.size() != 8 ||
-                    bigEndian(samplingRate.sliced(0, 4)) != quint64(rate.numerator) ||
-                    bigEndian(samplingRate.sliced(4, 4)) != 1)
-                    return;
-            }
-        }
-        const std::optional<qint64> length = microseconds(sequence->signedNumber(Tag::duration), rate);
-        if (!length)
-            return;
-        longest = std::max(longest.value_or(0), *length);
+        own = essenceTracks(metadata, packageTracks, std::nullopt);
     }
-    if (longest && *longest > 0)
-        facts.durationSeconds = static_cast<double>(*longest) / 1e6;
+    if (own.size() != 1)
+        return;
+    const std::optional<qint64> length = own.first().microseconds;
+    if (length && *length > 0)
+        facts.durationSeconds = static_cast<double>(*length) / 1e6;
+}
+
+// The file package's picture descriptor, read where it codes DV and states
+// its frame layout and height and no colour. Fields stored apart and segmented frames
+// count their lines per field, as ffmpeg reads them.
+void readPicture(const Metadata& metadata, MXFHeaderFacts& facts)
+{
+    const Set* package = filePackage(metadata);
+    if (!package)
+        return;
+    const std::optional<QByteArrayView> reference = package->optionalItem(Tag::descriptor, 16);
+    const Set* descriptor = reference ? metadata.find(*reference) : nullptr;
+    if (!descriptor || std::find(pictureDescriptorKinds.begin(), pictureDescriptorKinds.end(),
+                                 descriptor->kind) == pictureDescriptorKinds.end())
+        return;
+    if (descriptor->has(Tag::transferCharacteristic) || descriptor->has(Tag::codingEquations) ||
+        descriptor->has(Tag::colorPrimaries))
+        return;
+    // DV has no colour description of its own, so its descriptor tells all; an
+    // H.264 stream (AVC-Intra) may state one the descriptor does not repeat.
+    const std::optional<QByteArrayView> coding = descriptor->optionalItem(Tag::pictureEssenceCoding, 16);
+    if (!coding)
+        return;
+    for (size_t i = 0; i < dvCodingPrefix.size(); ++i) {
+        if (i != 7 && static_cast<quint8>((*coding)[static_cast<qsizetype>(i)]) != dvCodingPrefix[i])
+            return;
+    }
+    std::optional<QByteArrayView> height = descriptor->optionalItem(Tag::displayHeight, 4);
+    if (!height)
+        height = descriptor->optionalItem(Tag::storedHeight, 4);
+    const std::optional<QByteArrayView> layout = descriptor->optionalItem(Tag::frameLayout, 1);
+    if (!height || !layout)
+        return;
+    const quint64 lines = bigEndian(*height);
+    enum : quint64 { fullFrame = 0, separateFields = 1, mixedFields = 3, segmentedFrame = 4 };
+    const quint64 frameLayout = bigEndian(*layout);
+    if (lines == 0 || lines > 16384 ||
+        (frameLayout != fullFrame && frameLayout != separateFields && frameLayout != mixedFields &&
+         frameLayout != segmentedFrame))
+        return;
+    const bool perField = frameLayout == separateFields || frameLayout == segmentedFrame;
+    facts.picture = MXFPictureFacts{static_cast<int>(perField ? lines * 2 : lines),
+                                    frameLayout == separateFields || frameLayout == mixedFields};
 }
 
 // An MXF timestamp: year (2 bytes), month, day, hour, minute, second, quarter milliseconds.
@@ -576,6 +723,7 @@ MXFHeaderFacts facts(QByteArrayView head)
         return facts;
     readTimecode(metadata, tracks, facts);
     readDuration(metadata, tracks, facts);
+    readPicture(metadata, facts);
     readModificationDate(metadata, facts);
     return facts;
 }

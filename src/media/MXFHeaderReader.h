@@ -4,6 +4,16 @@
 #include <QByteArrayView>
 #include <QString>
 
+// The picture a video file's descriptor states: its lines (both fields) and
+// whether its frames are interlaced (their fields stored apart or mixed).
+struct MXFPictureFacts
+{
+    int lines = 0;
+    bool interlaced = false;
+
+    bool operator==(const MXFPictureFacts&) const = default;
+};
+
 // The facts of one MXF file that its header metadata states, each given only
 // where the header states it beyond doubt, in the form ffprobe prints it.
 struct MXFHeaderFacts
@@ -15,8 +25,15 @@ struct MXFHeaderFacts
     std::optional<QString> timecode;
     // That component's rounded timecode base (frames per second).
     std::optional<int> timecodeRate;
-    // The longest material track, in seconds, to the microsecond.
+    // The length of this file's own essence, in seconds, to the microsecond:
+    // the material track whose source clip refers to the file's file package
+    // (a camera's material package also lists the sibling files' tracks), or,
+    // where no material track does, the file package's own essence track.
     std::optional<double> durationSeconds;
+    // Given only where the file package's picture descriptor codes DV (which
+    // has no colour description in its stream) and states none either, so
+    // the picture's colour is what its format defines.
+    std::optional<MXFPictureFacts> picture;
     // The identification's modification date, as 2026-07-01T15:00:00.000000Z.
     std::optional<QString> modificationDate;
 

@@ -115,6 +115,10 @@ void visitFields(Stream& stream,
     visit(QStringLiteral("bit_rate"), stream.bitRate);
     visit(QStringLiteral("width"), stream.width);
     visit(QStringLiteral("height"), stream.height);
+    visit(QStringLiteral("field_order"), stream.fieldOrder);
+    visit(QStringLiteral("color_primaries"), stream.colorPrimaries);
+    visit(QStringLiteral("color_transfer"), stream.colorTransfer);
+    visit(QStringLiteral("color_space"), stream.colorSpace);
     visit(QStringLiteral("tags"), stream.tags);
 }
 
@@ -159,13 +163,27 @@ template <typename Record> QJsonObject encodeRecord(const Record& record)
 
 } // namespace
 
-std::optional<StreamInfo> MediaProbe::primaryAudioStream() const
+namespace {
+
+std::optional<StreamInfo> firstOfType(const QList<StreamInfo>& streams, QLatin1String type)
 {
     for (const StreamInfo& stream : streams) {
-        if (stream.codecType == QLatin1String("audio"))
+        if (stream.codecType == type)
             return stream;
     }
     return std::nullopt;
+}
+
+} // namespace
+
+std::optional<StreamInfo> MediaProbe::primaryAudioStream() const
+{
+    return firstOfType(streams, QLatin1String("audio"));
+}
+
+std::optional<StreamInfo> MediaProbe::primaryVideoStream() const
+{
+    return firstOfType(streams, QLatin1String("video"));
 }
 
 std::optional<MediaProbe> MediaProbe::fromJson(const QByteArray& json)

@@ -27,6 +27,12 @@ struct StreamInfo
     std::optional<QString> bitRate;
     std::optional<int> width;
     std::optional<int> height;
+    // "progressive", "tt", "bb", "tb", "bt" or "unknown".
+    std::optional<QString> fieldOrder;
+    // ffmpeg's names ("bt709", "smpte170m", …; "unknown" when unstated).
+    std::optional<QString> colorPrimaries;
+    std::optional<QString> colorTransfer;
+    std::optional<QString> colorSpace;
     std::optional<MediaTags> tags;
 
     bool operator==(const StreamInfo&) const = default;
@@ -50,6 +56,8 @@ struct MediaProbe
 
     // The first stream whose type is "audio".
     std::optional<StreamInfo> primaryAudioStream() const;
+    // The first stream whose type is "video".
+    std::optional<StreamInfo> primaryVideoStream() const;
 
     // Decodes ffprobe's JSON. Keys not listed above are ignored; a missing
     // "streams", "format" or stream "index", or a listed key holding the wrong

@@ -165,9 +165,14 @@ QCoro::Task<std::optional<MediaProbe>> probe(QString path)
     co_return co_await FFmpegService::probeFull(std::move(path));
 }
 
-QCoro::Task<std::optional<QString>> timecode(QString path)
+// What the conversion itself learns of a source, so the command shown is the
+// one it runs; nothing when nothing could be learnt.
+QCoro::Task<std::optional<FFmpegService::SourceFacts>> source(QString path)
 {
-    co_return co_await FFmpegService::sourceTimecode(std::move(path));
+    FFmpegService::SourceFacts facts = co_await FFmpegService::sourceFacts(std::move(path));
+    if (facts == FFmpegService::SourceFacts{})
+        co_return std::nullopt;
+    co_return facts;
 }
 
 // The measurement never fails, so every audio file gets a level; one that
@@ -206,7 +211,7 @@ QString streamLine(const StreamInfo& stream)
 }
 
 QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,
-                  const QList<AudioProbe>& audioProbes, const std::optional<QString>& timecode,
+                  const QList<AudioProbe>& audioProbes, const FFmpegService::SourceFacts& source,
                   const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
                   ProResProfile profile, bool prefixExportsWithOrderNumber,
                   const std::optional<QString>& ffmpegPath)
@@ -232,7 +237,7 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
     lines.append(QStringLiteral("VIDEO"));
     lines.append(QStringLiteral("  Absolute path: ") + clip.videoURL);
     lines.append(QStringLiteral("  Duration: ") + secondsOrUnknown(videoProbe));
-    lines.append(QStringLiteral("  Timecode: ") + valueOr(timecode, unknown));
+    lines.append(QStringLiteral("  Timecode: ") + valueOr(source.timecode, unknown));
     lines.append(QStringLiteral("  UMID (material_package_umid): ") + umidOrUnknown(videoProbe));
     appendProbeDetails(lines, videoProbe);
 
@@ -249,14 +254,14 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
 
     lines.append(QString());
     lines.append(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:"));
-    const QStringList arguments =
-        FFmpegService::buildArguments(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, timecode,
-                                      QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
+    const QStringList arguments = FFmpegService::buildArguments(
+        clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, source.timecode,
+        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture);
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
     return shownLines(std::move(lines));
 }
 
-QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& timecode,
+QString joinedShotBlock(const SpannedShot& shot, const FFmpegService::SourceFacts& source,
                         double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
                         const std::optional<QString>& ffmpegPath)
 {
@@ -266,14 +271,16 @@ QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& t
         QStringLiteral("JOINED SHOT: ") + shot.name(),
         QStringLiteral("Pieces: %1, each complete, UMID-verified and in chain order").arg(shot.pieces.size()),
         QStringLiteral("Output filename: ") + outputFilename,
-        QStringLiteral("Start timecode (first piece): ") + valueOr(timecode, QStringLiteral("unknown")),
+        QStringLiteral("Start timecode (first piece): ") +
+            valueOr(source.timecode, QStringLiteral("unknown")),
         QString(),
         QStringLiteral("EXACT FFMPEG COMMAND FOR THIS SHOT:")};
     QList<EssenceInputs> pieces;
     for (const P2Clip& piece : shot.pieces)
         pieces.append({piece.videoURL, piece.audioURLs});
     const QStringList arguments = FFmpegService::buildJoinArguments(
-        pieces, audioOffsetSeconds, profile, timecode, QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename);
+        pieces, audioOffsetSeconds, profile, source.timecode,
+        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture);
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
     return shownLines(std::move(lines));
 }
@@ -311,7 +318,6 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
 
     for (const P2Clip& clip : clips) {
         const auto videoProbe = facts.videoProbes.constFind(clip.videoURL);
-        const auto timecode = facts.videoTimecodes.constFind(clip.videoURL);
         QList<AudioProbe> audioProbes;
         for (const QString& audio : clip.audioURLs) {
             const auto found = facts.audioProbes.constFind(audio);
@@ -319,13 +325,12 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
                                            ? std::optional<MediaProbe>(*found)
                                            : std::nullopt});
         }
-        QString block = clipBlock(
-            clip,
-            videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
-                                                       : std::nullopt,
-            audioProbes,
-            timecode != facts.videoTimecodes.constEnd() ? std::optional<QString>(*timecode) : std::nullopt,
-            facts.audioLevels, audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath);
+        QString block =
+            clipBlock(clip,
+                      videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
+                                                                 : std::nullopt,
+                      audioProbes, facts.videoSources.value(clip.videoURL), facts.audioLevels,
+                      audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath);
         if (const SpannedShot* shot = shotOfPiece.value(clip.id)) {
             // A piece is never converted on its own: its command would mislead.
             block.truncate(block.lastIndexOf(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:")));
@@ -335,12 +340,9 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
         lines.append(block);
         lines.append(QString());
         if (const SpannedShot* shot = shotEndingWith.value(clip.id)) {
-            const auto topTimecode = facts.videoTimecodes.constFind(shot->top().videoURL);
-            lines.append(joinedShotBlock(
-                *shot,
-                topTimecode != facts.videoTimecodes.constEnd() ? std::optional<QString>(*topTimecode)
-                                                               : std::nullopt,
-                audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath));
+            lines.append(joinedShotBlock(*shot, facts.videoSources.value(shot->top().videoURL),
+                                         audioOffsetSeconds, profile, prefixExportsWithOrderNumber,
+                                         facts.ffmpegPath));
             lines.append(QString());
         }
     }
@@ -387,14 +389,14 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
         BoundedTasks::run<MediaProbe>(videos, groupConcurrency, probe);
     QCoro::Task<QHash<QString, MediaProbe>> audioProbes =
         BoundedTasks::run<MediaProbe>(audio, groupConcurrency, probe);
-    QCoro::Task<QHash<QString, QString>> timecodes =
-        BoundedTasks::run<QString>(videos, groupConcurrency, timecode);
+    QCoro::Task<QHash<QString, FFmpegService::SourceFacts>> sources =
+        BoundedTasks::run<FFmpegService::SourceFacts>(videos, groupConcurrency, source);
     QCoro::Task<QHash<QString, QList<AudioLevel>>> levels = BoundedTasks::run<QList<AudioLevel>>(
         videosWithAudio, groupConcurrency,
         [audioOfVideo](const QString& video) { return clipLevels(audioOfVideo.value(video)); });
     facts.videoProbes = co_await videoProbes;
     facts.audioProbes = co_await audioProbes;
-    facts.videoTimecodes = co_await timecodes;
+    facts.videoSources = co_await sources;
     const QHash<QString, QList<AudioLevel>> levelsOfVideo = co_await levels;
     for (auto clip = levelsOfVideo.constBegin(); clip != levelsOfVideo.constEnd(); ++clip) {
         const QStringList& paths = audioOfVideo.value(clip.key());

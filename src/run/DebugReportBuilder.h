@@ -4,6 +4,7 @@
 #include "card/PairingReportEntry.h"
 #include "card/SpannedShot.h"
 #include "media/AudioLevel.h"
+#include "media/FFmpegService.h"
 #include "media/MediaProbe.h"
 #include "media/ProResProfile.h"
 
@@ -35,7 +36,7 @@ struct Facts
 {
     QHash<QString, MediaProbe> videoProbes;
     QHash<QString, MediaProbe> audioProbes;
-    QHash<QString, QString> videoTimecodes;
+    QHash<QString, FFmpegService::SourceFacts> videoSources;
     QHash<QString, AudioLevel> audioLevels;
     // The ffmpeg the commands name; absent when it is not installed.
     std::optional<QString> ffmpegPath;
@@ -65,13 +66,13 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
 
 // A joined shot's block: its pieces and the one command that converts them,
 // without a trailing line feed.
-QString joinedShotBlock(const SpannedShot& shot, const std::optional<QString>& timecode,
+QString joinedShotBlock(const SpannedShot& shot, const FFmpegService::SourceFacts& source,
                         double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
                         const std::optional<QString>& ffmpegPath);
 
 // One clip's block, without a trailing line feed.
 QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,
-                  const QList<AudioProbe>& audioProbes, const std::optional<QString>& timecode,
+                  const QList<AudioProbe>& audioProbes, const FFmpegService::SourceFacts& source,
                   const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
                   ProResProfile profile, bool prefixExportsWithOrderNumber,
                   const std::optional<QString>& ffmpegPath);

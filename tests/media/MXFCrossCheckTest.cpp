@@ -22,6 +22,9 @@ struct ProbeFacts
     std::optional<double> duration;
     std::optional<QString> modificationDate;
     std::optional<int> videoRate;
+    std::optional<int> videoHeight;
+    std::optional<QString> fieldOrder;
+    QString codec;
 };
 
 std::optional<QString> tag(const QJsonObject& tags, const QString& key)
@@ -37,7 +40,7 @@ ProbeFacts probe(const QString& path)
         SyntheticCard::ffprobePath(),
         {"-v", "error", "-show_entries",
          "format=duration:format_tags=material_package_umid,timecode,modification_date:stream=codec_"
-         "type,r_frame_rate",
+         "type,codec_name,r_frame_rate,height,field_order",
          "-of", "json", path});
     process.waitForFinished(-1);
     const QJsonObject json = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
@@ -59,14 +62,18 @@ ProbeFacts probe(const QString& path)
         const QStringList rate = stream["r_frame_rate"].toString().split('/');
         if (rate.size() == 2 && rate[1].toDouble() > 0)
             facts.videoRate = static_cast<int>(std::lround(rate[0].toDouble() / rate[1].toDouble()));
+        facts.videoHeight = stream["height"].toInt();
+        facts.fieldOrder = stream["field_order"].toString();
+        facts.codec = stream["codec_name"].toString();
     }
     return facts;
 }
 
-// Every essence the builder can make: both codecs, every timecode form, with
+// Every essence the builder can make: every codec, every timecode form, with
 // and without a date, 16- and 24-bit audio, no audio up to sixteen channels,
-// silence, a foreign UMID on one audio file, a spanned shot, an orphan, and a
-// lower-case extension.
+// audio frames longer and shorter than the picture, silence, a foreign UMID
+// on one audio file, a spanned shot, an orphan, and a lower-case extension.
+// Every file has a camera-style header.
 SyntheticCard::CardSpec everyKindOfEssence()
 {
     using namespace SyntheticCard;
@@ -91,7 +98,24 @@ SyntheticCard::CardSpec everyKindOfEssence()
     ClipSpec foreign = clip(6, 2);
     foreign.audioUmidOverrides = {{1, umidFor(60)}};
     foreign.startTimecode = "23:59:59:29";
-    card.clips = {dv, hd, dropFrameMinute, noTimecode, sixteen, foreign};
+    // A clip of each camera kind, its audio running longer or shorter than its picture.
+    const auto kind = [](int n, int audioCount, VideoCodec codec, int frames, int audioFrames) {
+        ClipSpec spec = clip(n, audioCount);
+        spec.codec = codec;
+        spec.frames = frames;
+        spec.audioFrames = audioFrames;
+        return spec;
+    };
+    const ClipSpec hd1080i = kind(11, 4, VideoCodec::DVCProHD1080i, 2, 4);
+    const ClipSpec avc100 = kind(12, 4, VideoCodec::AVCIntra100_1080i, 3, 2);
+    const ClipSpec avc50 = kind(13, 2, VideoCodec::AVCIntra50_720p, 3, 6);
+    const ClipSpec hd720 = kind(14, 2, VideoCodec::DVCProHD720p, 4, 1);
+    ClipSpec pal = kind(16, 2, VideoCodec::DV25_576i, 2, 4);
+    pal.startTimecode = "10:00:00:24";
+    ClipSpec longerAudio = clip(15, 1);
+    longerAudio.audioFrames = 6;
+    card.clips = {dv,      hd,     dropFrameMinute, noTimecode, sixteen, foreign,
+                  hd1080i, avc100, avc50,           hd720,      pal,     longerAudio};
     for (ClipSpec& piece : spannedShot(7, {"0158Q5", "0159E2"}, 2, 1))
         card.clips.push_back(piece);
     card.orphanAudio = {{"0099ZZ00.MXF", umidFor(99)}};
@@ -125,7 +149,7 @@ private slots:
             videos.insert(clip.videoPath);
         }
         files << card.orphanAudioPaths;
-        QCOMPARE(files.size(), 6 + 2 + 4 + 1 + 0 + 16 + 2 + 2 * 2 + 1);
+        QCOMPARE(files.size(), 6 + 2 + 4 + 1 + 0 + 16 + 2 + 5 + 5 + 3 + 3 + 3 + 2 + 2 * 2 + 1);
 
         const QList<ProbeFacts> probed = QtConcurrent::blockingMapped(files, probe);
         for (qsizetype i = 0; i < files.size(); ++i) {
@@ -138,8 +162,17 @@ private slots:
             QCOMPARE(facts->timecode, expected.timecode);
             QCOMPARE(facts->durationSeconds, expected.duration);
             QCOMPARE(facts->modificationDate, expected.modificationDate);
-            if (videos.contains(file))
+            if (videos.contains(file)) {
                 QCOMPARE(facts->timecodeRate, expected.videoRate);
+                // The picture is told of every DV file, none of which states a colour, and of no other.
+                QCOMPARE(bool(facts->picture), expected.codec == QLatin1String("dvvideo"));
+                if (facts->picture) {
+                    QCOMPARE(facts->picture->lines, expected.videoHeight);
+                    QCOMPARE(facts->picture->interlaced, expected.fieldOrder != QLatin1String("progressive"));
+                }
+            } else {
+                QCOMPARE(facts->picture, std::nullopt);
+            }
             QVERIFY2(facts->timecode && facts->durationSeconds, qPrintable(file));
         }
     }

@@ -83,46 +83,54 @@ QList<Set> sets(const Plan& plan)
         out.append({Kind::identification, {{0x3C0A, uid(next++)}, number(0x3C06, date, 8)}});
     out.append({Kind::contentStorage, {{0x3C0A, uid(2)}, references(0x1901, {uid(3), uid(4)})}});
 
-    QList<QByteArray> trackUids;
     QList<Set> trackSets;
-    for (const Track& track : plan.tracks) {
-        const QByteArray trackUid = uid(next++), sequenceUid = uid(next++), componentUid = uid(next++);
-        trackUids.append(trackUid);
-        const QByteArray& definition = track.type == Track::Type::timecode ? timecodeDefinition
-                                       : track.type == Track::Type::sound  ? soundDefinition
-                                                                           : pictureDefinition;
-        trackSets.append({Kind::track,
-                          {{0x3C0A, trackUid},
-                           number(0x4801, static_cast<quint64>(trackUids.size()), 4),
-                           rational(0x4B01, track.rateNumerator, track.rateDenominator),
-                           number(0x4B02, 0, 8),
-                           {0x4803, sequenceUid}}});
-        trackSets.append({Kind::sequence,
-                          {{0x3C0A, sequenceUid},
-                           {0x0201, definition},
-                           number(0x0202, static_cast<quint64>(track.duration), 8),
-                           references(0x1001, {componentUid})}});
-        if (track.type == Track::Type::timecode)
-            trackSets.append({Kind::timecodeComponent,
-                              {{0x3C0A, componentUid},
+    const auto addTracks = [&](const QList<Track>& tracks) {
+        QList<QByteArray> trackUids;
+        for (const Track& track : tracks) {
+            const QByteArray trackUid = uid(next++), sequenceUid = uid(next++), componentUid = uid(next++);
+            trackUids.append(trackUid);
+            const QByteArray& definition = track.type == Track::Type::timecode ? timecodeDefinition
+                                           : track.type == Track::Type::sound  ? soundDefinition
+                                                                               : pictureDefinition;
+            trackSets.append({Kind::track,
+                              {{0x3C0A, trackUid},
+                               number(0x4801, static_cast<quint64>(trackUids.size()), 4),
+                               rational(0x4B01, track.rateNumerator, track.rateDenominator),
+                               number(0x4B02, 0, 8),
+                               {0x4803, sequenceUid}}});
+            trackSets.append({Kind::sequence,
+                              {{0x3C0A, sequenceUid},
                                {0x0201, definition},
                                number(0x0202, static_cast<quint64>(track.duration), 8),
-                               number(0x1501, static_cast<quint64>(track.startFrame), 8),
-                               number(0x1502, track.roundedBase, 2),
-                               number(0x1503, track.dropFrame ? 1 : 0, 1)}});
-        else
-            trackSets.append({Kind::sourceClip,
-                              {{0x3C0A, componentUid},
-                               {0x0201, definition},
-                               number(0x0202, static_cast<quint64>(track.duration), 8),
-                               number(0x1201, 0, 8),
-                               {0x1101, umid(999)},
-                               number(0x1102, 1, 4)}});
-    }
+                               references(0x1001, {componentUid})}});
+            if (track.type == Track::Type::timecode)
+                trackSets.append({Kind::timecodeComponent,
+                                  {{0x3C0A, componentUid},
+                                   {0x0201, definition},
+                                   number(0x0202, static_cast<quint64>(track.duration), 8),
+                                   number(0x1501, static_cast<quint64>(track.startFrame), 8),
+                                   number(0x1502, track.roundedBase, 2),
+                                   number(0x1503, track.dropFrame ? 1 : 0, 1)}});
+            else
+                trackSets.append({Kind::sourceClip,
+                                  {{0x3C0A, componentUid},
+                                   {0x0201, definition},
+                                   number(0x0202, static_cast<quint64>(track.duration), 8),
+                                   number(0x1201, 0, 8),
+                                   {0x1101, umid(track.sibling ? 998 : 999)},
+                                   number(0x1102, 1, 4)}});
+        }
+        return trackUids;
+    };
+    const QList<QByteArray> materialTracks = addTracks(plan.tracks);
+    const QList<QByteArray> fileTracks = addTracks(plan.fileTracks);
     out.append(
-        {Kind::materialPackage, {{0x3C0A, uid(3)}, {0x4401, plan.umid}, references(0x4403, trackUids)}});
+        {Kind::materialPackage, {{0x3C0A, uid(3)}, {0x4401, plan.umid}, references(0x4403, materialTracks)}});
     out += trackSets;
-    out.append({Kind::sourcePackage, {{0x3C0A, uid(4)}, {0x4401, umid(999)}, references(0x4403, {})}});
+    out.append({Kind::sourcePackage,
+                {{0x3C0A, uid(4)}, {0x4401, umid(999)}, references(0x4403, fileTracks), {0x4701, uid(5)}}});
+    if (!plan.pictureDescriptor.isEmpty())
+        out.append({Kind::cdciDescriptor, QList<Item>{{0x3C0A, uid(5)}} + plan.pictureDescriptor});
     if (plan.samplingRate)
         out.append({Kind::soundDescriptor, {{0x3C0A, uid(next++)}, rational(0x3D03, *plan.samplingRate, 1)}});
     return out;

@@ -21,6 +21,7 @@ constexpr quint16 sequence = 0x010F;
 constexpr quint16 sourceClip = 0x0111;
 constexpr quint16 timecodeComponent = 0x0114;
 constexpr quint16 soundDescriptor = 0x0148;
+constexpr quint16 cdciDescriptor = 0x0128;
 } // namespace Kind
 
 struct Item
@@ -45,6 +46,9 @@ struct Track
     qint64 startFrame = 0;
     quint16 roundedBase = 30;
     bool dropFrame = false;
+    // Essence tracks only: the source clip refers to a sibling file's package, as
+    // the material package of a camera's file does for the clip's other tracks.
+    bool sibling = false;
 };
 
 struct Plan
@@ -59,6 +63,10 @@ struct Plan
     std::optional<quint16> byteOrder;
     // A sound descriptor with this sampling rate (per second).
     std::optional<qint32> samplingRate;
+    // The file package's own tracks.
+    QList<Track> fileTracks;
+    // Items of a picture descriptor the file package refers to; none: it refers to a descriptor not written.
+    QList<Item> pictureDescriptor;
 };
 
 // A 16-byte instance UID or reference, distinct for each n.

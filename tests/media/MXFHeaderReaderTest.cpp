@@ -53,6 +53,15 @@ std::optional<MXFHeaderFacts> parsePlan(const Plan& plan)
     return MXFHeaderReader::parse(file(plan));
 }
 
+// The file is read, and its duration left to ffprobe.
+void verifyDurationUntold(const Plan& plan)
+{
+    const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+    QVERIFY(facts);
+    QCOMPARE(facts->materialPackageUMID, umidText);
+    QCOMPARE(facts->durationSeconds, std::nullopt);
+}
+
 } // namespace
 
 class MXFHeaderReaderTest : public QObject
@@ -126,15 +135,126 @@ private slots:
         QCOMPARE(facts->timecodeRate, std::nullopt);
     }
 
-    void durationIsTheLongestTrackToTheMicrosecond()
+    void durationIsTheFilesOwnTrackToTheMicrosecond()
     {
-        Plan plan = videoPlan();
-        // 3 frames at 29.97 are 0.1001 s; 4805 samples at 48 kHz are 0.1001041… s.
-        plan.tracks.append(soundTrack(48000, 4805));
+        Plan plan;
+        plan.umid = umid(1);
+        // 4805 samples at 48 kHz are 0.1001041… s.
+        plan.tracks = {timecodeTrack(0, 30, false), soundTrack(48000, 4805)};
         plan.samplingRate = 48000;
         const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
         QVERIFY(facts);
         QCOMPARE(facts->durationSeconds, 0.100104);
+    }
+
+    // A camera's material package lists the clip's every track; the sound
+    // tracks of the sibling files may run frames past the picture or stop short.
+    void siblingTracksNeverGiveTheDuration_data()
+    {
+        QTest::addColumn<qint64>("siblingSamples");
+        QTest::newRow("sound two frames longer") << qint64(8008);
+        QTest::newRow("sound a frame shorter") << qint64(3203);
+        QTest::newRow("sound as long") << qint64(4805);
+    }
+
+    void siblingTracksNeverGiveTheDuration()
+    {
+        QFETCH(qint64, siblingSamples);
+        Plan plan = videoPlan();
+        for (int i = 0; i < 4; ++i) {
+            Track sound = soundTrack(48000, siblingSamples);
+            sound.sibling = true;
+            plan.tracks.append(sound);
+        }
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->durationSeconds, 0.1001);
+    }
+
+    void withoutItsOwnMaterialTrackTheFilePackagesTrackCounts()
+    {
+        Plan plan = videoPlan();
+        plan.tracks[1].sibling = true;
+        plan.tracks[1].duration = 9;
+        Track own;
+        own.duration = 2;
+        plan.fileTracks = {timecodeTrack(0, 30, false), own};
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->durationSeconds, 0.066733);
+    }
+
+    void anUncertainOwnTrackCannotTell_data()
+    {
+        QTest::addColumn<QList<Track>>("tracks");
+        QTest::addColumn<QList<Track>>("fileTracks");
+        Track sibling;
+        sibling.sibling = true;
+        QTest::newRow("two own tracks") << QList<Track>{Track{}, Track{}} << QList<Track>{};
+        QTest::newRow("siblings only, no file track") << QList<Track>{sibling} << QList<Track>{};
+        QTest::newRow("siblings only, two file tracks")
+            << QList<Track>{sibling} << QList<Track>{Track{}, Track{}};
+    }
+
+    void anUncertainOwnTrackCannotTell()
+    {
+        QFETCH(QList<Track>, tracks);
+        QFETCH(QList<Track>, fileTracks);
+        Plan plan = videoPlan();
+        plan.tracks = tracks;
+        plan.fileTracks = fileTracks;
+        verifyDurationUntold(plan);
+    }
+
+    void pictureIsReadFromTheDescriptor_data()
+    {
+        QTest::addColumn<QList<Item>>("descriptor");
+        QTest::addColumn<std::optional<MXFPictureFacts>>("expected");
+        const auto layout = [](int value) { return number(0x320C, static_cast<quint64>(value), 1); };
+        const auto displayHeight = [](int value) { return number(0x3208, static_cast<quint64>(value), 4); };
+        const auto storedHeight = [](int value) { return number(0x3202, static_cast<quint64>(value), 4); };
+        const auto coding = [](const char* hex) { return Item{0x3201, QByteArray::fromHex(hex)}; };
+        // DVCPRO HD 1080i as ffmpeg writes it, and DV as another writer might, of another version.
+        const Item dvcproHD = coding("060e2b34040101010401020202020100");
+        const Item dv = coding("060e2b34040101020401020202010200");
+        using Facts = std::optional<MXFPictureFacts>;
+        QTest::newRow("separate fields")
+            << QList<Item>{dvcproHD, storedHeight(544), displayHeight(540), layout(1)}
+            << Facts(MXFPictureFacts{1080, true});
+        QTest::newRow("full frame") << QList<Item>{dvcproHD, displayHeight(720), layout(0)}
+                                    << Facts(MXFPictureFacts{720, false});
+        QTest::newRow("mixed fields")
+            << QList<Item>{dv, storedHeight(576), layout(3)} << Facts(MXFPictureFacts{576, true});
+        QTest::newRow("segmented frame")
+            << QList<Item>{dv, displayHeight(540), layout(4)} << Facts(MXFPictureFacts{1080, false});
+        QTest::newRow("one field") << QList<Item>{dv, displayHeight(240), layout(2)} << Facts();
+        QTest::newRow("no layout") << QList<Item>{dv, displayHeight(1080)} << Facts();
+        QTest::newRow("no height") << QList<Item>{dv, layout(0)} << Facts();
+        QTest::newRow("colour stated")
+            << QList<Item>{dvcproHD,
+                           displayHeight(1080),
+                           layout(0),
+                           {0x321A, QByteArray::fromHex("060e2b34040101010401010102020000")}}
+            << Facts();
+        // An H.264 stream may state a colour its descriptor does not: ffprobe is asked.
+        QTest::newRow("AVC-Intra") << QList<Item>{coding("060e2b340401010a0401020201323101"),
+                                                  storedHeight(540), displayHeight(540), layout(1)}
+                                   << Facts();
+        QTest::newRow("no coding") << QList<Item>{storedHeight(544), displayHeight(540), layout(1)}
+                                   << Facts();
+        QTest::newRow("no descriptor") << QList<Item>{} << Facts();
+    }
+
+    void pictureIsReadFromTheDescriptor()
+    {
+        QFETCH(QList<Item>, descriptor);
+        QFETCH(std::optional<MXFPictureFacts>, expected);
+        Plan plan = videoPlan();
+        plan.pictureDescriptor = descriptor;
+        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
+        QVERIFY(facts);
+        QCOMPARE(facts->picture, expected);
+        QCOMPARE(facts->durationSeconds, 0.1001);
     }
 
     void doubtfulDurationIsLeftOut_data()
@@ -167,10 +287,7 @@ private slots:
         Plan plan = videoPlan();
         plan.tracks = tracks;
         plan.samplingRate = samplingRate;
-        const std::optional<MXFHeaderFacts> facts = parsePlan(plan);
-        QVERIFY(facts);
-        QCOMPARE(facts->materialPackageUMID, umidText);
-        QCOMPARE(facts->durationSeconds, std::nullopt);
+        verifyDurationUntold(plan);
     }
 
     void modificationDate_data()

@@ -630,6 +630,99 @@ private slots:
         QVERIFY(!arguments.contains(QStringLiteral("-itsoffset")));
     }
 
+    void pictureCodingFollowsTheSource_data()
+    {
+        QTest::addColumn<StreamInfo>("stream");
+        QTest::addColumn<PictureCoding>("expected");
+        const auto stream = [](int height, const QString& fieldOrder, const QString& primaries = "unknown",
+                               const QString& transfer = "unknown", const QString& matrix = "unknown") {
+            StreamInfo info;
+            info.height = height;
+            info.fieldOrder = fieldOrder;
+            info.colorPrimaries = primaries;
+            info.colorTransfer = transfer;
+            info.colorSpace = matrix;
+            return info;
+        };
+        QTest::newRow("1080i top first")
+            << stream(1080, "tt") << PictureCoding{true, "bt709", "bt709", "bt709"};
+        QTest::newRow("720p") << stream(720, "progressive")
+                              << PictureCoding{false, "bt709", "bt709", "bt709"};
+        QTest::newRow("480i bottom first")
+            << stream(480, "bb") << PictureCoding{true, "smpte170m", "smpte170m", "smpte170m"};
+        QTest::newRow("486 lines") << stream(486, "bt")
+                                   << PictureCoding{true, "smpte170m", "smpte170m", "smpte170m"};
+        QTest::newRow("576i") << stream(576, "tb") << PictureCoding{true, "bt470bg", "bt470bg", "bt470bg"};
+        QTest::newRow("field order unknown")
+            << stream(1080, "unknown") << PictureCoding{false, "bt709", "bt709", "bt709"};
+        QTest::newRow("colour stated")
+            << stream(1080, "tt", "bt2020", "arib-std-b67", "bt2020nc") << PictureCoding{true, {}, {}, {}};
+        QTest::newRow("matrix alone stated") << stream(576, "progressive", "unknown", "", "bt709")
+                                             << PictureCoding{false, "bt470bg", "bt470bg", {}};
+        QTest::newRow("height unknown") << StreamInfo{} << PictureCoding{};
+    }
+
+    void pictureCodingFollowsTheSource()
+    {
+        QFETCH(StreamInfo, stream);
+        QFETCH(PictureCoding, expected);
+        QCOMPARE(PictureCoding::fromStream(stream), expected);
+    }
+
+    void anInterlacedSourceIsCodedInterlacedWithItsColour()
+    {
+        const PictureCoding picture{true, "smpte170m", "smpte170m", {}};
+        QStringList tail = encoderTail("2", false, "00:00:00:00");
+        tail.insert(8, "-flags");
+        tail.insert(9, "+ildct");
+        QCOMPARE(FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output,
+                                               picture),
+                 QStringList({"-hide_banner", "-y", "-nostdin", "-i", video, "-map", "0:v:0", "-vf",
+                              "setparams=color_primaries=smpte170m:color_trc=smpte170m"}) +
+                     tail);
+        // A progressive source whose colour is stated is converted as before.
+        QCOMPARE(FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output,
+                                               PictureCoding{}),
+                 FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output));
+    }
+
+    void aJoinedShotStatesItsColourAfterTheJoin()
+    {
+        const QList<EssenceInputs> pieces{{QStringLiteral("/card/VIDEO/0158Q5.MXF"), {}},
+                                          {QStringLiteral("/card/VIDEO/0159E2.MXF"), {}}};
+        const QStringList arguments =
+            FFmpegService::buildJoinArguments(pieces, 0, ProResProfile::standard, std::nullopt, output,
+                                              PictureCoding{true, "bt709", "bt709", "bt709"});
+        const qsizetype graph = arguments.indexOf("-filter_complex") + 1;
+        QVERIFY(graph > 0);
+        QCOMPARE(arguments[graph],
+                 "[0:v:0][1:v:0]concat=n=2:v=1:a=0[j];[j]setparams=color_primaries=bt709:color_trc=bt709:"
+                 "colorspace=bt709[v]");
+        QCOMPARE(arguments.mid(graph + 1, 2), QStringList({"-map", "[v]"}));
+        QVERIFY(arguments.join(' ').contains("-vendor apl0 -flags +ildct -timecode"));
+    }
+
+    void clipMetadataIsOneArgumentPerValueWithoutControlCharacters()
+    {
+        MovieMetadata metadata;
+        metadata.reelName = "0001AB";
+        metadata.entries = {{"title", "A \"quoted\" $HOME title\nsecond line\t"},
+                            {"comment", "\x01\x1f"},
+                            {"make", " -Panasonic "}};
+        const QStringList arguments = FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard,
+                                                                    std::nullopt, output, {}, metadata);
+        const qsizetype start = arguments.indexOf("-map_metadata");
+        QVERIFY(start > 0);
+        QCOMPARE(arguments.mid(start, arguments.indexOf("-progress") - start),
+                 QStringList({"-map_metadata", "-1", "-movflags", "+use_metadata_tags", "-metadata:s:v:0",
+                              "reel_name=0001AB", "-metadata", "title=A \"quoted\" $HOME titlesecond line",
+                              "-metadata", "make=-Panasonic"}));
+        // Without metadata the command is as it always was.
+        QVERIFY(!FFmpegService::buildArguments(video, {}, 0, ProResProfile::standard, std::nullopt, output,
+                                               {}, MovieMetadata{})
+                     .contains("-map_metadata"));
+    }
+
     void joinedPiecesAreOneInputPerFileThroughTheConcatFilter()
     {
         const QList<EssenceInputs> pieces{

@@ -85,13 +85,14 @@ struct Recorder
 // ffprobe as a conversion and its validation ask it: a 10 s clip, an audio
 // stream only in outputs whose name holds "with-audio", and 250 frames at 25
 // per second, or 100 in outputs whose name holds "cut".
-const QString ffprobeConf =
-    QStringLiteral("case \"$*\" in\n"
-                   "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
-                   "*stream=index*with-audio*) FAKE_STDOUT='1\n' ;;\n"
-                   "*nb_frames*cut*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=100\n' ;;\n"
-                   "*nb_frames*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=250\n' ;;\n"
-                   "esac\n");
+const QString ffprobeConf = QStringLiteral(
+    "case \"$*\" in\n"
+    "*-show_format*) FAKE_STDOUT='{\"streams\": [], \"format\": {\"duration\": \"10.0\"}}' ;;\n"
+    "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
+    "*stream=index*with-audio*) FAKE_STDOUT='1\n' ;;\n"
+    "*nb_frames*cut*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=100\n' ;;\n"
+    "*nb_frames*) FAKE_STDOUT='avg_frame_rate=25/1\nnb_frames=250\n' ;;\n"
+    "esac\n");
 
 // ffmpeg writes a small movie and reports half way, except that it fails for
 // outputs named "broken…" and waits to be stopped for outputs named "stuck…".
@@ -331,6 +332,8 @@ private slots:
         tools_->configure(
             QStringLiteral("ffprobe"),
             QStringLiteral("case \"$*\" in\n"
+                           "*-show_format*) FAKE_STDOUT='{\"streams\": [], \"format\": {\"duration\": "
+                           "\"10.0\"}}' ;;\n"
                            "*format=duration*) FAKE_STDOUT='10.0' ;;\n"
                            "*stream=index*) touch '%1/audio'; if %2; then FAKE_STDOUT='1\n'; fi ;;\n"
                            "*nb_frames*) touch '%1/frames'; if %3; then FAKE_STDOUT='avg_frame_rate=25/1\n"

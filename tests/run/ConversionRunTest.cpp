@@ -145,12 +145,12 @@ QStringList reportLines(const QString& path)
 // The command line a job's conversion reports, built independently of the run.
 QString expectedCommand(const ConversionJob& job, ProResProfile profile)
 {
-    const std::optional<QString> timecode =
-        QCoro::waitFor(FFmpegService::sourceTimecode(job.clip().videoURL));
+    const FFmpegService::SourceFacts source = QCoro::waitFor(FFmpegService::sourceFacts(job.clip().videoURL));
     return FFmpegService::commandLineString(
         *FFmpegService::resolvedFFmpegPath(),
-        FFmpegService::buildArguments(job.clip().videoURL, job.clip().audioURLs, 0.0, profile, timecode,
-                                      FFmpegService::temporaryPath(job.outputURL())));
+        FFmpegService::buildArguments(job.clip().videoURL, job.clip().audioURLs, 0.0, profile,
+                                      source.timecode, FFmpegService::temporaryPath(job.outputURL()),
+                                      source.picture));
 }
 
 // The report lines of jobs converted one after another, as a proxy run writes them.

@@ -96,7 +96,7 @@ Facts handMadeFacts()
     Facts facts;
     facts.videoProbes.insert(clip.videoURL, videoProbe());
     facts.audioProbes.insert(clip.audioURLs.at(0), audioProbe());
-    facts.videoTimecodes.insert(clip.videoURL, QStringLiteral("01:00:00:00"));
+    facts.videoSources.insert(clip.videoURL, {std::nullopt, QStringLiteral("01:00:00:00"), {}});
     facts.audioLevels.insert(clip.audioURLs.at(0), AudioLevel{-40.2, -6.0});
     facts.audioLevels.insert(clip.audioURLs.at(1), AudioLevel{-60.0, -50.0});
     facts.ffmpegPath = QStringLiteral("/usr/local/bin/ffmpeg");
@@ -111,11 +111,9 @@ QString blockFromFacts(const P2Clip& clip, const Facts& facts, bool prefix = tru
         audio.append({path, found != facts.audioProbes.constEnd() ? std::optional(*found) : std::nullopt});
     }
     const auto probe = facts.videoProbes.constFind(clip.videoURL);
-    const auto timecode = facts.videoTimecodes.constFind(clip.videoURL);
     return clipBlock(clip, probe != facts.videoProbes.constEnd() ? std::optional(*probe) : std::nullopt,
-                     audio,
-                     timecode != facts.videoTimecodes.constEnd() ? std::optional(*timecode) : std::nullopt,
-                     facts.audioLevels, 0.5, ProResProfile::hq, prefix, facts.ffmpegPath);
+                     audio, facts.videoSources.value(clip.videoURL), facts.audioLevels, 0.5,
+                     ProResProfile::hq, prefix, facts.ffmpegPath);
 }
 
 QString commandOf(const QString& block)
@@ -430,8 +428,9 @@ private slots:
         const QString first = clipBlock(
             clips.at(0), facts.videoProbes.value(clips.at(0).videoURL),
             {{clips.at(0).audioURLs.at(0), audioProbe()}, {clips.at(0).audioURLs.at(1), std::nullopt}},
-            QStringLiteral("01:00:00:00"), facts.audioLevels, -1, ProResProfile::hq, true, facts.ffmpegPath);
-        const QString second = clipBlock(clips.at(1), std::nullopt, {}, std::nullopt, facts.audioLevels, -1,
+            facts.videoSources.value(clips.at(0).videoURL), facts.audioLevels, -1, ProResProfile::hq, true,
+            facts.ffmpegPath);
+        const QString second = clipBlock(clips.at(1), std::nullopt, {}, {}, facts.audioLevels, -1,
                                          ProResProfile::hq, true, facts.ffmpegPath);
         const QString excluded =
             QStringLiteral("EXCLUDED CLIPS (not detailed above — see PAIRING_REPORT.txt for full reasoning)\n"
@@ -567,13 +566,19 @@ private slots:
             QVERIFY(lines.at(video + 1).startsWith(QStringLiteral("  Duration: 0.")));
             QVERIFY(lines.at(video + 5).startsWith(QStringLiteral("    #0 video dvvideo ")));
 
+            // DV of 480 lines is interlaced and states no colour: SMPTE 170M is assumed.
             const QString command = FFmpegService::commandLineString(
                 tools.toolPath(QStringLiteral("ffmpeg")),
                 FFmpegService::buildArguments(
                     clips[i].videoURL, clips[i].audioURLs, 0.25, ProResProfile::proxy,
                     plan.clips[i].startTimecode,
-                    QStringLiteral("<OUTPUT_FOLDER>/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0'))));
+                    QStringLiteral("<OUTPUT_FOLDER>/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0')),
+                    PictureCoding::forPicture(true, 480)));
             QVERIFY2(lines.contains(command), qPrintable(command));
+            QVERIFY2(command.contains(QStringLiteral(" -vf setparams=color_primaries=smpte170m:"
+                                                     "color_trc=smpte170m:colorspace=smpte170m ")),
+                     qPrintable(command));
+            QVERIFY2(command.contains(QStringLiteral(" -vendor apl0 -flags +ildct ")), qPrintable(command));
         }
         for (const QString& audio : card.clips[0].audioPaths) {
             const qsizetype at = lines.indexOf(QStringLiteral("  Absolute path: ") + audio);

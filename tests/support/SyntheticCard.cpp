@@ -81,17 +81,22 @@ struct Essence
 {
     bool video = true;
     VideoCodec codec = VideoCodec::DV25;
+    QString colour;
     int frames = 3;
     QString timecode;
     std::optional<QString> creationTime;
     int bitsPerSample = 16;
     int channel = 0;
     bool silent = false;
+    // Frames per 1001 s of the clip's video, which the audio is measured and edited in.
+    int rate = 30000;
 
     QString key() const
     {
         return QStringList{video ? QStringLiteral("video") : QStringLiteral("audio"),
                            QString::number(static_cast<int>(codec)),
+                           colour,
+                           QString::number(rate),
                            QString::number(frames),
                            timecode,
                            creationTime.value_or(QStringLiteral("-")),
@@ -105,9 +110,13 @@ struct Essence
     QString source() const
     {
         if (video) {
-            const QString size =
-                codec == VideoCodec::DV25 ? QStringLiteral("720x480") : QStringLiteral("1280x1080");
-            return QStringLiteral("testsrc=size=%1:rate=30000/1001").arg(size);
+            const QString size = codec == VideoCodec::DV25                ? QStringLiteral("720x480")
+                                 : codec == VideoCodec::DV25_576i         ? QStringLiteral("720x576")
+                                 : codec == VideoCodec::AVCIntra100_1080i ? QStringLiteral("1920x1080")
+                                 : codec == VideoCodec::AVCIntra50_720p || codec == VideoCodec::DVCProHD720p
+                                     ? QStringLiteral("960x720")
+                                     : QStringLiteral("1280x1080");
+            return QStringLiteral("testsrc=size=%1:rate=%2/1001").arg(size).arg(rate);
         }
         const double amplitude = silent ? 0.0 : std::pow(10.0, -(6.0 + 3.0 * channel) / 20.0);
         return QStringLiteral("aevalsrc=exprs=%1*sin(2*PI*%2*t):s=%3")
@@ -120,19 +129,38 @@ struct Essence
     {
         QStringList arguments;
         if (video) {
-            const QString pixelFormat =
-                codec == VideoCodec::DV25 ? QStringLiteral("yuv411p") : QStringLiteral("yuv422p");
             arguments << QStringLiteral("-map") << QStringLiteral("%1:v").arg(input)
-                      << QStringLiteral("-frames:v") << QString::number(frames) << QStringLiteral("-c:v")
-                      << QStringLiteral("dvvideo") << QStringLiteral("-pix_fmt") << pixelFormat;
+                      << QStringLiteral("-frames:v") << QString::number(frames);
+            switch (codec) {
+            case VideoCodec::AVCIntra100_1080i:
+                arguments << QStringLiteral("-c:v") << QStringLiteral("libx264") << QStringLiteral("-pix_fmt")
+                          << QStringLiteral("yuv422p10le") << QStringLiteral("-flags")
+                          << QStringLiteral("+ildct+ilme") << QStringLiteral("-field_order")
+                          << QStringLiteral("tt") << QStringLiteral("-x264-params")
+                          << QStringLiteral("avcintra-class=100");
+                break;
+            case VideoCodec::AVCIntra50_720p:
+                arguments << QStringLiteral("-c:v") << QStringLiteral("libx264") << QStringLiteral("-pix_fmt")
+                          << QStringLiteral("yuv420p10le") << QStringLiteral("-x264-params")
+                          << QStringLiteral("avcintra-class=50");
+                break;
+            default:
+                arguments << QStringLiteral("-c:v") << QStringLiteral("dvvideo") << QStringLiteral("-pix_fmt")
+                          << (codec == VideoCodec::DV25 || codec == VideoCodec::DV25_576i
+                                  ? QStringLiteral("yuv411p")
+                                  : QStringLiteral("yuv422p"));
+            }
+            if (!colour.isEmpty())
+                arguments << QStringLiteral("-color_primaries") << colour << QStringLiteral("-color_trc")
+                          << colour << QStringLiteral("-colorspace") << colour;
         } else {
-            const qint64 samples = std::llround(frames * sampleRate * 1001.0 / 30000.0);
+            const qint64 samples = std::llround(frames * sampleRate * 1001.0 / rate);
             arguments << QStringLiteral("-map") << QStringLiteral("%1:a").arg(input) << QStringLiteral("-af")
                       << QStringLiteral("atrim=end_sample=%1").arg(samples) << QStringLiteral("-c:a")
                       << (bitsPerSample == 24 ? QStringLiteral("pcm_s24le") : QStringLiteral("pcm_s16le"))
                       << QStringLiteral("-ac") << QStringLiteral("1") << QStringLiteral("-ar")
                       << QString::number(sampleRate) << QStringLiteral("-mxf_audio_edit_rate")
-                      << QStringLiteral("30000/1001");
+                      << QStringLiteral("%1/1001").arg(rate);
         }
         if (!timecode.isEmpty())
             arguments << QStringLiteral("-timecode") << timecode;
@@ -246,12 +274,17 @@ QHash<QString, TemplatePtr> generateTemplates(const std::vector<Essence>& essenc
         throw Error("could not create a temporary folder for ffmpeg's output");
 
     // ffmpeg 5.1 never finishes when a video output follows an audio output in one
-    // run, so video and audio templates are made by separate runs.
+    // run, nor always when a run reads many video sources, so audio templates and
+    // those of each video source are made by separate runs.
     std::vector<std::vector<size_t>> batches;
-    for (const bool video : {true, false}) {
+    QStringList groups{QString()};
+    for (const Essence& essence : essences)
+        if (essence.video && !groups.contains(essence.source()))
+            groups.append(essence.source());
+    for (const QString& group : std::as_const(groups)) {
         batches.emplace_back();
         for (size_t i = 0; i < essences.size(); ++i) {
-            if (essences[i].video != video)
+            if ((essences[i].video ? essences[i].source() : QString()) != group)
                 continue;
             if (batches.back().size() == outputsPerFfmpegRun)
                 batches.emplace_back();
@@ -346,6 +379,16 @@ TemplateCache& templateCache()
     return cache;
 }
 
+// A track of a clip's other file, which a camera's material package lists too.
+struct SiblingTrack
+{
+    bool picture = false;
+    qint32 rateNumerator = 0;
+    qint32 rateDenominator = 1;
+    qint64 duration = 0;
+    QByteArray filePackageUmid;
+};
+
 // One essence file to write.
 struct EssenceFile
 {
@@ -354,7 +397,219 @@ struct EssenceFile
     QByteArray materialUmid;
     QByteArray fileUmid;
     bool verify = true;
+    // Every file of the clip in order (video, then audio), this one included as nothing.
+    std::vector<std::optional<SiblingTrack>> clipTracks;
 };
+
+// --- Camera-style header metadata ---
+
+QByteArray bigEndianBytes(quint64 value, int size)
+{
+    QByteArray bytes(size, '\0');
+    for (int i = size - 1; i >= 0; --i, value >>= 8)
+        bytes[i] = static_cast<char>(value & 0xFF);
+    return bytes;
+}
+
+quint64 readBigEndian(const QByteArray& bytes, qsizetype at, int size)
+{
+    quint64 value = 0;
+    for (int i = 0; i < size; ++i)
+        value = (value << 8) | static_cast<quint8>(bytes[at + i]);
+    return value;
+}
+
+struct KlvSpan
+{
+    qsizetype start = 0;
+    qsizetype valueStart = 0;
+    qsizetype end = 0;
+};
+
+KlvSpan klvSpan(const QByteArray& bytes, qsizetype at)
+{
+    if (at + 17 > bytes.size())
+        throw Error("an MXF triplet runs past the end of ffmpeg's file");
+    qsizetype position = at + 16;
+    const auto first = static_cast<quint8>(bytes[position++]);
+    quint64 length = first;
+    if (first & 0x80) {
+        length = readBigEndian(bytes, position, first & 0x7F);
+        position += first & 0x7F;
+    }
+    const KlvSpan span{at, position, position + static_cast<qsizetype>(length)};
+    if (span.end > bytes.size())
+        throw Error("an MXF triplet runs past the end of ffmpeg's file");
+    return span;
+}
+
+QByteArray klvBytes(const QByteArray& key, const QByteArray& value)
+{
+    return key + QByteArray(1, char(0x83)) + bigEndianBytes(static_cast<quint64>(value.size()), 3) + value;
+}
+
+QByteArray setKey(quint8 kind)
+{
+    return QByteArray::fromHex("060e2b34025301010d010101010100").left(14) + QByteArray(1, char(kind)) +
+           QByteArray(1, '\0');
+}
+
+QByteArray localItem(quint16 tag, const QByteArray& value)
+{
+    return bigEndianBytes(tag, 2) + bigEndianBytes(static_cast<quint64>(value.size()), 2) + value;
+}
+
+QByteArray referenceBatch(const QList<QByteArray>& references)
+{
+    QByteArray value = bigEndianBytes(static_cast<quint64>(references.size()), 4) + bigEndianBytes(16, 4);
+    for (const QByteArray& reference : references)
+        value += reference;
+    return value;
+}
+
+bool isPartitionKey(const QByteArray& bytes, qsizetype at)
+{
+    static const QByteArray prefix = QByteArray::fromHex("060e2b34020501010d01020101");
+    return bytes.mid(at, 13) == prefix && static_cast<quint8>(bytes[at + 13]) >= 0x02 &&
+           static_cast<quint8>(bytes[at + 13]) <= 0x04;
+}
+
+bool isRandomIndexKey(const QByteArray& bytes, qsizetype at)
+{
+    return bytes.mid(at, 16) == QByteArray::fromHex("060e2b34020501010d01020101110100");
+}
+
+void shiftOffset(QByteArray& bytes, qsizetype at, qint64 from, qint64 delta)
+{
+    const auto offset = static_cast<qint64>(readBigEndian(bytes, at, 8));
+    if (offset >= from)
+        bytes.replace(at, 8, bigEndianBytes(static_cast<quint64>(offset + delta), 8));
+}
+
+// Rewrites ffmpeg's OP-Atom header so its material package lists every track
+// of the clip as a camera's does: the sets of the sibling tracks go in after
+// the existing ones, and every partition and the random index pack after the
+// header are moved by the bytes this adds.
+QByteArray cameraStyleHeader(const QByteArray& bytes, const EssenceFile& file)
+{
+    const KlvSpan pack = klvSpan(bytes, 0);
+    if (!isPartitionKey(bytes, 0))
+        throw Error("ffmpeg's file does not begin with a header partition");
+    const auto headerByteCount = static_cast<qint64>(readBigEndian(bytes, pack.valueStart + 32, 8));
+    const quint64 kagSize = readBigEndian(bytes, pack.valueStart + 4, 4);
+    qsizetype primer = pack.end;
+    static const QByteArray fillPrefix = QByteArray::fromHex("060e2b3401010102030102100100");
+    while (bytes.mid(primer, 7) == fillPrefix.left(7) && bytes.mid(primer + 8, 6) == fillPrefix.mid(8))
+        primer = klvSpan(bytes, primer).end;
+    const qint64 headerEnd = primer + headerByteCount;
+
+    QList<QByteArray> ownTracks; // the material package's tracks as ffmpeg wrote them: timecode, essence
+    qsizetype materialAt = -1;
+    QList<KlvSpan> spans;
+    for (qsizetype at = primer; at < headerEnd;) {
+        const KlvSpan span = klvSpan(bytes, at);
+        spans.append(span);
+        if (bytes.mid(at, 13) == setKey(0).left(13) && static_cast<quint8>(bytes[at + 13]) == 0x01 &&
+            static_cast<quint8>(bytes[at + 14]) == 0x36)
+            materialAt = spans.size() - 1;
+        at = span.end;
+    }
+    while (!spans.isEmpty() && bytes.mid(spans.last().start, 7) == fillPrefix.left(7) &&
+           bytes.mid(spans.last().start + 8, 6) == fillPrefix.mid(8))
+        spans.removeLast();
+    if (materialAt < 0 || materialAt >= spans.size())
+        throw Error("ffmpeg's header has no material package");
+
+    // The material package with its track list in clip order.
+    const KlvSpan material = spans[materialAt];
+    QByteArray materialValue;
+    for (qsizetype at = material.valueStart; at < material.end;) {
+        const auto tag = static_cast<quint16>(readBigEndian(bytes, at, 2));
+        const auto length = static_cast<qsizetype>(readBigEndian(bytes, at + 2, 2));
+        const QByteArray value = bytes.mid(at + 4, length);
+        if (tag == 0x4403) {
+            for (qsizetype i = 8; i + 16 <= value.size(); i += 16)
+                ownTracks.append(value.mid(i, 16));
+        } else {
+            materialValue += localItem(tag, value);
+        }
+        at += 4 + length;
+    }
+    if (ownTracks.size() != 2)
+        throw Error("ffmpeg's material package does not hold a timecode and an essence track");
+
+    QByteArray added;
+    QList<QByteArray> tracks{ownTracks[0]};
+    quint32 trackID = 3;
+    int index = 0;
+    static const QByteArray pictureDefinition = QByteArray::fromHex("060e2b34040101010103020101000000");
+    static const QByteArray soundDefinition = QByteArray::fromHex("060e2b34040101010103020202000000");
+    for (const std::optional<SiblingTrack>& sibling : file.clipTracks) {
+        if (!sibling) {
+            tracks.append(ownTracks[1]);
+            continue;
+        }
+        const auto uid = [&](int part) {
+            return QCryptographicHash::hash(file.fileUmid + QByteArray::number(index) +
+                                                QByteArray::number(part),
+                                            QCryptographicHash::Sha256)
+                .left(16);
+        };
+        const QByteArray trackUid = uid(0), sequenceUid = uid(1), clipUid = uid(2);
+        ++index;
+        const QByteArray& definition = sibling->picture ? pictureDefinition : soundDefinition;
+        const QByteArray duration = bigEndianBytes(static_cast<quint64>(sibling->duration), 8);
+        added += klvBytes(
+            setKey(0x3B),
+            localItem(0x3C0A, trackUid) + localItem(0x4801, bigEndianBytes(trackID++, 4)) +
+                localItem(0x4804, bigEndianBytes(0, 4)) +
+                localItem(0x4B01, bigEndianBytes(static_cast<quint32>(sibling->rateNumerator), 4) +
+                                      bigEndianBytes(static_cast<quint32>(sibling->rateDenominator), 4)) +
+                localItem(0x4B02, bigEndianBytes(0, 8)) + localItem(0x4803, sequenceUid));
+        added += klvBytes(setKey(0x0F), localItem(0x3C0A, sequenceUid) + localItem(0x0201, definition) +
+                                            localItem(0x0202, duration) +
+                                            localItem(0x1001, referenceBatch({clipUid})));
+        added +=
+            klvBytes(setKey(0x11), localItem(0x3C0A, clipUid) + localItem(0x0201, definition) +
+                                       localItem(0x0202, duration) + localItem(0x1201, bigEndianBytes(0, 8)) +
+                                       localItem(0x1101, sibling->filePackageUmid) +
+                                       localItem(0x1102, bigEndianBytes(2, 4)));
+        tracks.append(trackUid);
+    }
+
+    QByteArray metadata;
+    for (qsizetype i = 0; i < spans.size(); ++i) {
+        if (i == materialAt)
+            metadata += klvBytes(bytes.mid(material.start, 16),
+                                 materialValue + localItem(0x4403, referenceBatch(tracks)));
+        else
+            metadata += bytes.mid(spans[i].start, spans[i].end - spans[i].start);
+    }
+    metadata += added;
+    // Fill up to the grid the partitions keep to.
+    const qint64 kag = kagSize > 1 ? static_cast<qint64>(kagSize) : 1;
+    const qint64 fillValue = (kag - (primer + metadata.size() + 20) % kag) % kag;
+    metadata +=
+        klvBytes(QByteArray::fromHex("060e2b34010101020301021001000000"), QByteArray(fillValue, '\0'));
+    const qint64 delta = primer + metadata.size() - headerEnd;
+
+    QByteArray header = bytes.left(primer);
+    header.replace(pack.valueStart + 32, 8, bigEndianBytes(static_cast<quint64>(metadata.size()), 8));
+    shiftOffset(header, pack.valueStart + 24, headerEnd, delta);
+    QByteArray rest = bytes.mid(headerEnd);
+    for (qsizetype at = 0; at < rest.size();) {
+        const KlvSpan span = klvSpan(rest, at);
+        if (isPartitionKey(rest, at)) {
+            for (const int field : {8, 16, 24})
+                shiftOffset(rest, span.valueStart + field, headerEnd, delta);
+        } else if (isRandomIndexKey(rest, at)) {
+            for (qsizetype entry = span.valueStart + 4; entry + 8 <= span.end - 4; entry += 12)
+                shiftOffset(rest, entry, headerEnd, delta);
+        }
+        at = span.end;
+    }
+    return header + metadata + rest;
+}
 
 QByteArray filePackageUmid(const QByteArray& materialUmid, int fileIndex)
 {
@@ -378,7 +633,7 @@ void writeEssence(const EssenceFile& file, const Template& source)
         bytes.replace(at, umidSize, file.materialUmid);
     for (const qsizetype at : source.fileOffsets)
         bytes.replace(at, umidSize, file.fileUmid);
-    writeBytes(file.path, bytes);
+    writeBytes(file.path, file.clipTracks.empty() ? bytes : cameraStyleHeader(bytes, file));
 }
 
 void verifyUmids(const std::vector<EssenceFile>& files)
@@ -451,7 +706,8 @@ Essence audioEssence(const ClipSpec& clip, int channel)
 {
     Essence essence;
     essence.video = false;
-    essence.frames = clip.frames;
+    essence.frames = clip.audioFrames.value_or(clip.frames);
+    essence.rate = frameRateNumerator(clip.codec);
     essence.timecode = mxfTimecode(clip);
     essence.creationTime = clip.mxfCreationTime;
     essence.bitsPerSample = clip.bitsPerSample;
@@ -480,6 +736,8 @@ void checkClip(const ClipSpec& clip)
         throw Error("a clip needs a name");
     if (clip.frames < 1)
         throw Error("a clip needs at least one frame");
+    if (clip.audioFrames && *clip.audioFrames < 1)
+        throw Error("a clip's audio needs at least one frame");
     if (clip.audioCount < 0 || clip.audioCount > maxAudioFiles)
         throw Error("a clip has 0 to 16 audio files");
     if (clip.bitsPerSample != 16 && clip.bitsPerSample != 24)
@@ -563,8 +821,12 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
     const QByteArray material = umidBytes(written.umid);
     const QString extension = QLatin1Char('.') + clip.essenceExtension;
 
+    const size_t firstFile = files.size();
     EssenceFile video;
-    video.essence.codec = clip.codec;
+    // Both DVCPRO HD 1080 kinds are the same essence.
+    video.essence.codec = clip.codec == VideoCodec::DVCProHD1080i ? VideoCodec::DVCProHD1080 : clip.codec;
+    video.essence.rate = frameRateNumerator(clip.codec);
+    video.essence.colour = clip.statedColour;
     video.essence.frames = clip.frames;
     video.essence.timecode = mxfTimecode(clip);
     video.essence.creationTime = clip.mxfCreationTime;
@@ -592,6 +854,23 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
         files.push_back(audio);
     }
 
+    // Each file's material package lists the tracks of the clip's files that share its UMID.
+    for (size_t i = firstFile; i < files.size(); ++i) {
+        for (size_t j = firstFile; j < files.size(); ++j) {
+            if (files[j].materialUmid != files[i].materialUmid)
+                continue;
+            if (i == j) {
+                files[i].clipTracks.push_back(std::nullopt);
+                continue;
+            }
+            const Essence& other = files[j].essence;
+            const qint64 samples = std::llround(other.frames * sampleRate * 1001.0 / other.rate);
+            files[i].clipTracks.push_back(
+                SiblingTrack{other.video, other.video ? other.rate : sampleRate, other.video ? 1001 : 1,
+                             other.video ? other.frames : samples, files[j].fileUmid});
+        }
+    }
+
     if (clip.writeXml && !folders.clip.isEmpty()) {
         const QString name =
             clip.xmlFileName.isEmpty() ? clip.clipName + QStringLiteral(".XML") : clip.xmlFileName;
@@ -607,6 +886,13 @@ WrittenClip writeClip(const ClipSpec& clip, const CardFolders& folders, Verifica
 }
 
 } // namespace
+
+int frameRateNumerator(VideoCodec codec)
+{
+    if (codec == VideoCodec::DV25_576i)
+        return 25025;
+    return codec == VideoCodec::AVCIntra50_720p || codec == VideoCodec::DVCProHD720p ? 60000 : 30000;
+}
 
 QString umidFor(int n)
 {
@@ -676,7 +962,27 @@ QString clipXml(const ClipSpec& clip)
     const auto element = [](int depth, const QString& name, const QString& value) {
         return QString(depth, QLatin1Char('\t')) + QStringLiteral("<%1>%2</%1>\n").arg(name, escaped(value));
     };
-    const bool hd = clip.codec == VideoCodec::DVCProHD1080;
+    const bool hd = clip.codec != VideoCodec::DV25 && clip.codec != VideoCodec::DV25_576i;
+    const QString frameRate = clip.frameRate.value_or(
+        clip.codec == VideoCodec::DV25 || clip.codec == VideoCodec::DVCProHD1080 ? QStringLiteral("29.97p")
+        : clip.codec == VideoCodec::DV25_576i                                    ? QStringLiteral("50i")
+        : frameRateNumerator(clip.codec) == 60000                                ? QStringLiteral("59.94p")
+                                                                                 : QStringLiteral("59.94i"));
+    QString codec = QStringLiteral("DV25_411");
+    QString codecClass = QStringLiteral("25");
+    if (clip.codec == VideoCodec::AVCIntra100_1080i) {
+        codec = QStringLiteral("AVC-I_1080/") + frameRate;
+        codecClass = QStringLiteral("100");
+    } else if (clip.codec == VideoCodec::AVCIntra50_720p) {
+        codec = QStringLiteral("AVC-I_720/") + frameRate;
+        codecClass = QStringLiteral("50");
+    } else if (clip.codec == VideoCodec::DVCProHD720p) {
+        codec = QStringLiteral("DV100_720/") + frameRate;
+        codecClass = QStringLiteral("100");
+    } else if (hd) {
+        codec = QStringLiteral("DV100_1080/") + frameRate;
+        codecClass = QStringLiteral("100");
+    }
     QString xml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n"
                                  "<P2Main xmlns=\"urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1\">\n"
                                  "\t<ClipContent>\n");
@@ -684,7 +990,11 @@ QString clipXml(const ClipSpec& clip)
     if (clip.xmlHasGlobalClipID)
         xml += element(2, QStringLiteral("GlobalClipID"), writtenId(clipUmid(clip), clip.idForm));
     xml += element(2, QStringLiteral("Duration"), QString::number(clip.frames));
-    xml += element(2, QStringLiteral("EditUnit"), QStringLiteral("1001/30000"));
+    // Frames of 25 a second are written as cameras write them.
+    xml += element(2, QStringLiteral("EditUnit"),
+                   clip.codec == VideoCodec::DV25_576i
+                       ? QStringLiteral("1/25")
+                       : QStringLiteral("1001/%1").arg(frameRateNumerator(clip.codec)));
     QString relation;
     if (clip.top || clip.previous || clip.next || clip.offsetInShot || !clip.globalShotID.isEmpty()) {
         relation += QStringLiteral("\t\t<Relation>\n");
@@ -712,13 +1022,9 @@ QString clipXml(const ClipSpec& clip)
         xml += relation;
     xml += QStringLiteral("\t\t<EssenceList>\n\t\t\t<Video ValidAudioFlag=\"false\">\n");
     xml += element(4, QStringLiteral("VideoFormat"), QStringLiteral("MXF"));
-    xml +=
-        QStringLiteral("\t\t\t\t<Codec Class=\"%1\">%2</Codec>\n")
-            .arg(hd ? QStringLiteral("100") : QStringLiteral("25"),
-                 hd ? QStringLiteral("DV100_1080/") + escaped(clip.frameRate) : QStringLiteral("DV25_411"));
-    xml +=
-        QStringLiteral("\t\t\t\t<FrameRate DropFrameFlag=\"%1\">%2</FrameRate>\n")
-            .arg(clip.dropFrame ? QStringLiteral("true") : QStringLiteral("false"), escaped(clip.frameRate));
+    xml += QStringLiteral("\t\t\t\t<Codec Class=\"%1\">%2</Codec>\n").arg(codecClass, escaped(codec));
+    xml += QStringLiteral("\t\t\t\t<FrameRate DropFrameFlag=\"%1\">%2</FrameRate>\n")
+               .arg(clip.dropFrame ? QStringLiteral("true") : QStringLiteral("false"), escaped(frameRate));
     if (clip.xmlStartTimecode)
         xml += element(4, QStringLiteral("StartTimecode"), *clip.xmlStartTimecode);
     xml += element(4, QStringLiteral("StartBinaryGroup"), QStringLiteral("00000000"));
@@ -747,11 +1053,30 @@ QString clipXml(const ClipSpec& clip)
     xml += QStringLiteral("\t\t\t</Access>\n\t\t\t<Device>\n");
     xml += element(4, QStringLiteral("Manufacturer"), QStringLiteral("Panasonic"));
     xml += element(4, QStringLiteral("ModelName"), clip.modelName);
+    if (!clip.serialNumber.isEmpty())
+        xml += element(4, QStringLiteral("SerialNo."), clip.serialNumber);
     xml += QStringLiteral("\t\t\t</Device>\n");
-    if (clip.shootStartDate) {
+    if (clip.shootStartDate || !clip.shooter.isEmpty()) {
         xml += QStringLiteral("\t\t\t<Shoot>\n");
-        xml += element(4, QStringLiteral("StartDate"), *clip.shootStartDate);
+        if (!clip.shooter.isEmpty())
+            xml += element(4, QStringLiteral("Shooter"), clip.shooter);
+        if (clip.shootStartDate)
+            xml += element(4, QStringLiteral("StartDate"), *clip.shootStartDate);
         xml += QStringLiteral("\t\t\t</Shoot>\n");
+    }
+    if (!clip.scene.isEmpty() || !clip.take.isEmpty()) {
+        xml += QStringLiteral("\t\t\t<Scenario>\n");
+        if (!clip.scene.isEmpty())
+            xml += element(4, QStringLiteral("SceneNo."), clip.scene);
+        if (!clip.take.isEmpty())
+            xml += element(4, QStringLiteral("TakeNo."), clip.take);
+        xml += QStringLiteral("\t\t\t</Scenario>\n");
+    }
+    if (!clip.memo.isEmpty()) {
+        xml += QStringLiteral("\t\t\t<Memo>\n");
+        xml += element(4, QStringLiteral("Offset"), QStringLiteral("0"));
+        xml += element(4, QStringLiteral("Text"), clip.memo);
+        xml += QStringLiteral("\t\t\t</Memo>\n");
     }
     xml += QStringLiteral("\t\t</ClipMetadata>\n\t</ClipContent>\n</P2Main>\n");
     return xml;

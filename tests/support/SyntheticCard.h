@@ -19,20 +19,32 @@
 // file also gets its own file package UMID, derived from the clip's UMID and the
 // file's index (as in camera files, one file package per file).
 //
-// Essence: the video is ffmpeg's test pattern at 30000/1001 fps. Audio file i
+// Headers: every file's material package lists, as a camera writes it, the
+// timecode track and the picture and sound tracks of the whole clip, each
+// referring to the file package of its own file; the file's own file package
+// is the only one it holds.
+//
+// Essence: the video is ffmpeg's test pattern at the codec's rate. Audio file i
 // (0-based) is mono PCM at 48 kHz, a sine of 440·(i+1) Hz peaking at −(6 + 3·i)
 // dBFS, so tracks can be told apart by level and pitch; its length matches the
-// video's frames (1601.6 samples per frame, rounded), and it carries the clip's
-// timecode and creation time like the video. Everything the essence depends on
-// (codec, frames, timecode, creation time, sample size, channel) keys an
-// in-memory template that ffmpeg makes once per process; each file is a copy of
-// its template with the UMIDs patched in.
+// video's frames (1601.6 samples per frame at 29.97, rounded) unless told otherwise, and it carries the
+// clip's timecode and creation time like the video. Everything the essence depends on (codec, frames,
+// timecode, creation time, sample size, channel) keys an in-memory template that ffmpeg makes once per
+// process; each file is a copy of its template with the UMIDs patched in.
 namespace SyntheticCard {
 
 enum class VideoCodec {
-    DV25,         // DV 720x480, 29.97 fps
-    DVCProHD1080, // DVCPRO HD 1280x1080, 29.97 fps
+    DV25,              // DV 720x480, 29.97 fps, interlaced
+    DV25_576i,         // DV 720x576, 25 fps, interlaced, 50i in the XML
+    DVCProHD1080,      // DVCPRO HD 1280x1080, 29.97 fps, interlaced, stated 29.97p in the XML
+    DVCProHD1080i,     // the same essence, stated 59.94i in the XML as a camera records it
+    AVCIntra100_1080i, // AVC-Intra 100 1920x1080, 10-bit 4:2:2, 59.94i (top field first)
+    AVCIntra50_720p,   // AVC-Intra 50 960x720, 10-bit 4:2:0, 59.94p
+    DVCProHD720p,      // DVCPRO HD 960x720, 59.94p
 };
+
+// Frames per 1001 seconds of `codec`: 30000 (29.97 frames a second), 60000 or 25025 (25 a second).
+int frameRateNumerator(VideoCodec codec);
 
 enum class IdForm {
     UpperCase, // 060A2B34…
@@ -63,7 +75,12 @@ struct ClipSpec
     QString umid;
 
     VideoCodec codec = VideoCodec::DV25;
+    // ffmpeg's name of the colour primaries, transfer and matrix the video
+    // essence states (ffmpeg's MXF muxer writes them into the descriptor too); empty: none.
+    QString statedColour;
     int frames = 3;
+    // The audio files' length in frames of the video; unset: `frames`.
+    std::optional<int> audioFrames;
     // Start timecode written into the MXF; empty: none given to ffmpeg (it then writes 00:00:00:00).
     // With `dropFrame` the MXF timecode is drop frame (ffprobe shows HH:MM:SS;FF); the XML keeps colons.
     QString startTimecode = QStringLiteral("00:00:00:00");
@@ -88,7 +105,9 @@ struct ClipSpec
     IdForm idForm = IdForm::UpperCase;
     // Number of Audio elements in the XML's EssenceList; unset: audioCount.
     std::optional<int> declaredAudioCount;
-    QString frameRate = QStringLiteral("29.97p");
+    // Unset: the codec's own (29.97p for DV and DVCProHD1080, 50i for DV25_576i, 59.94i or 59.94p for
+    // the others).
+    std::optional<QString> frameRate;
     bool dropFrame = false;
     // Unset: the XML carries no StartTimecode.
     std::optional<QString> xmlStartTimecode = QStringLiteral("00:00:00:00");
@@ -99,6 +118,12 @@ struct ClipSpec
     // Empty: the clip name, as cameras write by default.
     QString userClipName;
     QString modelName = QStringLiteral("AJ-HPX3100G");
+    // Device/SerialNo., Shoot/Shooter, Scenario/SceneNo. and TakeNo., Memo/Text: each written only when set.
+    QString serialNumber;
+    QString shooter;
+    QString scene;
+    QString take;
+    QString memo;
     // Relation/Connection of a spanned shot; Relation is written only when one is set.
     std::optional<Connection> top, previous, next;
     // Relation/OffsetInShot (frames) and Relation/GlobalShotID; each written only when set.
@@ -197,7 +222,7 @@ QString ffprobePath();
 // The CLIP XML text the builder writes for a clip, values XML-escaped. Besides the fields
 // of ClipSpec it holds what cameras write beside them (VideoFormat, Codec with its Class,
 // StartBinaryGroup, AspectRatio, AudioFormat, DataSource, Creator, Manufacturer); EditUnit
-// is always 1001/30000, the essence's rate, and Duration is `frames`.
+// is the essence's rate (1001/30000 or 1001/60000), and Duration is `frames`.
 // Relation/Connection is written only when a neighbour is set.
 QString clipXml(const ClipSpec& clip);
 

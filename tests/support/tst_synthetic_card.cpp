@@ -31,16 +31,25 @@ struct Probe
 Probe probe(const QString& path)
 {
     QProcess process;
-    process.start(ffprobePath(),
-                  {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                   QStringLiteral("format_tags=material_package_umid,timecode,modification_date:"
-                                  "stream=codec_name,width,height,channels,sample_rate,"
-                                  "bits_per_sample,duration_ts"),
-                   QStringLiteral("-of"), QStringLiteral("json"), path});
+    process.start(
+        ffprobePath(),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+         QStringLiteral("format_tags=material_package_umid,timecode,modification_date:"
+                        "stream=codec_type,codec_name,width,height,pix_fmt,field_order,r_frame_rate,"
+                        "channels,sample_rate,"
+                        "bits_per_sample,duration_ts"),
+         QStringLiteral("-of"), QStringLiteral("json"), path});
     process.waitForFinished(-1);
     const QJsonObject root = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+    // A camera-style header lists the clip's other tracks too; ffprobe shows
+    // them as data streams, and the file's own essence is the one that is not.
+    QJsonObject essence;
+    for (const QJsonValue stream : root.value(QStringLiteral("streams")).toArray())
+        if (stream.toObject().value(QStringLiteral("codec_type")) != QLatin1String("data") &&
+            essence.isEmpty())
+            essence = stream.toObject();
     return {root.value(QStringLiteral("format")).toObject().value(QStringLiteral("tags")).toObject(),
-            root.value(QStringLiteral("streams")).toArray().first().toObject()};
+            essence};
 }
 
 QList<Probe> probeAll(const QStringList& paths)
@@ -166,6 +175,7 @@ struct Knob
 } // namespace
 
 Q_DECLARE_METATYPE(Knob)
+Q_DECLARE_METATYPE(VideoCodec)
 
 class SyntheticCardTest : public QObject
 {
@@ -182,6 +192,8 @@ private slots:
     void clipXmlEscapesValues();
     void knobs_data();
     void knobs();
+    void videoKinds_data();
+    void videoKinds();
     void specialCharactersInNames();
     void badInputIsRefused();
 
@@ -577,6 +589,70 @@ void SyntheticCardTest::knobs()
     plan.clips = {clip(1, 2), clip(2, 2)};
     knob.arrange(plan);
     knob.check(write(plan, root()));
+}
+
+void SyntheticCardTest::videoKinds_data()
+{
+    QTest::addColumn<VideoCodec>("codec");
+    // What ffprobe reads of the essence: codec, size, pixel format, field order, rate.
+    QTest::addColumn<QStringList>("essence");
+    // What the XML states: Codec, its Class, FrameRate, EditUnit.
+    QTest::addColumn<QStringList>("xml");
+    // The audio's samples for two frames.
+    QTest::addColumn<QString>("samples");
+    QTest::newRow("DV 480i") << VideoCodec::DV25
+                             << QStringList{"dvvideo", "720", "480", "yuv411p", "tt", "30000/1001"}
+                             << QStringList{"DV25_411", "25", "29.97p", "1001/30000"} << "3203";
+    QTest::newRow("DV 576i") << VideoCodec::DV25_576i
+                             << QStringList{"dvvideo", "720", "576", "yuv411p", "bb", "25/1"}
+                             << QStringList{"DV25_411", "25", "50i", "1/25"} << "3840";
+    QTest::newRow("DVCPRO HD 1080i") << VideoCodec::DVCProHD1080i
+                                     << QStringList{"dvvideo", "1280", "1080", "yuv422p", "tt", "30000/1001"}
+                                     << QStringList{"DV100_1080/59.94i", "100", "59.94i", "1001/30000"}
+                                     << "3203";
+    QTest::newRow("DVCPRO HD 720p") << VideoCodec::DVCProHD720p
+                                    << QStringList{"dvvideo", "960",         "720",
+                                                   "yuv422p", "progressive", "60000/1001"}
+                                    << QStringList{"DV100_720/59.94p", "100", "59.94p", "1001/60000"}
+                                    << "1602";
+    QTest::newRow("AVC-Intra 100 1080i")
+        << VideoCodec::AVCIntra100_1080i
+        << QStringList{"h264", "1920", "1080", "yuv422p10le", "tt", "30000/1001"}
+        << QStringList{"AVC-I_1080/59.94i", "100", "59.94i", "1001/30000"} << "3203";
+    QTest::newRow("AVC-Intra 50 720p")
+        << VideoCodec::AVCIntra50_720p
+        << QStringList{"h264", "960", "720", "yuv420p10le", "progressive", "60000/1001"}
+        << QStringList{"AVC-I_720/59.94p", "50", "59.94p", "1001/60000"} << "1602";
+}
+
+void SyntheticCardTest::videoKinds()
+{
+    QFETCH(VideoCodec, codec);
+    QFETCH(QStringList, essence);
+    QFETCH(QStringList, xml);
+    QFETCH(QString, samples);
+    CardSpec plan;
+    plan.clips = {clip(1, 2)};
+    plan.clips[0].codec = codec;
+    plan.clips[0].frames = 2;
+    const WrittenCard card = write(plan, root());
+    const Probe video = probe(card.clips[0].videoPath);
+    QCOMPARE((QStringList{video.field("codec_name"), video.field("width"), video.field("height"),
+                          video.field("pix_fmt"), video.field("field_order"), video.field("r_frame_rate")}),
+             essence);
+    QCOMPARE(video.tag("material_package_umid"), "0x" + umidFor(1));
+    QCOMPARE(video.tag("timecode"), plan.clips[0].startTimecode);
+    for (const QString& path : card.clips[0].audioPaths) {
+        const Probe audio = probe(path);
+        QCOMPARE(audio.field("codec_name"), "pcm_s16le");
+        QCOMPARE(audio.field("duration_ts"), samples);
+        QCOMPARE(audio.tag("material_package_umid"), "0x" + umidFor(1));
+    }
+    const XmlFacts facts = readXml(card.clips[0].xmlPath);
+    QCOMPARE((QStringList{facts.value(videoElement + "/Codec"), facts.value(videoElement + "/Codec@Class"),
+                          facts.value(videoElement + "/FrameRate"), facts.value(clipContent + "/EditUnit")}),
+             xml);
+    QCOMPARE(facts.value(clipContent + "/Duration"), "2");
 }
 
 void SyntheticCardTest::specialCharactersInNames()
