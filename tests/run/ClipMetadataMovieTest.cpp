@@ -130,20 +130,10 @@ private slots:
         notedCard_ = SyntheticCard::write(plan, work_->filePath(awkwardName(QStringLiteral(" noted"))));
     }
 
-    void cleanupTestCase()
-    {
-        work_.reset();
-        tools_.reset();
-    }
-
     void init()
     {
         FFmpegService::setToolDirectoriesForTesting({tools_->path()});
-        session_.open();
-        settings_->setOutputFolderPath(
-            work_->filePath(QStringLiteral("out-") + QString::fromLatin1(QTest::currentTestFunction())));
-        settings_->setProResProfile(ProResProfile::proxy);
-        settings_->setOpenOutputFolderWhenFinished(false);
+        session_.openConverting(work_->filePath(QString::fromLatin1(QTest::currentTestFunction())));
     }
 
     void cleanup() { session_.close(); }
