@@ -166,10 +166,14 @@ QCoro::Task<std::optional<MediaProbe>> probe(QString path)
     co_return co_await FFmpegService::probeFull(std::move(path));
 }
 
-// What the conversion itself learns of a source, so the command shown is the one it runs.
+// What the conversion itself learns of a source, so the command shown is the
+// one it runs; nothing when nothing could be learnt.
 QCoro::Task<std::optional<FFmpegService::SourceFacts>> source(QString path)
 {
-    co_return co_await FFmpegService::sourceFacts(std::move(path));
+    FFmpegService::SourceFacts facts = co_await FFmpegService::sourceFacts(std::move(path));
+    if (facts == FFmpegService::SourceFacts{})
+        co_return std::nullopt;
+    co_return facts;
 }
 
 // The measurement never fails, so every audio file gets a level; one that

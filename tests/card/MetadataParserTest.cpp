@@ -62,6 +62,9 @@ QString cameraClipXml()
       </Access>
       <Device><Manufacturer>Panasonic</Manufacturer><SerialNo.>A1B2C3</SerialNo.><ModelName>AJ-HPX3100G</ModelName></Device>
       <Shoot><Shooter>Sam</Shooter><StartDate>2022-04-19T22:40:00-05:00</StartDate></Shoot>
+      <Scenario><SceneNo.>12</SceneNo.><TakeNo.>3</TakeNo.></Scenario>
+      <Memo><Offset>0</Offset><Person>Sam</Person><Text>Wind on the left mic</Text></Memo>
+      <Memo><Offset>120</Offset><Text>Good take</Text></Memo>
     </ClipMetadata>
   </ClipContent>
 </P2Main>
@@ -143,6 +146,14 @@ private slots:
         // The neighbours' names and identifiers never stand in for the clip's own.
         const ShotConnection neighbour{QStringLiteral("0000AB"), neighbourUmid};
         expected.relation = ShotRelation{0, neighbourUmid, neighbour, neighbour, std::nullopt};
+        expected.notes = ClipNotes{QStringLiteral("Interview, take 2"),
+                                   QStringLiteral("Panasonic"),
+                                   QStringLiteral("AJ-HPX3100G"),
+                                   QStringLiteral("A1B2C3"),
+                                   QStringLiteral("Sam"),
+                                   QStringLiteral("12"),
+                                   QStringLiteral("3"),
+                                   QStringLiteral("Wind on the left mic\nGood take")};
         QCOMPARE(P2MetadataParser::parse(path), expected);
     }
 

@@ -213,12 +213,46 @@ private slots:
             clip.creationDate.reset();
             clip.shootStartDate.reset();
         }) << std::function([](ClipMetadata& m, const Clip&) { m.recordingDateTimeRaw.reset(); });
+        QTest::newRow("operator's notes") << std::function([](Clip& clip) {
+            clip.userClipName = QStringLiteral("Interview & B-roll <2>");
+            clip.serialNumber = QStringLiteral("G8TA00123");
+            clip.shooter = QStringLiteral("Sam Ørn");
+            clip.scene = QStringLiteral("4A");
+            clip.take = QStringLiteral("2");
+            clip.memo = QStringLiteral("Boom in shot");
+        }) << std::function([](ClipMetadata& m, const Clip&) {
+            m.notes.userClipName = QStringLiteral("Interview & B-roll <2>");
+            m.notes.serialNumber = QStringLiteral("G8TA00123");
+            m.notes.shooter = QStringLiteral("Sam Ørn");
+            m.notes.scene = QStringLiteral("4A");
+            m.notes.take = QStringLiteral("2");
+            m.notes.memo = QStringLiteral("Boom in shot");
+        });
+        QTest::newRow("DVCPRO HD 1080i")
+            << std::function([](Clip& clip) { clip.codec = SyntheticCard::VideoCodec::DVCProHD1080i; })
+            << std::function([](ClipMetadata& m, const Clip&) {
+                   m.frameRate = 59.94;
+                   m.videoCodec = QStringLiteral("DV100_1080/59.94i");
+               });
+        QTest::newRow("AVC-Intra 100 1080i")
+            << std::function([](Clip& clip) { clip.codec = SyntheticCard::VideoCodec::AVCIntra100_1080i; })
+            << std::function([](ClipMetadata& m, const Clip&) {
+                   m.frameRate = 59.94;
+                   m.videoCodec = QStringLiteral("AVC-I_1080/59.94i");
+               });
+        QTest::newRow("AVC-Intra 50 720p")
+            << std::function([](Clip& clip) { clip.codec = SyntheticCard::VideoCodec::AVCIntra50_720p; })
+            << std::function([](ClipMetadata& m, const Clip&) {
+                   m.frameRate = 59.94;
+                   m.videoCodec = QStringLiteral("AVC-I_720/59.94p");
+               });
         QTest::newRow("spanned shot") << std::function([](Clip& clip) {
             clip.top = SyntheticCard::Connection{QStringLiteral("0001AB"), SyntheticCard::umidFor(1)};
             clip.previous = clip.top;
             clip.next = SyntheticCard::Connection{QStringLiteral("0003AB"), SyntheticCard::umidFor(3)};
             clip.userClipName = QStringLiteral("Interview & B-roll <2>");
         }) << std::function([](ClipMetadata& m, const Clip&) {
+            m.notes.userClipName = QStringLiteral("Interview & B-roll <2>");
             m.relation = ShotRelation{std::nullopt, std::nullopt,
                                       ShotConnection{QStringLiteral("0001AB"), SyntheticCard::umidFor(1)},
                                       ShotConnection{QStringLiteral("0001AB"), SyntheticCard::umidFor(1)},
@@ -245,6 +279,9 @@ private slots:
         expected.recordingDateTimeRaw = clip.creationDate;
         expected.durationFrames = clip.frames;
         expected.videoCodec = QStringLiteral("DV25_411");
+        expected.notes.userClipName = clip.clipName;
+        expected.notes.manufacturer = QStringLiteral("Panasonic");
+        expected.notes.modelName = clip.modelName;
         expect(expected, clip);
         QCOMPARE(parseClipXml(clip, path), expected);
     }

@@ -566,13 +566,19 @@ private slots:
             QVERIFY(lines.at(video + 1).startsWith(QStringLiteral("  Duration: 0.")));
             QVERIFY(lines.at(video + 5).startsWith(QStringLiteral("    #0 video dvvideo ")));
 
+            // DV of 480 lines is interlaced and states no colour: SMPTE 170M is assumed.
             const QString command = FFmpegService::commandLineString(
                 tools.toolPath(QStringLiteral("ffmpeg")),
                 FFmpegService::buildArguments(
                     clips[i].videoURL, clips[i].audioURLs, 0.25, ProResProfile::proxy,
                     plan.clips[i].startTimecode,
-                    QStringLiteral("<OUTPUT_FOLDER>/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0'))));
+                    QStringLiteral("<OUTPUT_FOLDER>/%1.mov").arg(i + 1, 3, 10, QLatin1Char('0')),
+                    PictureCoding::forPicture(true, 480)));
             QVERIFY2(lines.contains(command), qPrintable(command));
+            QVERIFY2(command.contains(QStringLiteral(" -vf setparams=color_primaries=smpte170m:"
+                                                     "color_trc=smpte170m:colorspace=smpte170m ")),
+                     qPrintable(command));
+            QVERIFY2(command.contains(QStringLiteral(" -vendor apl0 -flags +ildct ")), qPrintable(command));
         }
         for (const QString& audio : card.clips[0].audioPaths) {
             const qsizetype at = lines.indexOf(QStringLiteral("  Absolute path: ") + audio);

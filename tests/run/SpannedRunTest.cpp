@@ -273,11 +273,17 @@ private slots:
         QList<EssenceInputs> pieces;
         for (int i = 0; i < 4; ++i)
             pieces.append({spannedCard_.clips[i].videoPath, spannedCard_.clips[i].audioPaths});
+        // The pieces are DV of 480 lines: interlaced, and SMPTE 170M where nothing is stated.
+        const PictureCoding picture = PictureCoding::forPicture(true, 480);
         const QString command = FFmpegService::commandLineString(
             *FFmpegService::resolvedFFmpegPath(),
             FFmpegService::buildJoinArguments(pieces, 0.0, ProResProfile::proxy,
                                               QStringLiteral("01:00:00:00"),
-                                              FFmpegService::temporaryPath(movie)));
+                                              FFmpegService::temporaryPath(movie), picture));
+        QVERIFY2(command.contains(QStringLiteral("concat=n=4:v=1:a=2[j][a1][a2];[j]setparams=color_primaries="
+                                                 "smpte170m:color_trc=smpte170m:colorspace=smpte170m[v]")),
+                 qPrintable(command));
+        QVERIFY2(command.contains(QStringLiteral(" -flags +ildct ")), qPrintable(command));
         const QStringList conversion = reportLines(reportPath("CONVERSION_REPORT.txt"));
         QCOMPARE(conversion.mid(0, 3),
                  (QStringList{QStringLiteral("[T] %1: running command:").arg(shotName), command,
@@ -296,7 +302,7 @@ private slots:
                                    *FFmpegService::resolvedFFmpegPath(),
                                    FFmpegService::buildJoinArguments(
                                        pieces, 0.0, ProResProfile::proxy, QStringLiteral("01:00:00:00"),
-                                       QStringLiteral("<OUTPUT_FOLDER>/001.mov")))));
+                                       QStringLiteral("<OUTPUT_FOLDER>/001.mov"), picture))));
 
         // Skipping goes by the joined movie's name: the shot is not converted again.
         const QByteArray converted = readFile(movie);

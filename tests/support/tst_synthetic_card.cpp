@@ -34,13 +34,20 @@ Probe probe(const QString& path)
     process.start(ffprobePath(),
                   {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
                    QStringLiteral("format_tags=material_package_umid,timecode,modification_date:"
-                                  "stream=codec_name,width,height,channels,sample_rate,"
+                                  "stream=codec_type,codec_name,width,height,channels,sample_rate,"
                                   "bits_per_sample,duration_ts"),
                    QStringLiteral("-of"), QStringLiteral("json"), path});
     process.waitForFinished(-1);
     const QJsonObject root = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+    // A camera-style header lists the clip's other tracks too; ffprobe shows
+    // them as data streams, and the file's own essence is the one that is not.
+    QJsonObject essence;
+    for (const QJsonValue stream : root.value(QStringLiteral("streams")).toArray())
+        if (stream.toObject().value(QStringLiteral("codec_type")) != QLatin1String("data") &&
+            essence.isEmpty())
+            essence = stream.toObject();
     return {root.value(QStringLiteral("format")).toObject().value(QStringLiteral("tags")).toObject(),
-            root.value(QStringLiteral("streams")).toArray().first().toObject()};
+            essence};
 }
 
 QList<Probe> probeAll(const QStringList& paths)
