@@ -15,6 +15,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimeZone>
 
 using Phase = ConversionViewModel::Phase;
 using Tags = QMap<QString, QString>;
@@ -184,6 +185,43 @@ private slots:
         QVERIFY(!movie.timecodeTrack.contains(QStringLiteral("creation_time")));
         QVERIFY(!movie.reelNameElsewhere);
         QVERIFY(!runReport(QStringLiteral("DEBUG_REPORT.txt")).contains(QLatin1String("-metadata")));
+    }
+
+    void everyKindOfClipCarriesItsMetadata()
+    {
+        using Codec = SyntheticCard::VideoCodec;
+        const QList<std::pair<Codec, QString>> kinds{
+            {Codec::DV25, QStringLiteral("DV")}, {Codec::DVCProHD1080i, QStringLiteral("DVCPRO HD 1080i")}};
+        SyntheticCard::CardSpec plan;
+        for (qsizetype i = 0; i < kinds.size(); ++i) {
+            SyntheticCard::ClipSpec clip = SyntheticCard::clip(int(i) + 40, 1);
+            clip.codec = kinds[i].first;
+            clip.scene = kinds[i].second;
+            plan.clips.push_back(clip);
+        }
+        SyntheticCard::WrittenCard card;
+        try {
+            card = SyntheticCard::write(plan, work_->filePath(QStringLiteral("kinds")));
+        } catch (const SyntheticCard::Error& error) {
+            QFAIL(error.what());
+        }
+        settings_->setWriteClipMetadata(true);
+
+        const QStringList movies = convert(card.rootPath);
+        QCOMPARE(movies.size(), kinds.size());
+
+        for (const std::shared_ptr<ConversionJob>& job : driver_->jobs()) {
+            const qsizetype i = job->clip().videoName().mid(2, 2).toInt() - 40;
+            QVERIFY2(i >= 0 && i < kinds.size(), qPrintable(job->clip().videoName()));
+            const MovieTags movie = movieTags(job->outputURL());
+            QCOMPARE(movie.timecodeTrack.value(QStringLiteral("reel_name")), plan.clips[size_t(i)].clipName);
+            QCOMPARE(movie.format.value(QStringLiteral("com.tolvane.scene")), kinds[i].second);
+            QCOMPARE(movie.format.value(QStringLiteral("com.tolvane.material-package-umid")),
+                     card.clips[size_t(i)].umid);
+            QCOMPARE(movie.format.value(QStringLiteral("creation_time")),
+                     QDateTime(QDate(2026, 7, 1), QTime(15, int(i) + 39), QTimeZone::utc())
+                         .toString(QStringLiteral("yyyy-MM-ddTHH:mm:ssZ")));
+        }
     }
 
     void aJoinedShotCarriesItsFirstPiece()
