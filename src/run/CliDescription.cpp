@@ -20,6 +20,7 @@ QList<Command> commands(const QString& defaultOutputFolder)
                      .choices = {u"proxy"_s, u"standard"_s, u"hq"_s}},
                     {.name = u"allow-unsafe-fallback"_s},
                     {.name = u"join-spanned"_s},
+                    {.name = u"clip-metadata"_s},
                     {.name = u"allow-sleep"_s},
                     {.name = u"ignore-free-space"_s},
                     {.name = u"clip"_s, .value = Value::text, .valueName = u"NAME"_s, .repeatable = true},
@@ -40,6 +41,10 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     u"--join-spanned makes each shot the camera split across\n"
                     "several clips one movie, where every piece is on the card,\n"
                     "verified and consistent; the scan line says how many."_s,
+                    u"--clip-metadata writes into each movie its clip's name as the\n"
+                    "reel name of its timecode track and, from the CLIP XML, its\n"
+                    "recording date and time, user clip name, camera, shooter,\n"
+                    "scene, take, memo and material package UMID."_s,
                     u"While it converts, the computer does not suspend or idle\n"
                     "into sleep (DEBUG_REPORT.txt says so when the desktop could\n"
                     "not hold sleep off); --allow-sleep lets it."_s,

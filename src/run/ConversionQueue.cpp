@@ -1,6 +1,7 @@
 #include "run/ConversionQueue.h"
 
 #include "media/FFmpegError.h"
+#include "run/ClipMetadata.h"
 
 #include <cerrno>
 #include <cstring>
@@ -19,7 +20,7 @@ bool hasContent(const QString& path)
 } // namespace
 
 QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, double audioOffsetSeconds,
-                                   ProResProfile profile, bool skipExistingFiles,
+                                   ProResProfile profile, bool skipExistingFiles, bool writeClipMetadata,
                                    JobUpdateHandler onJobUpdate, JobFinishedHandler onJobFinished,
                                    CommandBuiltHandler onCommandBuilt)
 {
@@ -48,7 +49,7 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
         // Named, not a temporary of the co_await: g++ 12 destroys copies of
         // arguments made inside a co_await expression twice.
         QCoro::Task<ClipStatus> conversion =
-            convertOne(job, audioOffsetSeconds, profile, onJobUpdate, onCommandBuilt);
+            convertOne(job, audioOffsetSeconds, profile, writeClipMetadata, onJobUpdate, onCommandBuilt);
         const ClipStatus final = co_await conversion;
         job->setStatus(final);
         if (final.kind == ClipStatus::Kind::completed)
@@ -62,7 +63,7 @@ QCoro::Task<> ConversionQueue::run(QList<std::shared_ptr<ConversionJob>> jobs, d
 
 QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJob> job,
                                                     double audioOffsetSeconds, ProResProfile profile,
-                                                    JobUpdateHandler onJobUpdate,
+                                                    bool writeClipMetadata, JobUpdateHandler onJobUpdate,
                                                     CommandBuiltHandler onCommandBuilt)
 {
     const P2Clip& clip = job->clip();
@@ -82,17 +83,20 @@ QCoro::Task<ClipStatus> ConversionQueue::convertOne(std::shared_ptr<ConversionJo
             job->setStatus(ClipStatus::converting(fraction));
             onJobUpdate(*job);
         };
+        // A joined shot's job holds its first piece as its clip.
+        const MovieMetadata metadata = writeClipMetadata ? ClipMetadata::forClip(clip) : MovieMetadata();
         if (const std::optional<SpannedShot>& shot = job->shot()) {
             QList<EssenceInputs> pieces;
             for (const P2Clip& piece : shot->pieces)
                 pieces.append({piece.videoURL, piece.audioURLs});
-            QCoro::Task<std::optional<double>> conversion = ffmpeg_.convertJoined(
-                pieces, audioOffsetSeconds, profile, job->outputURL(), commandHandler, progressHandler);
+            QCoro::Task<std::optional<double>> conversion =
+                ffmpeg_.convertJoined(pieces, audioOffsetSeconds, profile, job->outputURL(), commandHandler,
+                                      progressHandler, metadata);
             sourceSeconds = co_await conversion;
         } else {
             QCoro::Task<std::optional<double>> conversion =
                 ffmpeg_.convert(clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, job->outputURL(),
-                                commandHandler, progressHandler);
+                                commandHandler, progressHandler, metadata);
             sourceSeconds = co_await conversion;
         }
     } catch (const FFmpegError& error) {

@@ -50,10 +50,12 @@ public:
 
     // Returns when the batch ends; never throws. Jobs not reached (after a
     // cancel or a stop) end as not started, each with its callbacks.
-    // `onCommandBuilt` may be empty.
+    // `onCommandBuilt` may be empty. With `writeClipMetadata` each movie
+    // records its clip as ClipMetadata::forClip describes it.
     QCoro::Task<> run(QList<std::shared_ptr<ConversionJob>> jobs, double audioOffsetSeconds,
-                      ProResProfile profile, bool skipExistingFiles, JobUpdateHandler onJobUpdate,
-                      JobFinishedHandler onJobFinished, CommandBuiltHandler onCommandBuilt = {});
+                      ProResProfile profile, bool skipExistingFiles, bool writeClipMetadata,
+                      JobUpdateHandler onJobUpdate, JobFinishedHandler onJobFinished,
+                      CommandBuiltHandler onCommandBuilt = {});
 
     // Ends the batch: the running conversion is stopped (asked to end, then
     // killed after ToolLimits' grace) and its job fails as "Cancelled".
@@ -66,8 +68,8 @@ public:
 private:
     // The job's final status once its conversion has been tried.
     QCoro::Task<ClipStatus> convertOne(std::shared_ptr<ConversionJob> job, double audioOffsetSeconds,
-                                       ProResProfile profile, JobUpdateHandler onJobUpdate,
-                                       CommandBuiltHandler onCommandBuilt);
+                                       ProResProfile profile, bool writeClipMetadata,
+                                       JobUpdateHandler onJobUpdate, CommandBuiltHandler onCommandBuilt);
     // Why a movie that ffmpeg finished is still a failure: it is missing or
     // empty, lacks the audio its clip had, or is shorter than its source.
     static QCoro::Task<std::optional<QString>> outputFailure(QString outputPath, bool needsAudio,

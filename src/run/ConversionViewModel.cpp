@@ -481,14 +481,17 @@ void ConversionViewModel::start(bool checkFreeSpace)
     const double audioOffsetSeconds = m_settings.effectiveAudioOffsetSeconds();
     const ProResProfile profile = m_settings.proResProfile();
     const bool skipExistingFiles = m_settings.skipExistingFiles();
+    const bool writeClipMetadata = m_settings.writeClipMetadata();
     m_queue = std::make_shared<ConversionQueue>();
-    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles, checkFreeSpace);
+    m_run = runBatch(m_queue, m_jobs, folder, audioOffsetSeconds, profile, skipExistingFiles,
+                     writeClipMetadata, checkFreeSpace);
 }
 
 QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> queue,
                                             QList<std::shared_ptr<ConversionJob>> jobs, QString outputFolder,
                                             double audioOffsetSeconds, ProResProfile profile,
-                                            bool skipExistingFiles, bool checkFreeSpace)
+                                            bool skipExistingFiles, bool writeClipMetadata,
+                                            bool checkFreeSpace)
 {
     const QPointer<ConversionViewModel> self(this);
     const std::shared_ptr<DesktopSession> session = m_session;
@@ -532,8 +535,8 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     if (session)
         holdingOffSleep.emplace(session->holdOffSleep(holdingOffSleepReason(jobs.size())));
     QCoro::Task<> batch =
-        queue->run(std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles, std::move(onJobUpdate),
-                   std::move(onJobFinished), std::move(onCommandBuilt));
+        queue->run(std::move(jobs), audioOffsetSeconds, profile, skipExistingFiles, writeClipMetadata,
+                   std::move(onJobUpdate), std::move(onJobFinished), std::move(onCommandBuilt));
     co_await batch;
     std::optional<QString> sleepNotHeld;
     if (holdingOffSleep)
@@ -891,19 +894,22 @@ void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional
     m_writingRunDebugReport = true;
     m_runDebugReport = writeRunDebugReport(
         reachedClips, m_pairingEntries, reachedShots, m_settings.effectiveAudioOffsetSeconds(),
-        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), outputFolder,
-        std::exchange(m_sleepNotHeldReason, std::nullopt), m_session);
+        m_settings.proResProfile(), m_settings.prefixExportsWithOrderNumber(), m_settings.writeClipMetadata(),
+        outputFolder, std::exchange(m_sleepNotHeldReason, std::nullopt), m_session);
 }
 
-QCoro::Task<> ConversionViewModel::writeRunDebugReport(
-    QList<P2Clip> clips, QList<PairingReportEntry> entries, QList<SpannedShot> joinedShots,
-    double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber, QString outputFolder,
-    std::optional<QString> sleepNotHeldReason, std::shared_ptr<DesktopSession> session)
+QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
+                                                       QList<SpannedShot> joinedShots,
+                                                       double audioOffsetSeconds, ProResProfile profile,
+                                                       bool prefixExportsWithOrderNumber,
+                                                       bool writeClipMetadata, QString outputFolder,
+                                                       std::optional<QString> sleepNotHeldReason,
+                                                       std::shared_ptr<DesktopSession> session)
 {
     const QPointer<ConversionViewModel> self(this);
     QCoro::Task<QString> building =
         DebugReportBuilder::build(std::move(clips), std::move(entries), audioOffsetSeconds, profile,
-                                  prefixExportsWithOrderNumber, std::move(joinedShots));
+                                  prefixExportsWithOrderNumber, std::move(joinedShots), writeClipMetadata);
     QString report = co_await building;
     if (sleepNotHeldReason)
         report += sleepNotHeldLine(*sleepNotHeldReason);
@@ -1012,7 +1018,7 @@ QCoro::Task<> ConversionViewModel::runDebugReportExport()
     QCoro::Task<QString> building = DebugReportBuilder::build(
         self->m_clips, self->m_pairingEntries, self->m_settings.effectiveAudioOffsetSeconds(),
         self->m_settings.proResProfile(), self->m_settings.prefixExportsWithOrderNumber(),
-        self->m_joinedShots);
+        self->m_joinedShots, self->m_settings.writeClipMetadata());
     const QString report = co_await building;
     if (!self)
         co_return;

@@ -304,14 +304,15 @@ private:
     void start(bool checkFreeSpace);
     QCoro::Task<> runBatch(std::shared_ptr<ConversionQueue> queue, QList<std::shared_ptr<ConversionJob>> jobs,
                            QString outputFolder, double audioOffsetSeconds, ProResProfile profile,
-                           bool skipExistingFiles, bool checkFreeSpace);
+                           bool skipExistingFiles, bool writeClipMetadata, bool checkFreeSpace);
     // Takes back a run refused for want of space before its first clip.
     void refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available);
     // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
                                       QList<SpannedShot> joinedShots, double audioOffsetSeconds,
                                       ProResProfile profile, bool prefixExportsWithOrderNumber,
-                                      QString outputFolder, std::optional<QString> sleepNotHeldReason,
+                                      bool writeClipMetadata, QString outputFolder,
+                                      std::optional<QString> sleepNotHeldReason,
                                       std::shared_ptr<DesktopSession> session);
     QCoro::Task<> runPairingReportExport();
     QCoro::Task<> runDebugReportExport();

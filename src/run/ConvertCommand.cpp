@@ -54,6 +54,7 @@ struct Options
     std::optional<ProResProfile> profile;
     bool allowUnsafeFallback = false;
     bool joinSpanned = false;
+    bool clipMetadata = false;
     bool allowSleep = false;
     // Not a setting: the free-space check is skipped for this run.
     bool ignoreFreeSpace = false;
@@ -72,6 +73,7 @@ struct Options
             options.profile = profileNamed(parser.value(QStringLiteral("profile")));
         options.allowUnsafeFallback = parser.isSet(QStringLiteral("allow-unsafe-fallback"));
         options.joinSpanned = parser.isSet(QStringLiteral("join-spanned"));
+        options.clipMetadata = parser.isSet(QStringLiteral("clip-metadata"));
         options.allowSleep = parser.isSet(QStringLiteral("allow-sleep"));
         options.ignoreFreeSpace = parser.isSet(QStringLiteral("ignore-free-space"));
         options.clips = parser.values(QStringLiteral("clip"));
@@ -90,6 +92,8 @@ struct Options
             settings.setAllowUnsafeFallbackPairing(true);
         if (joinSpanned)
             settings.setJoinSpannedRecordings(true);
+        if (clipMetadata)
+            settings.setWriteClipMetadata(true);
         // The command prints the folder itself when the run ends.
         settings.setOpenOutputFolderWhenFinished(false);
     }

@@ -5,6 +5,7 @@
 #include "media/BoundedTasks.h"
 #include "media/FFmpegService.h"
 #include "media/ToolText.h"
+#include "run/ClipMetadata.h"
 
 #include <algorithm>
 #include <QCoroFuture>
@@ -214,7 +215,7 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
                   const QList<AudioProbe>& audioProbes, const FFmpegService::SourceFacts& source,
                   const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
                   ProResProfile profile, bool prefixExportsWithOrderNumber,
-                  const std::optional<QString>& ffmpegPath)
+                  const std::optional<QString>& ffmpegPath, bool writeClipMetadata)
 {
     const QString unknown = QStringLiteral("unknown");
     const QString outputFilename = clip.outputFilename(prefixExportsWithOrderNumber);
@@ -256,14 +257,15 @@ QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProb
     lines.append(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:"));
     const QStringList arguments = FFmpegService::buildArguments(
         clip.videoURL, clip.audioURLs, audioOffsetSeconds, profile, source.timecode,
-        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture);
+        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture,
+        writeClipMetadata ? ClipMetadata::forClip(clip) : MovieMetadata());
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
     return shownLines(std::move(lines));
 }
 
 QString joinedShotBlock(const SpannedShot& shot, const FFmpegService::SourceFacts& source,
                         double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-                        const std::optional<QString>& ffmpegPath)
+                        const std::optional<QString>& ffmpegPath, bool writeClipMetadata)
 {
     const QString outputFilename = shot.top().outputFilename(prefixExportsWithOrderNumber);
     QStringList lines{
@@ -280,14 +282,15 @@ QString joinedShotBlock(const SpannedShot& shot, const FFmpegService::SourceFact
         pieces.append({piece.videoURL, piece.audioURLs});
     const QStringList arguments = FFmpegService::buildJoinArguments(
         pieces, audioOffsetSeconds, profile, source.timecode,
-        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture);
+        QStringLiteral("<OUTPUT_FOLDER>/") + outputFilename, source.picture,
+        writeClipMetadata ? ClipMetadata::forClip(shot.top()) : MovieMetadata());
     lines.append(FFmpegService::commandLineString(ffmpegPath.value_or(QStringLiteral("ffmpeg")), arguments));
     return shownLines(std::move(lines));
 }
 
 QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
                double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots)
+               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots, bool writeClipMetadata)
 {
     // Each piece of a joined shot, with its shot and whether it is the shot's last piece in report order.
     QHash<QUuid, const SpannedShot*> shotOfPiece;
@@ -325,12 +328,12 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
                                            ? std::optional<MediaProbe>(*found)
                                            : std::nullopt});
         }
-        QString block =
-            clipBlock(clip,
-                      videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
-                                                                 : std::nullopt,
-                      audioProbes, facts.videoSources.value(clip.videoURL), facts.audioLevels,
-                      audioOffsetSeconds, profile, prefixExportsWithOrderNumber, facts.ffmpegPath);
+        QString block = clipBlock(
+            clip,
+            videoProbe != facts.videoProbes.constEnd() ? std::optional<MediaProbe>(*videoProbe)
+                                                       : std::nullopt,
+            audioProbes, facts.videoSources.value(clip.videoURL), facts.audioLevels, audioOffsetSeconds,
+            profile, prefixExportsWithOrderNumber, facts.ffmpegPath, writeClipMetadata);
         if (const SpannedShot* shot = shotOfPiece.value(clip.id)) {
             // A piece is never converted on its own: its command would mislead.
             block.truncate(block.lastIndexOf(QStringLiteral("EXACT FFMPEG COMMAND FOR THIS CLIP:")));
@@ -342,7 +345,7 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
         if (const SpannedShot* shot = shotEndingWith.value(clip.id)) {
             lines.append(joinedShotBlock(*shot, facts.videoSources.value(shot->top().videoURL),
                                          audioOffsetSeconds, profile, prefixExportsWithOrderNumber,
-                                         facts.ffmpegPath));
+                                         facts.ffmpegPath, writeClipMetadata));
             lines.append(QString());
         }
     }
@@ -408,12 +411,13 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
 
 QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
                            double audioOffsetSeconds, ProResProfile profile,
-                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots)
+                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots,
+                           bool writeClipMetadata)
 {
     const Facts facts = co_await gather(clips);
     co_return co_await QtConcurrent::run(render, clips, allEntries, facts, audioOffsetSeconds, profile,
                                          prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc(),
-                                         joinedShots);
+                                         joinedShots, writeClipMetadata);
 }
 
 } // namespace DebugReportBuilder

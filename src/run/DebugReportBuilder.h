@@ -50,9 +50,11 @@ using AudioProbe = std::pair<QString, std::optional<MediaProbe>>;
 // The whole report: probes every media file of `clips`, then renders. The
 // pieces of each joined shot keep their own blocks, without a command of
 // their own; the shot's one command follows its last piece.
+// With `writeClipMetadata` the commands write each clip's metadata, as the run does.
 QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEntries,
                            double audioOffsetSeconds, ProResProfile profile,
-                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots = {});
+                           bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots = {},
+                           bool writeClipMetadata = false);
 
 // Runs four groups together (full probes of the videos, full probes of the
 // audio files, timecodes of the videos, levels of each clip's audio files in
@@ -62,20 +64,21 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips);
 // The report text from gathered facts, ending with a line feed.
 QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allEntries, const Facts& facts,
                double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots = {});
+               const QDateTime& generatedAt, const QList<SpannedShot>& joinedShots = {},
+               bool writeClipMetadata = false);
 
 // A joined shot's block: its pieces and the one command that converts them,
 // without a trailing line feed.
 QString joinedShotBlock(const SpannedShot& shot, const FFmpegService::SourceFacts& source,
                         double audioOffsetSeconds, ProResProfile profile, bool prefixExportsWithOrderNumber,
-                        const std::optional<QString>& ffmpegPath);
+                        const std::optional<QString>& ffmpegPath, bool writeClipMetadata = false);
 
 // One clip's block, without a trailing line feed.
 QString clipBlock(const P2Clip& clip, const std::optional<MediaProbe>& videoProbe,
                   const QList<AudioProbe>& audioProbes, const FFmpegService::SourceFacts& source,
                   const QHash<QString, AudioLevel>& audioLevels, double audioOffsetSeconds,
                   ProResProfile profile, bool prefixExportsWithOrderNumber,
-                  const std::optional<QString>& ffmpegPath);
+                  const std::optional<QString>& ffmpegPath, bool writeClipMetadata = false);
 
 // One stream of a probe on one line, for example "#0 audio pcm_s16le 1ch 48000Hz 16-bit".
 QString streamLine(const StreamInfo& stream);

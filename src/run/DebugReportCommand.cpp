@@ -52,9 +52,9 @@ QCoro::Task<Outcome> run(QStringList arguments)
         co_await P2MetadataParser::pairClips(structure, settings.allowUnsafeFallbackPairing());
     if (settings.joinSpannedRecordings())
         pairing = P2MetadataParser::withJoinedShots(std::move(pairing));
-    QCoro::Task<QString> building =
-        DebugReportBuilder::build(pairing.clips, pairing.entries, audioOffsetSeconds, profile,
-                                  prefixExportsWithOrderNumber, pairing.joinedShots);
+    QCoro::Task<QString> building = DebugReportBuilder::build(
+        pairing.clips, pairing.entries, audioOffsetSeconds, profile, prefixExportsWithOrderNumber,
+        pairing.joinedShots, settings.writeClipMetadata());
     const QString report = co_await building;
 
     if (outputFile.isEmpty())

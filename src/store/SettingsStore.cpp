@@ -17,6 +17,7 @@ const QString prefixExportsWithOrderNumberKey = QStringLiteral("prefixExportsWit
 const QString openOutputFolderWhenFinishedKey = QStringLiteral("openOutputFolderWhenFinished");
 const QString skipExistingFilesKey = QStringLiteral("skipExistingFiles");
 const QString joinSpannedRecordingsKey = QStringLiteral("joinSpannedRecordings");
+const QString writeClipMetadataKey = QStringLiteral("writeClipMetadata");
 const QString migratedAudioOffsetKey = QStringLiteral("migratedAudioOffsetV2");
 
 constexpr double defaultAudioOffsetSeconds = 0.0;
@@ -27,6 +28,8 @@ constexpr bool defaultAllowUnsafeFallbackPairing = false;
 constexpr bool defaultConvenience = true;
 // Joining changes what a card turns into, so it is the user's explicit choice.
 constexpr bool defaultJoinSpannedRecordings = false;
+// A movie handed on may reveal who shot it, where and with which camera.
+constexpr bool defaultWriteClipMetadata = false;
 
 // Earlier versions stored this offset to mean "not set".
 constexpr double legacyUnsetAudioOffset = -1.0;
@@ -74,7 +77,8 @@ SettingsStore::SettingsStore(std::shared_ptr<KeyValueStore> defaults, std::share
           m_defaults->boolValue(openOutputFolderWhenFinishedKey).value_or(defaultConvenience)),
       m_skipExistingFiles(m_defaults->boolValue(skipExistingFilesKey).value_or(defaultConvenience)),
       m_joinSpannedRecordings(
-          m_defaults->boolValue(joinSpannedRecordingsKey).value_or(defaultJoinSpannedRecordings))
+          m_defaults->boolValue(joinSpannedRecordingsKey).value_or(defaultJoinSpannedRecordings)),
+      m_writeClipMetadata(m_defaults->boolValue(writeClipMetadataKey).value_or(defaultWriteClipMetadata))
 {
     if (const std::optional<QVariant> stored = m_defaults->value(audioOffsetSecondsKey);
         stored && stored->canConvert<double>() && stored->typeId() != QMetaType::QString &&
@@ -148,6 +152,11 @@ void SettingsStore::setJoinSpannedRecordings(bool join)
             joinSpannedRecordingsKey);
 }
 
+void SettingsStore::setWriteClipMetadata(bool write)
+{
+    setFlag(m_writeClipMetadata, write, &SettingsStore::writeClipMetadataChanged, writeClipMetadataKey);
+}
+
 template <typename T> bool SettingsStore::update(T& field, const T& value, void (SettingsStore::*changed)())
 {
     if (field == value)
@@ -195,6 +204,7 @@ void SettingsStore::resetToDefaults()
     setOpenOutputFolderWhenFinished(defaultConvenience);
     setSkipExistingFiles(defaultConvenience);
     setJoinSpannedRecordings(defaultJoinSpannedRecordings);
+    setWriteClipMetadata(defaultWriteClipMetadata);
 }
 
 QCoro::Task<> SettingsStore::chooseOutputFolderViaPanel()

@@ -36,6 +36,9 @@ class SettingsStore : public QObject
     // Off by default: a shot the camera split across clips stays one movie per clip.
     Q_PROPERTY(bool joinSpannedRecordings READ joinSpannedRecordings WRITE setJoinSpannedRecordings NOTIFY
                    joinSpannedRecordingsChanged)
+    // Off by default: a movie carries nothing of the card but its essence and timecode.
+    Q_PROPERTY(bool writeClipMetadata READ writeClipMetadata WRITE setWriteClipMetadata NOTIFY
+                   writeClipMetadataChanged)
     Q_PROPERTY(double effectiveAudioOffsetSeconds READ effectiveAudioOffsetSeconds NOTIFY
                    effectiveAudioOffsetSecondsChanged)
 
@@ -59,6 +62,7 @@ public:
     bool openOutputFolderWhenFinished() const { return m_openOutputFolderWhenFinished; }
     bool skipExistingFiles() const { return m_skipExistingFiles; }
     bool joinSpannedRecordings() const { return m_joinSpannedRecordings; }
+    bool writeClipMetadata() const { return m_writeClipMetadata; }
 
     void setAudioOffsetSeconds(double seconds);
     void setAudioSyncMode(AudioSyncMode mode);
@@ -69,6 +73,7 @@ public:
     void setOpenOutputFolderWhenFinished(bool open);
     void setSkipExistingFiles(bool skip);
     void setJoinSpannedRecordings(bool join);
+    void setWriteClipMetadata(bool write);
 
     // The audio shift a conversion receives: the user's offset in manual mode,
     // exactly 0 in auto mode whatever the stored offset, and 0 when the stored
@@ -96,6 +101,7 @@ signals:
     void openOutputFolderWhenFinishedChanged();
     void skipExistingFilesChanged();
     void joinSpannedRecordingsChanged();
+    void writeClipMetadataChanged();
     void effectiveAudioOffsetSecondsChanged();
 
 private:
@@ -118,4 +124,5 @@ private:
     bool m_openOutputFolderWhenFinished;
     bool m_skipExistingFiles;
     bool m_joinSpannedRecordings;
+    bool m_writeClipMetadata;
 };

@@ -42,4 +42,12 @@ SettingsSection {
         onToggled: section.settings.joinSpannedRecordings = checked
     }
     Caption { text: section.presenter.joinSpannedCaption }
+    Divider { Layout.fillWidth: true }
+    CheckBox {
+        objectName: "clipMetadataCheckBox"
+        text: "Write clip metadata into movies"
+        checked: section.settings.writeClipMetadata
+        onToggled: section.settings.writeClipMetadata = checked
+    }
+    Caption { text: section.presenter.clipMetadataCaption }
 }

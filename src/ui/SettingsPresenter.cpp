@@ -163,6 +163,13 @@ QString SettingsPresenter::joinSpannedCaption() const
         "its own movie.");
 }
 
+QString SettingsPresenter::clipMetadataCaption() const
+{
+    return QStringLiteral(
+        "Each movie takes its clip’s name as its reel name, and its recording date and time, user clip "
+        "name, camera, shooter, scene, take, memo and UMID from the CLIP XML as metadata.");
+}
+
 void SettingsPresenter::applyPreset(int index)
 {
     if (index >= 0 && index < offsetPresets().size())

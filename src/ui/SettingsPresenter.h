@@ -36,6 +36,7 @@ class SettingsPresenter : public QObject
     Q_PROPERTY(QString numberingCaption READ numberingCaption CONSTANT)
     Q_PROPERTY(QString skipExistingCaption READ skipExistingCaption CONSTANT)
     Q_PROPERTY(QString joinSpannedCaption READ joinSpannedCaption CONSTANT)
+    Q_PROPERTY(QString clipMetadataCaption READ clipMetadataCaption CONSTANT)
 
 public:
     static constexpr double sliderMinimum = -2.0;
@@ -73,6 +74,7 @@ public:
     QString numberingCaption() const;
     QString skipExistingCaption() const;
     QString joinSpannedCaption() const;
+    QString clipMetadataCaption() const;
 
     // Sets the offset to the preset at `index` of offsetPresets().
     Q_INVOKABLE void applyPreset(int index);

@@ -1,4 +1,5 @@
 #include "CommandRun.h"
+#include "MovieTags.h"
 #include "run/RunFolderLock.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/QSettingsKeyValueStore.h"
@@ -39,6 +40,7 @@ const QStringList settingKeys{QStringLiteral("audioOffsetSeconds"),
                               QStringLiteral("openOutputFolderWhenFinished"),
                               QStringLiteral("skipExistingFiles"),
                               QStringLiteral("joinSpannedRecordings"),
+                              QStringLiteral("writeClipMetadata"),
                               QStringLiteral("migratedAudioOffsetV2")};
 
 // The card written, or nothing after saying why it could not be.
@@ -290,6 +292,40 @@ private slots:
         QVERIFY(allowed.standardOutput.contains(QStringLiteral("] 0003AB: converted successfully.\n")));
         const QString folder = runFolderIn(output);
         QVERIFY(QFileInfo(QDir(folder).filePath(QStringLiteral("001.mov"))).size() > 0);
+    }
+
+    void writesClipMetadataForThisRunOnlyWhenAsked()
+    {
+        SyntheticCard::ClipSpec clip = shortClip(4);
+        clip.shooter = QStringLiteral("Ana $USER");
+        const std::optional<SyntheticCard::WrittenCard> card =
+            writeCard({clip}, m_root.filePath(QStringLiteral("noted card")));
+        QVERIFY(card);
+        const QString output = freshFolder(QStringLiteral("noted out"));
+
+        const CommandRun noted = runCli({QStringLiteral("convert"), QStringLiteral("--clip-metadata"),
+                                         card->rootPath, QStringLiteral("--output-folder"), output});
+        QCOMPARE(noted.standardError, QString());
+        QCOMPARE(noted.exitStatus, 0);
+        const QString movie = QDir(runFolderIn(output)).filePath(QStringLiteral("001.mov"));
+        const MovieTags tags = movieTags(movie);
+        QVERIFY(tags.read);
+        QCOMPARE(tags.timecodeTrack.value(QStringLiteral("reel_name")), QStringLiteral("0004AB"));
+        QCOMPARE(tags.format.value(QStringLiteral("com.tolvane.shooter")), QStringLiteral("Ana $USER"));
+        QCOMPARE(tags.format.value(QStringLiteral("com.tolvane.material-package-umid")), card->clips[0].umid);
+        // The option lasted for that run only.
+        const QJsonObject stored = QJsonDocument::fromJson(readFile(preferencesFile())).object();
+        QVERIFY(!stored.contains(QStringLiteral("writeClipMetadata")));
+
+        const QString plainOutput = freshFolder(QStringLiteral("plain out"));
+        const CommandRun plain = runCli(
+            {QStringLiteral("convert"), card->rootPath, QStringLiteral("--output-folder"), plainOutput});
+        QCOMPARE(plain.exitStatus, 0);
+        const MovieTags plainTags =
+            movieTags(QDir(runFolderIn(plainOutput)).filePath(QStringLiteral("001.mov")));
+        QVERIFY(plainTags.read);
+        QVERIFY(!plainTags.timecodeTrack.contains(QStringLiteral("reel_name")));
+        QVERIFY(!plainTags.format.contains(QStringLiteral("com.tolvane.shooter")));
     }
 
     void joinsSpannedShotsForThisRunOnlyWhenAsked()

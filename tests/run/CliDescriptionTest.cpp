@@ -116,8 +116,10 @@ private slots:
     void aLongSynopsisWrapsBelowTheCommand()
     {
         const QString text = CliHelp::commandText(CliDescription::command(u"convert"_s));
-        QVERIFY2(text.startsWith(u"  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
-                                 "               [--allow-unsafe-fallback] [--join-spanned] [--allow-sleep]\n"_s),
+        QVERIFY2(text.startsWith(
+                     u"  convert CARD [--output-folder DIR] [--profile proxy|standard|hq]\n"
+                     "               [--allow-unsafe-fallback] [--join-spanned] [--clip-metadata]\n"
+                     "               [--allow-sleep] [--ignore-free-space] [--clip NAME]... [--json]\n"_s),
                  qPrintable(text));
         QCOMPARE(CliHelp::synopsisWords(CliDescription::command(u"history"_s)),
                  (QStringList{u"history"_s, u"[--clear | --json]"_s}));

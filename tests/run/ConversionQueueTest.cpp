@@ -59,7 +59,7 @@ struct Recorder
     QCoro::Task<> run(ConversionQueue* queue, JobList jobs, bool skipExistingFiles)
     {
         co_await queue->run(
-            std::move(jobs), 0.5, ProResProfile::proxy, skipExistingFiles,
+            std::move(jobs), 0.5, ProResProfile::proxy, skipExistingFiles, false,
             [this](ConversionJob& job) {
                 checkThread(job);
                 events << QStringLiteral("update %1 %2 %3")
@@ -501,7 +501,7 @@ private slots:
             }
         };
         QCoro::waitFor(
-            queue.run(jobs, 0, ProResProfile::standard, false, cancelFirst,
+            queue.run(jobs, 0, ProResProfile::standard, false, false, cancelFirst,
                       [&](const ConversionQueue::JobOutcome& outcome) { recorder.outcomes << outcome; }));
         QCOMPARE(jobs[0]->status(), ClipStatus::failed(QStringLiteral("Cancelled")));
         QCOMPARE(jobs[1]->status(), ClipStatus::notStarted(RunStop::cancelled));

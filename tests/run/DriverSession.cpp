@@ -22,6 +22,14 @@ void DriverSession::open()
     driver = std::make_unique<ConversionViewModel>(*settings, *recent, *history, desktop);
 }
 
+void DriverSession::openConverting(const QString& outputFolder)
+{
+    open();
+    settings->setOutputFolderPath(outputFolder);
+    settings->setProResProfile(ProResProfile::proxy);
+    settings->setOpenOutputFolderWhenFinished(false);
+}
+
 void DriverSession::close()
 {
     driver.reset();

@@ -22,6 +22,9 @@ struct DriverSession
     std::unique_ptr<ConversionViewModel> driver;
 
     void open();
+    // Opens a session whose runs write proxy movies into `outputFolder` and
+    // leave the desktop alone.
+    void openConverting(const QString& outputFolder);
     // The driver goes first, and its background work ends before the stores
     // it may still reach go away.
     void close();

@@ -310,7 +310,7 @@ private slots:
         const auto again = std::make_shared<ConversionJob>(driver_->joinedShots().first(), movie);
         QStringList finished;
         QCoro::waitFor(queue.run(
-            {again}, 0, ProResProfile::proxy, true, [](ConversionJob&) {},
+            {again}, 0, ProResProfile::proxy, true, false, [](ConversionJob&) {},
             [&finished](const ConversionQueue::JobOutcome& outcome) { finished.append(outcome.clipName); }));
         QCOMPARE(again->status(), ClipStatus::skippedExisting());
         QCOMPARE(finished, QStringList{shotName});

@@ -43,6 +43,7 @@ void verifyDefaults(const SettingsStore& settings)
     QCOMPARE(settings.openOutputFolderWhenFinished(), true);
     QCOMPARE(settings.skipExistingFiles(), true);
     QCOMPARE(settings.joinSpannedRecordings(), false);
+    QCOMPARE(settings.writeClipMetadata(), false);
 }
 
 void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
@@ -56,6 +57,7 @@ void moveEverySettingAwayFromItsDefault(SettingsStore& settings)
     settings.setOpenOutputFolderWhenFinished(false);
     settings.setSkipExistingFiles(false);
     settings.setJoinSpannedRecordings(true);
+    settings.setWriteClipMetadata(true);
 }
 
 } // namespace
@@ -171,6 +173,10 @@ private slots:
             << "joinSpannedRecordings" << QVariant(true) << "joinSpannedRecordings" << QVariant(true);
         QTest::newRow("join spanned as string") << "joinSpannedRecordings" << QVariant(QStringLiteral("yes"))
                                                 << "joinSpannedRecordings" << QVariant(false);
+        QTest::newRow("clip metadata true")
+            << "writeClipMetadata" << QVariant(true) << "writeClipMetadata" << QVariant(true);
+        QTest::newRow("clip metadata as number")
+            << "writeClipMetadata" << QVariant(qint64(1)) << "writeClipMetadata" << QVariant(false);
         QTest::newRow("unsafe pairing true") << "allowUnsafeFallbackPairing" << QVariant(true)
                                              << "allowUnsafeFallbackPairing" << QVariant(true);
         QTest::newRow("offset 0.35") << "audioOffsetSeconds" << QVariant(0.35) << "audioOffsetSeconds"
@@ -260,6 +266,7 @@ private slots:
             {"openOutputFolderWhenFinished", QVariant(false)},
             {"skipExistingFiles", QVariant(false)},
             {"joinSpannedRecordings", QVariant(true)},
+            {"writeClipMetadata", QVariant(true)},
         };
         QCOMPARE(fixture.defaults->writes, expected);
     }
@@ -322,7 +329,8 @@ private slots:
                                 "prefixExportsWithOrderNumber",
                                 "openOutputFolderWhenFinished",
                                 "skipExistingFiles",
-                                "joinSpannedRecordings"};
+                                "joinSpannedRecordings",
+                                "writeClipMetadata"};
         QCOMPARE(fixture.defaults->writtenKeys(), order);
         QCOMPARE(fixture.defaults->boolValue(migratedKey), true);
         QCOMPARE(fixture.defaults->bytesValue(QStringLiteral("conversionHistoryV1")), QByteArray("[]"));

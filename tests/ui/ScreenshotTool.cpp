@@ -92,11 +92,12 @@ bool thumbnailsShown(MainWindowFixture& fixture)
     return false;
 }
 
-// Scrolls the window's content to its end, where the clip list is.
-void scrollToEnd(MainWindowFixture& fixture)
+// Scrolls the window's content (or another scroll view's) to its end, where
+// the clip list is (or the settings' last section).
+void scrollToEnd(MainWindowFixture& fixture, const QString& scrollView = QStringLiteral("mainScrollView"))
 {
     QTest::qWait(200);
-    if (auto* const scroll = fixture.item(QStringLiteral("mainScrollView"))) {
+    if (auto* const scroll = fixture.item(scrollView)) {
         QQuickItem* const flickable = scroll->property("contentItem").value<QQuickItem*>();
         if (flickable)
             flickable->setProperty("contentY", std::max(0.0, flickable->property("contentHeight").toDouble() -
@@ -268,8 +269,11 @@ int main(int argc, char* argv[])
           std::pair{"openHowTo", "11-sheet-how-to"},
           std::pair{"openTroubleshooting", "12-sheet-troubleshooting"},
           std::pair{"openAbout", "13-sheet-about"}}) {
-        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open) &&
-             shooter.shoot(QString::fromLatin1(name));
+        ok = ok && sheets && QMetaObject::invokeMethod(sheets, open);
+        // The settings are shown at their end, where the conversion behaviour is.
+        if (ok && QLatin1String(open) == QLatin1String("openSettings"))
+            scrollToEnd(fixture, QStringLiteral("settingsScroller"));
+        ok = ok && shooter.shoot(QString::fromLatin1(name));
         QTest::keyClick(fixture.window(), Qt::Key_Escape);
     }
     FFmpegService::setToolDirectoriesForTesting({});

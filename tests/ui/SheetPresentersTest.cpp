@@ -385,6 +385,16 @@ private slots:
                            "name sort matches filming order."));
     }
 
+    void settingsSayWhatClipMetadataWrites()
+    {
+        Settings settings;
+        QCOMPARE(
+            settings.presenter.clipMetadataCaption(),
+            QStringLiteral("Each movie takes its clip’s name as its reel name, and its recording date and "
+                           "time, user clip name, camera, shooter, scene, take, memo and UMID from the "
+                           "CLIP XML as metadata."));
+    }
+
     // Help and about
 
     void helpGuidesHoldTheirSectionsInOrder()

@@ -41,6 +41,13 @@ TestCase {
         return found;
     }
 
+    // Scrolls the sheet's form until `item` is in view, as a user would before clicking it.
+    function reveal(sheet, item) {
+        const flickable = sheet.contentItem.contentItem;
+        const top = item.mapToItem(flickable.contentItem, 0, 0).y;
+        flickable.contentY = Math.max(0, Math.min(top - 16, flickable.contentHeight - flickable.height));
+    }
+
     function test_autoHidesTheSliderAndKeepsTheOffset() {
         const sheet = openSheet();
         const block = control(sheet, "manualOffsetBlock");
@@ -119,7 +126,8 @@ TestCase {
         const expected = ["chooseOutputButton", "profilePicker", "syncModePicker", "offsetSlider", "preset0",
                           "preset1", "preset2", "preset3", "preset4", "resetOffsetButton",
                           "unsafeFallbackCheckBox", "numberingCheckBox", "openFolderCheckBox",
-                          "skipExistingCheckBox", "joinSpannedCheckBox", "doneButton"];
+                          "skipExistingCheckBox", "joinSpannedCheckBox", "clipMetadataCheckBox",
+                          "doneButton"];
         control(sheet, expected[0]).forceActiveFocus();
         const reached = [];
         for (let step = 0; step < expected.length * 2; ++step) {
@@ -150,8 +158,10 @@ TestCase {
         for (const [name, property] of [["numberingCheckBox", "prefixExportsWithOrderNumber"],
                                         ["openFolderCheckBox", "openOutputFolderWhenFinished"],
                                         ["skipExistingCheckBox", "skipExistingFiles"],
-                                        ["joinSpannedCheckBox", "joinSpannedRecordings"]]) {
+                                        ["joinSpannedCheckBox", "joinSpannedRecordings"],
+                                        ["clipMetadataCheckBox", "writeClipMetadata"]]) {
             const box = control(sheet, name);
+            reveal(sheet, box);
             compare(box.checked, App.settings[property]);
             const before = App.settings[property];
             mouseClick(box);
