@@ -88,27 +88,6 @@ QString textOf(const QString& path)
     return QString::fromUtf8(readFile(path));
 }
 
-// The running processes that have `text` in their command line.
-QList<pid_t> processesNaming(const QString& text)
-{
-    QList<pid_t> pids;
-    const QByteArray needle = text.toUtf8();
-    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        const int pid = entry.toInt();
-        if (pid > 0 && readFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(needle))
-            pids.append(pid);
-    }
-    return pids;
-}
-
-bool isStopped(pid_t pid)
-{
-    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    // The state follows the command name, which is in parentheses.
-    const qsizetype end = stat.lastIndexOf(')');
-    return end >= 0 && stat.mid(end + 2, 1) == "T";
-}
-
 } // namespace
 
 class CliConvertTest : public QObject

@@ -1,5 +1,8 @@
 #include "CommandRun.h"
 
+#include "TestFiles.h"
+
+#include <QDir>
 #include <QProcess>
 
 CommandRun runCommand(const QString& program, const QStringList& arguments, const QString& workingDirectory,
@@ -29,4 +32,24 @@ char* toString(const CommandRun& run)
                        .arg(run.standardOutput, run.standardError)
                        .toUtf8()
                        .constData());
+}
+
+QList<pid_t> processesNaming(const QString& text)
+{
+    QList<pid_t> pids;
+    const QByteArray needle = text.toUtf8();
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        const int pid = entry.toInt();
+        if (pid > 0 && readFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(needle))
+            pids.append(pid);
+    }
+    return pids;
+}
+
+bool isStopped(pid_t pid)
+{
+    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+    // The state follows the command name, which is in parentheses.
+    const qsizetype end = stat.lastIndexOf(')');
+    return end >= 0 && stat.mid(end + 2, 1) == "T";
 }
