@@ -42,11 +42,13 @@ class HistoryCommandTest : public QObject
 private:
     QTemporaryDir m_root;
 
-    CommandRun runCli(const QStringList& arguments)
+    // Runs the real CLI with its preferences in `home`, by default the test's own.
+    CommandRun runCli(const QStringList& arguments, const QString& home = QString())
     {
+        const QString folder = home.isEmpty() ? m_root.path() : home;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), m_root.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_root.filePath(QStringLiteral(".config")));
+        environment.insert(QStringLiteral("HOME"), folder);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), folder + QStringLiteral("/.config"));
         return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments, QString(), environment);
     }
 
@@ -236,12 +238,8 @@ private slots:
             QVERIFY(QDir().mkpath(store));
         }
         const QByteArray before = readFile(store);
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), home.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
         const CommandRun cleared =
-            runCommand(QStringLiteral(TOLVANE_CLI_PATH),
-                       {QStringLiteral("history"), QStringLiteral("--clear")}, QString(), environment);
+            runCli({QStringLiteral("history"), QStringLiteral("--clear")}, home.path());
         QCOMPARE(cleared.standardOutput, QString());
         QCOMPARE(cleared.standardError,
                  QStringLiteral("Could not clear the history (“%1”: %2).\n").arg(store, reason));
