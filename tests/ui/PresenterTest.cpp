@@ -131,6 +131,9 @@ private slots:
         QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/media/cards/Shoot Day 2/")),
                  QStringLiteral("Shoot Day 2"));
         QCOMPARE(CardSummaryPresenter::cardNameOf(QString()), QStringLiteral("P2 Card"));
+        // Escaped as every name shown: a line feed cannot break the card's title.
+        QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/media/two\nlines\x1b")),
+                 QStringLiteral("two\\nlines\\x1b"));
         QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/")), QStringLiteral("P2 Card"));
     }
 

@@ -11,6 +11,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QMimeData>
 #include <QQmlListReference>
@@ -355,8 +356,13 @@ private slots:
         fixture.session.context->settings()->setOutputFolderPath(disk);
         ConversionViewModel* const driver = fixture.session.context->driver();
         ScriptedDesktop& scripted = *fixture.session.desktop;
-        driver->scan(card_);
+        // The card reached by a name with a line feed, shown on one line too.
+        const QString card = work_->filePath(QStringLiteral("card\nlink"));
+        QVERIFY(QFile::exists(card) || QFile::link(card_, card));
+        driver->scan(card);
         QVERIFY(waitForPhase(fixture, Phase::scanned));
+        QCOMPARE(text(fixture, QStringLiteral("cardName")), QStringLiteral("card\\nlink"));
+        QCOMPARE(text(fixture, QStringLiteral("cardPath")), DisplayText::escaped(card));
 
         // Cancel: nothing is converted, nothing is written, the reason stays in the footer.
         scripted.alertAnswers = {1};
@@ -405,6 +411,7 @@ private slots:
         const QString folder = *driver->outputFolderURL();
         QVERIFY(folder.startsWith(disk + QLatin1Char('/')));
         QCOMPARE(text(fixture, QStringLiteral("footerFolder")), DisplayText::escaped(folder));
+        QCOMPARE(text(fixture, QStringLiteral("summaryFolder")), DisplayText::escaped(folder));
         QVERIFY(text(fixture, QStringLiteral("footerFolder")).contains(QStringLiteral("small\\ndisk/")));
     }
 
