@@ -269,6 +269,10 @@ private slots:
                  QStringList({QStringLiteral("No Recent P2 Folders"), QStringLiteral("Clear Recent")}));
         fixture.session.context->recentFolders()->record(card_);
         QCOMPARE(shownItemTexts(recent), QStringList({card_, QStringLiteral("Clear Recent")}));
+        // A folder's name is shown on one line, escaped as every name shown is.
+        fixture.session.context->recentFolders()->record(QStringLiteral("/media/two\nlines"));
+        QCOMPARE(shownItemTexts(recent),
+                 QStringList({QStringLiteral("/media/two\\nlines"), card_, QStringLiteral("Clear Recent")}));
         fixture.session.context->clearRecentFolders();
         QCOMPARE(shownItemTexts(recent),
                  QStringList({QStringLiteral("No Recent P2 Folders"), QStringLiteral("Clear Recent")}));
