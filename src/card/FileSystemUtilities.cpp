@@ -108,6 +108,12 @@ int compareFolded(const FoldedName& a, const FoldedName& b)
     return zeroPaddingOrder;
 }
 
+std::function<void(const QByteArray&)>& listedHook()
+{
+    static std::function<void(const QByteArray&)> hook;
+    return hook;
+}
+
 // Names travel as native bytes while walking, so a folder whose name is not
 // valid UTF-8 can still be entered; only the paths handed out are decoded.
 FolderListing listNative(const QByteArray& folder, const std::function<bool(const QString&)>& wantsState)
@@ -145,8 +151,11 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
             struct stat target
             {
             };
-            if (::fstatat(descriptor, entry->d_name, &own, AT_SYMLINK_NOFOLLOW) != 0)
+            if (::fstatat(descriptor, entry->d_name, &own, AT_SYMLINK_NOFOLLOW) != 0) {
+                listed.lookError = errno;
+                listing.entries.push_back(std::move(listed));
                 continue;
+            }
             isLink = S_ISLNK(own.st_mode);
             if (::fstatat(descriptor, entry->d_name, &target, 0) != 0)
                 target = own;
@@ -160,6 +169,8 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
         }
         listing.entries.push_back(std::move(listed));
     }
+    if (wantsState && listedHook())
+        listedHook()(folder);
     std::vector<ListedEntry*> wanted;
     for (ListedEntry& entry : listing.entries) {
         if (entry.kind == ListedEntry::Kind::file && wantsState && wantsState(QFile::decodeName(entry.name)))
@@ -170,6 +181,8 @@ FolderListing listNative(const QByteArray& folder, const std::function<bool(cons
     // cores (as git does for its index).
     const auto lookAt = [descriptor](ListedEntry* entry) {
         entry->state = FileState::ofEntry(descriptor, entry->name.constData());
+        if (!entry->state)
+            entry->lookError = errno;
     };
     constexpr std::size_t filesWorthAThread = 64;
     if (wanted.size() >= filesWorthAThread)
@@ -200,6 +213,13 @@ QString hiddenReason()
     return QStringLiteral("hidden (its name starts with a dot)");
 }
 
+QString lookFailureReason(int error)
+{
+    if (error == ENOENT)
+        return QStringLiteral("vanished while the card was read");
+    return QStringLiteral("cannot be looked at: %1").arg(reasonOf(error));
+}
+
 QString otherExtensionReason(const QSet<QString>& extensions)
 {
     QStringList sorted = extensions.values();
@@ -210,6 +230,11 @@ QString otherExtensionReason(const QSet<QString>& extensions)
 FolderListing listFolder(const QString& folder)
 {
     return listNative(QFile::encodeName(folder), nullptr);
+}
+
+void setListedHookForTesting(std::function<void(const QByteArray& folder)> hook)
+{
+    listedHook() = std::move(hook);
 }
 
 std::optional<QString> findSubdirectory(const QString& name, const QString& folder,
@@ -270,6 +295,10 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
         std::vector<QByteArray> subfolders;
         for (const ListedEntry& entry : listing.entries) {
             const QByteArray path = joined(current.path, entry.name);
+            if (entry.lookError != 0) {
+                passOver(path, lookFailureReason(entry.lookError));
+                continue;
+            }
             if (entry.kind == ListedEntry::Kind::linkToFolder)
                 passOver(path, linkToFolderReason());
             if (entry.kind == ListedEntry::Kind::other)

@@ -2,6 +2,7 @@
 
 #include "base/FileState.h"
 
+#include <functional>
 #include <optional>
 #include <QByteArray>
 #include <QSet>
@@ -39,6 +40,9 @@ struct ListedEntry
     bool isLink = false;
     // What the file system says of a file the walk looks for, when it could say.
     std::optional<FileState> state;
+    // Why the entry could not be looked at once listed (errno: ENOENT when it
+    // vanished in between); 0 when it could be.
+    int lookError = 0;
 
     bool operator==(const ListedEntry&) const = default;
 };
@@ -57,6 +61,12 @@ struct FolderListing
 };
 
 FolderListing listFolder(const QString& folder);
+
+// Called with the path of each folder a walk lists (as the system spells it),
+// once the listing is read and before its files are looked at: tests remove a
+// file there, as a card pulled out or a failing reader would, to see it
+// accounted for. Nothing by default.
+void setListedHookForTesting(std::function<void(const QByteArray& folder)> hook);
 
 // The first child directory (or link to one) of `folder`, as `listing` shows
 // it, whose name equals `name` without regard to letter case. Children are
@@ -94,6 +104,9 @@ QString notRegularFileReason();
 QString linkToFolderReason();
 // A hidden entry.
 QString hiddenReason();
+// An entry listed that could not be looked at, for the system's `error`: one
+// gone in between "vanished while the card was read".
+QString lookFailureReason(int error);
 // A regular file without one of `extensions` (lower-cased, without the dot).
 QString otherExtensionReason(const QSet<QString>& extensions);
 

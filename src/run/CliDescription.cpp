@@ -189,7 +189,8 @@ QList<Command> commands(const QString& defaultOutputFolder)
                     "backup was not proven)."_s,
                     u"With --clear, empty the history; with --json, print the\n"
                     "stored history document as it is kept."_s,
-                    u"Exit status: 0 when done, 2 on a usage error."_s,
+                    u"Exit status: 0 when done, 1 when the emptied history could\n"
+                    "not be saved, 2 on a usage error."_s,
                 },
         },
     };

@@ -11,7 +11,7 @@
 #include "run/LogWriter.h"
 #include "run/OutputFolderNamer.h"
 #include "run/ProgressText.h"
-#include "run/SpaceEstimate.h"
+#include "run/SpaceRefusal.h"
 #include "store/ConversionHistoryStore.h"
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
@@ -499,16 +499,13 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     QFuture<void> sweeping =
         QtConcurrent::run(RunFolderLock::removeAbandonedTemporaries, QFileInfo(outputFolder).path());
     co_await sweeping;
-    // A run that cannot fit would fail clip after clip once the disk is full.
     if (checkFreeSpace && !queue->isCancelled()) {
-        QCoro::Task<qint64> estimating = SpaceEstimate::neededBytes(jobs, profile, skipExistingFiles);
-        const qint64 needed = co_await estimating;
-        const std::optional<qint64> available = SpaceEstimate::availableBytes(outputFolder);
-        if (available && needed > *available) {
-            if (self && !queue->isCancelled()) {
-                self->refuseForSpace(outputFolder, needed, *available);
-                co_return;
-            }
+        QCoro::Task<std::optional<QString>> checking =
+            SpaceRefusal::shortfall(jobs, profile, skipExistingFiles, outputFolder);
+        const std::optional<QString> shortfall = co_await checking;
+        if (shortfall && self && !queue->isCancelled()) {
+            self->refuseForSpace(outputFolder, *shortfall);
+            co_return;
         }
     }
     // The handlers reach the driver through this frame's guard, which outlives
@@ -549,7 +546,7 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     }
 }
 
-void ConversionViewModel::refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available)
+void ConversionViewModel::refuseForSpace(const QString& outputFolder, const QString& shortfall)
 {
     m_elapsedTimer.stop();
     m_queue.reset();
@@ -561,7 +558,6 @@ void ConversionViewModel::refuseForSpace(const QString& outputFolder, qint64 nee
         update(m_outputFolderURL, std::optional<QString>(), &ConversionViewModel::outputFolderURLChanged);
     }
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
-    const QString shortfall = SpaceEstimate::shortfallSentence(outputFolder, needed, available);
     update(m_spaceShortfall, shortfall, &ConversionViewModel::spaceShortfallChanged);
     setPhase(Phase::scanned);
     setStatusMessage(shortfall);

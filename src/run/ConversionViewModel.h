@@ -306,7 +306,7 @@ private:
                            QString outputFolder, double audioOffsetSeconds, ProResProfile profile,
                            bool skipExistingFiles, bool writeClipMetadata, bool checkFreeSpace);
     // Takes back a run refused for want of space before its first clip.
-    void refuseForSpace(const QString& outputFolder, qint64 needed, qint64 available);
+    void refuseForSpace(const QString& outputFolder, const QString& shortfall);
     // Builds DEBUG_REPORT.txt for a finished run and writes it into its folder.
     QCoro::Task<> writeRunDebugReport(QList<P2Clip> clips, QList<PairingReportEntry> entries,
                                       QList<SpannedShot> joinedShots, double audioOffsetSeconds,

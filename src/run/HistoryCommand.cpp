@@ -34,6 +34,11 @@ QString listing(const QList<ConversionHistoryEntry>& entries, const QLocale& loc
     return blocks.join(QStringLiteral("\n\n")) + QLatin1Char('\n');
 }
 
+QString clearFailureSentence(const QString& failure)
+{
+    return QStringLiteral("Could not clear %1 (%2).").arg(ConversionHistoryStore::displayName(), failure);
+}
+
 Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> defaults, const QLocale& locale)
 {
     QCommandLineParser parser;
@@ -50,7 +55,9 @@ Outcome run(const QStringList& arguments, std::shared_ptr<KeyValueStore> default
     ConversionHistoryStore history(std::move(defaults));
     if (parser.isSet(QStringLiteral("clear"))) {
         const qsizetype count = history.entries().size();
-        history.clear();
+        // A history that stays on disk must not be said to be gone.
+        if (const std::optional<QString> failure = history.clear())
+            return Outcome{notCleared, QString(), clearFailureSentence(*failure) + QLatin1Char('\n')};
         return Outcome{done,
                        QStringLiteral("History cleared (%1 removed).\n").arg(HistoryText::batchCount(count)),
                        QString()};

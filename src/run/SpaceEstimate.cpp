@@ -70,12 +70,6 @@ QString formattedBytes(qint64 bytes)
     return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
 }
 
-QString shortfallSentence(const QString& folder, qint64 needed, qint64 available)
-{
-    return QStringLiteral("Not enough free space in “%1”: the movies need about %2 and %3 is free.")
-        .arg(folder, formattedBytes(needed), formattedBytes(available));
-}
-
 std::optional<qint64> availableBytes(const QString& folder)
 {
     struct statvfs space

@@ -47,8 +47,4 @@ QString formattedBytes(qint64 bytes);
 // or a chroot may lack.
 std::optional<qint64> availableBytes(const QString& folder);
 
-// "Not enough free space in “/out/07-01-2026”: the movies need about 12.4 GB
-// and 3.1 GB is free."
-QString shortfallSentence(const QString& folder, qint64 needed, qint64 available);
-
 } // namespace SpaceEstimate

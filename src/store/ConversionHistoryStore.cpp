@@ -219,10 +219,12 @@ void ConversionHistoryStore::save()
     m_defaults->setBytes(historyKey, encode(m_entries));
 }
 
-void ConversionHistoryStore::clear()
+std::optional<QString> ConversionHistoryStore::clear()
 {
-    setEntries({});
-    save();
+    return m_defaults->exclusively([this] {
+        setEntries({});
+        save();
+    });
 }
 
 QByteArray ConversionHistoryStore::encode(const QList<ConversionHistoryEntry>& entries)

@@ -87,8 +87,9 @@ public:
 
     void save();
 
-    // Empties the history and saves at once.
-    void clear();
+    // Empties the history and saves at once. Returns why the emptied history
+    // could not be saved, naming the store; nothing when it was.
+    std::optional<QString> clear();
 
     // The stored form: a JSON array of objects with the keys "id" (upper-case
     // UUID), "date" (seconds since 2001-01-01 00:00:00 UTC, fractional),

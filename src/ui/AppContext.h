@@ -9,6 +9,7 @@
 #include "store/RecentFoldersStore.h"
 #include "store/SettingsStore.h"
 #include "ui/AppMaintenance.h"
+#include "ui/FreeSpaceConfirmation.h"
 #include "ui/HelpPresenter.h"
 #include "ui/HistoryPresenter.h"
 #include "ui/PairingDetailsPresenter.h"
@@ -109,6 +110,7 @@ private:
     RecentFoldersModel m_recentFoldersModel;
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
+    FreeSpaceConfirmation m_freeSpaceConfirmation;
     SessionPresenter m_session;
     QCoro::Task<> m_outputFolderChooser;
     BackupSettings m_backupSettings;

@@ -26,7 +26,8 @@ MenuBar {
                 model: App.recentFoldersModel
                 delegate: MenuItem {
                     required property string path
-                    text: path
+                    required property string pathText
+                    text: pathText
                     onTriggered: App.driver.scan(path)
                 }
                 onObjectAdded: (index, object) => recentMenu.insertItem(index, object)

@@ -1,5 +1,6 @@
 #include "ui/CardSummaryPresenter.h"
 
+#include "base/DisplayText.h"
 #include "run/ConversionViewModel.h"
 #include "ui/UiText.h"
 
@@ -52,7 +53,7 @@ QString CardSummaryPresenter::cardNameOf(const QString& rootPath)
     const QString name = QDir(QDir::cleanPath(rootPath)).dirName();
     return name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("/")
                ? QStringLiteral("P2 Card")
-               : name;
+               : DisplayText::escaped(name);
 }
 
 CardStatus CardSummaryPresenter::status() const
@@ -78,6 +79,11 @@ QString CardSummaryPresenter::cardName() const
 QString CardSummaryPresenter::cardPath() const
 {
     return driver() && driver()->cardStructure() ? driver()->cardStructure()->rootURL : QString();
+}
+
+QString CardSummaryPresenter::cardPathText() const
+{
+    return DisplayText::escaped(cardPath());
 }
 
 QString CardSummaryPresenter::readyLine() const

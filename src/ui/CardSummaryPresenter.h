@@ -45,6 +45,8 @@ class CardSummaryPresenter : public DriverPresenter
     QML_ELEMENT
     Q_PROPERTY(QString cardName READ cardName NOTIFY changed)
     Q_PROPERTY(QString cardPath READ cardPath NOTIFY changed)
+    // The card's path as shown: on one line, escaped as every name shown is.
+    Q_PROPERTY(QString cardPathText READ cardPathText NOTIFY changed)
     Q_PROPERTY(Tone::Value statusTone READ statusTone NOTIFY changed)
     Q_PROPERTY(QString statusIcon READ statusIcon NOTIFY changed)
     Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
@@ -63,6 +65,7 @@ public:
 
     QString cardName() const;
     QString cardPath() const;
+    QString cardPathText() const;
     Tone::Value statusTone() const { return status().tone; }
     QString statusIcon() const { return status().iconName; }
     QString statusText() const { return status().text; }

@@ -54,7 +54,8 @@ Card {
                     Layout.fillWidth: true
                 }
                 Label {
-                    text: presenter.cardPath
+                    objectName: "cardPath"
+                    text: presenter.cardPathText
                     font.pixelSize: Theme.captionSize
                     color: palette.placeholderText
                     elide: Text.ElideMiddle

@@ -1,5 +1,6 @@
 #include "ui/MainWindowPresenter.h"
 
+#include "base/DisplayText.h"
 #include "run/ConversionViewModel.h"
 
 using Phase = ConversionViewModel::Phase;
@@ -64,7 +65,12 @@ bool MainWindowPresenter::footerShowsFolder() const
 
 QString MainWindowPresenter::footerFolder() const
 {
-    return driver() ? driver()->outputFolderURL().value_or(QString()) : QString();
+    return driver() ? footerFolderFor(driver()->outputFolderURL()) : QString();
+}
+
+QString MainWindowPresenter::footerFolderFor(const std::optional<QString>& runFolder)
+{
+    return DisplayText::escaped(runFolder.value_or(QString()));
 }
 
 QString MainWindowPresenter::footerCaption() const

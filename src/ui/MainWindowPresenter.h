@@ -49,6 +49,8 @@ public:
     {
         return runFolder.has_value();
     }
+    // The run's folder on one line, escaped as every name shown is.
+    static QString footerFolderFor(const std::optional<QString>& runFolder);
 
     // Whether a drag carrying `urls` may be dropped: only its first item
     // counts, and it must be a local file or folder.

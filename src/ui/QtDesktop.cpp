@@ -72,7 +72,8 @@ Dialog {
     modal: true
     closePolicy: Popup.NoAutoClose
     anchors.centerIn: parent
-    width: Math.min(parent.width - 48, 440)
+    // The parent is set with the other initial properties, after this is first evaluated.
+    width: parent ? Math.min(parent.width - 48, 440) : 440
     contentItem: RowLayout {
         spacing: 16
         Label {

@@ -1,5 +1,7 @@
 #include "ui/RecentFoldersModel.h"
 
+#include "base/DisplayText.h"
+
 RecentFoldersModel::RecentFoldersModel(RecentFoldersStore& store, QObject* parent)
     : QAbstractListModel(parent), m_store(store), m_folders(store.folders())
 {
@@ -13,14 +15,18 @@ int RecentFoldersModel::rowCount(const QModelIndex& parent) const
 
 QVariant RecentFoldersModel::data(const QModelIndex& index, int role) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid) || role != PathRole)
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
-    return m_folders.at(index.row());
+    if (role == PathRole)
+        return m_folders.at(index.row());
+    if (role == PathTextRole)
+        return DisplayText::escaped(m_folders.at(index.row()));
+    return {};
 }
 
 QHash<int, QByteArray> RecentFoldersModel::roleNames() const
 {
-    return {{PathRole, "path"}};
+    return {{PathRole, "path"}, {PathTextRole, "pathText"}};
 }
 
 void RecentFoldersModel::reload()

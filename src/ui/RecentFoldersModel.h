@@ -14,7 +14,8 @@ class RecentFoldersModel : public QAbstractListModel
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:
-    enum Role { PathRole = Qt::UserRole + 1 };
+    // The folder's path, and the same as shown: on one line, escaped as every name shown is.
+    enum Role { PathRole = Qt::UserRole + 1, PathTextRole };
 
     explicit RecentFoldersModel(RecentFoldersStore& store, QObject* parent = nullptr);
 

@@ -1,5 +1,6 @@
 #include "ui/RunSummaryPresenter.h"
 
+#include "base/DisplayText.h"
 #include "run/ConversionViewModel.h"
 #include "ui/UiText.h"
 
@@ -109,6 +110,11 @@ QString RunSummaryPresenter::detailLine() const
 QString RunSummaryPresenter::outputFolder() const
 {
     return summaryOrEmpty().outputFolder;
+}
+
+QString RunSummaryPresenter::outputFolderText() const
+{
+    return DisplayText::escaped(outputFolder());
 }
 
 QString RunSummaryPresenter::excludedCaption() const

@@ -49,7 +49,8 @@ class RunSummaryPresenter : public DriverPresenter
     Q_PROPERTY(QString iconName READ iconName NOTIFY changed)
     Q_PROPERTY(QString heading READ heading NOTIFY changed)
     Q_PROPERTY(QString detailLine READ detailLine NOTIFY changed)
-    Q_PROPERTY(QString outputFolder READ outputFolder NOTIFY changed)
+    // The run's folder as shown: on one line, escaped as every name shown is.
+    Q_PROPERTY(QString outputFolderText READ outputFolderText NOTIFY changed)
     Q_PROPERTY(QString excludedCaption READ excludedCaption NOTIFY changed)
     Q_PROPERTY(int converted READ converted NOTIFY changed)
     Q_PROPERTY(int skipped READ skipped NOTIFY changed)
@@ -72,6 +73,7 @@ public:
     QString heading() const;
     QString detailLine() const;
     QString outputFolder() const;
+    QString outputFolderText() const;
     QString excludedCaption() const;
     int converted() const { return summaryOrEmpty().converted; }
     int skipped() const { return summaryOrEmpty().skipped; }

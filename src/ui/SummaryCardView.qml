@@ -68,7 +68,7 @@ Card {
             }
             Label {
                 objectName: "summaryFolder"
-                text: presenter.outputFolder
+                text: presenter.outputFolderText
                 font.family: Theme.monospaceFamily
                 font.pixelSize: Theme.captionSize
                 color: view.secondary

@@ -4,11 +4,13 @@
 #include "CardTree.h"
 #include "TestFiles.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -549,8 +551,50 @@ private slots:
         QCOMPARE(CardTree::relative(root, P2Scanner::scan(root).videoFiles), QStringList{"VIDEO/0001AB.MXF"});
     }
 
+    // A file gone between the listing of its folder and the look at it (a
+    // card pulled out, a failing reader) is accounted for, not dropped.
+    void aFileThatVanishesWhileTheCardIsReadIsAccountedFor()
+    {
+        const QString root = freshRoot();
+        QVERIFY(CardTree::make(root, {"CONTENTS/VIDEO/0001AB.MXF", "CONTENTS/VIDEO/0002AB.MXF",
+                                      "CONTENTS/AUDIO/0002AB00.MXF", "CONTENTS/CLIP/0002AB.XML"}));
+        const QByteArray video = QFile::encodeName(root + "/CONTENTS/VIDEO");
+        const QByteArray clip = QFile::encodeName(root + "/CONTENTS/CLIP");
+        QStringList listed;
+        FileSystemUtilities::setListedHookForTesting([&](const QByteArray& folder) {
+            listed.append(QFile::decodeName(folder));
+            if (folder == video)
+                ::unlink((folder + "/0002AB.MXF").constData());
+            if (folder == clip)
+                ::unlink((folder + "/0002AB.XML").constData());
+        });
+        const auto unhook = qScopeGuard([] { FileSystemUtilities::setListedHookForTesting({}); });
+        const P2CardStructure structure = P2Scanner::scan(root);
+        // The hook ran where the walk is: after each listing, before its files were looked at.
+        QVERIFY(listed.contains(QFile::decodeName(video)));
+        QCOMPARE(CardTree::relative(root, structure.videoFiles), QStringList{"CONTENTS/VIDEO/0001AB.MXF"});
+        QCOMPARE(CardTree::relative(root, structure.audioFiles), QStringList{"CONTENTS/AUDIO/0002AB00.MXF"});
+        QVERIFY(structure.clipXMLFiles.isEmpty());
+        QVERIFY(structure.unreadable.isEmpty());
+        QStringList passedOver;
+        for (const FileSystemUtilities::PassedOver& entry : structure.passedOver)
+            passedOver << P2Scanner::passedOverSentence(entry);
+        passedOver.sort();
+        QCOMPARE(passedOver,
+                 QStringList({QStringLiteral("“%1/CONTENTS/CLIP/0002AB.XML” was not considered: vanished "
+                                             "while the card was read.")
+                                  .arg(root),
+                              QStringLiteral("“%1/CONTENTS/VIDEO/0002AB.MXF” was not considered: vanished "
+                                             "while the card was read.")
+                                  .arg(root)}));
+    }
+
     void reasonTexts()
     {
+        QCOMPARE(FileSystemUtilities::lookFailureReason(ENOENT),
+                 QStringLiteral("vanished while the card was read"));
+        QCOMPARE(FileSystemUtilities::lookFailureReason(EIO),
+                 QStringLiteral("cannot be looked at: Input/output error"));
         QCOMPARE(FileSystemUtilities::notRegularFileReason(), QStringLiteral("not a regular file"));
         QCOMPARE(FileSystemUtilities::linkToFolderReason(),
                  QStringLiteral("a link to a folder, which is not followed"));

@@ -90,19 +90,6 @@ QString textOf(const QString& path)
     return QString::fromUtf8(readFile(path));
 }
 
-// The running processes that have `text` in their command line.
-QList<pid_t> processesNaming(const QString& text)
-{
-    QList<pid_t> pids;
-    const QByteArray needle = text.toUtf8();
-    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        const int pid = entry.toInt();
-        if (pid > 0 && readFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(needle))
-            pids.append(pid);
-    }
-    return pids;
-}
-
 } // namespace
 
 class CliConvertTest : public QObject

@@ -5,8 +5,11 @@
 #include "run/HistoryText.h"
 #include "store/MemoryKeyValueStore.h"
 #include "store/QSettingsKeyValueStore.h"
+#include "TestFiles.h"
 
+#include <optional>
 #include <QDir>
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -39,11 +42,13 @@ class HistoryCommandTest : public QObject
 private:
     QTemporaryDir m_root;
 
-    CommandRun runCli(const QStringList& arguments)
+    // Runs the real CLI with its preferences in `home`, by default the test's own.
+    CommandRun runCli(const QStringList& arguments, const QString& home = QString())
     {
+        const QString folder = home.isEmpty() ? m_root.path() : home;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), m_root.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_root.filePath(QStringLiteral(".config")));
+        environment.insert(QStringLiteral("HOME"), folder);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), folder + QStringLiteral("/.config"));
         return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments, QString(), environment);
     }
 
@@ -251,6 +256,52 @@ private slots:
         QCOMPARE(runCli({QStringLiteral("history")}).standardOutput,
                  QStringLiteral("Recent Conversions — 0 batches\n\nNo conversions yet\n"));
         QCOMPARE(cliPreferences()->bytesValue(historyKey), QByteArrayLiteral("[]"));
+    }
+
+    // A history that stays on disk is never said to be cleared.
+    void clearingAStoreThatCannotBeWrittenFailsNamingIt_data()
+    {
+        QTest::addColumn<bool>("readOnlyDisk");
+        QTest::newRow("a folder in the store's place") << false;
+        QTest::newRow("a store on a read-only file system") << true;
+    }
+
+    void clearingAStoreThatCannotBeWrittenFailsNamingIt()
+    {
+        QFETCH(bool, readOnlyDisk);
+        QTemporaryDir home;
+        QVERIFY(home.isValid());
+        const QString folder = home.filePath(QStringLiteral(".config/Tolvane"));
+        const QString store = folder + QStringLiteral("/Tolvane.json");
+        std::optional<SmallDisk> disk;
+        QString reason = QStringLiteral("Is a directory");
+        if (readOnlyDisk) {
+            disk.emplace(folder, QStringLiteral("size=1m"));
+            QVERIFY2(disk->mounted(), "the tests mount a tmpfs, which needs root");
+            QSettingsKeyValueStore(store).setBytes(
+                historyKey, ConversionHistoryStore::encode({entry(QStringLiteral("CARD A"), 1, 0, 0, 0)}));
+            QCOMPARE(QProcess::execute(QStringLiteral("mount"),
+                                       {QStringLiteral("-o"), QStringLiteral("remount,ro"), folder}),
+                     0);
+            reason = QStringLiteral("Read-only file system");
+        } else {
+            // Nothing can replace a folder.
+            QVERIFY(QDir().mkpath(store));
+        }
+        const QByteArray before = readFile(store);
+        const CommandRun cleared =
+            runCli({QStringLiteral("history"), QStringLiteral("--clear")}, home.path());
+        QCOMPARE(cleared.standardOutput, QString());
+        QCOMPARE(cleared.standardError,
+                 QStringLiteral("Could not clear the history (“%1”: %2).\n").arg(store, reason));
+        QCOMPARE(cleared.exitStatus, 1);
+        QCOMPARE(readFile(store), before);
+        if (readOnlyDisk)
+            QCOMPARE(ConversionHistoryStore(std::make_shared<QSettingsKeyValueStore>(store)).entries().size(),
+                     1);
+        QCOMPARE(
+            HistoryCommand::clearFailureSentence(QStringLiteral("“/s/Tolvane.json”: Read-only file system")),
+            QStringLiteral("Could not clear the history (“/s/Tolvane.json”: Read-only file system)."));
     }
 
     void theHelpDescribesTheCommand()

@@ -364,8 +364,8 @@ private slots:
         ::kill(pid, SIGTERM);
         QVERIFY(cli.waitForFinished(60000));
         QCOMPARE(cli.exitCode(), 130);
-        // ffmpeg ends with the program; give it a moment to let go of the file.
-        QTest::qWait(200);
+        // ffmpeg ends with the program: the folder is looked at once it is gone.
+        QTRY_VERIFY_WITH_TIMEOUT(processesNaming(output).isEmpty(), 60000);
         // Reports the first Ctrl-C had time to write may stay; no movie, whole or half, does.
         const QStringList left = filesIn(runFolderIn(output));
         for (const QString& name : left)

@@ -4,6 +4,7 @@
 #include "run/OutputFolderNamer.h"
 #include "run/ScanCommand.h"
 #include "run/SpaceEstimate.h"
+#include "run/SpaceRefusal.h"
 
 #include <memory>
 #include <QTest>
@@ -185,10 +186,14 @@ private slots:
         QVERIFY(here && *here >= 0);
         QCOMPARE(SpaceEstimate::availableBytes(QStringLiteral("/nonexistent/tolvane/folder")), std::nullopt);
         QCOMPARE(
-            SpaceEstimate::shortfallSentence(QStringLiteral("/out/07-01-2026"), 12'400'000'000,
-                                             3'100'000'000),
+            SpaceRefusal::sentence(QStringLiteral("/out/07-01-2026"), 12'400'000'000, 3'100'000'000),
             QStringLiteral("Not enough free space in “/out/07-01-2026”: the movies need about 12.4 GB and "
                            "3.1 GB is free."));
+        // A folder's name cannot break the sentence into lines.
+        QCOMPARE(
+            SpaceRefusal::sentence(QStringLiteral("/out/two\nlines"), 2'000'000, 1'000'000),
+            QStringLiteral("Not enough free space in “/out/two\\nlines”: the movies need about 2.0 MB and "
+                           "1.0 MB is free."));
         QCOMPARE(
             ConvertCommand::ignoreFreeSpaceHint(),
             QStringLiteral("Free some space, choose another folder with --output-folder, or convert anyway "

@@ -1,3 +1,4 @@
+#include "CommandRun.h"
 #include "PrivateBus.h"
 #include "session/DBusDesktopSession.h"
 #include "SyntheticCard.h"
@@ -161,7 +162,7 @@ private slots:
         const auto pid = static_cast<pid_t>(cli.processId());
         // A Ctrl-C and a SIGTERM, both pending when it resumes, so the first cannot stop ffmpeg.
         QCOMPARE(::kill(pid, SIGSTOP), 0);
-        QTest::qWait(50);
+        QTRY_VERIFY_WITH_TIMEOUT(isStopped(pid), 60000);
         QCOMPARE(::kill(pid, SIGINT), 0);
         QCOMPARE(::kill(pid, SIGTERM), 0);
         QCOMPARE(::kill(pid, SIGCONT), 0);
@@ -171,11 +172,8 @@ private slots:
         QVERIFY(bus.waitForCall(released));
         QCOMPARE(bus.calls(), (QStringList{inhibitTwoClips, released}));
         // ffmpeg, told to stop as its parent ended, may not have finished yet.
-        for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-            if (entry.toInt() > 0 &&
-                readFile(QStringLiteral("/proc/%1/cmdline").arg(entry)).contains(output.toUtf8()))
-                ::kill(entry.toInt(), SIGKILL);
-        }
+        for (const pid_t left : processesNaming(output))
+            ::kill(left, SIGKILL);
     }
 
     void allowSleepAsksNothing()

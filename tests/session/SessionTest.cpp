@@ -117,7 +117,7 @@ private slots:
         int chosen = 0;
         session->notify({QStringLiteral("Conversion Complete"), QStringLiteral("2 clips converted"),
                          QStringLiteral("Open Output Folder"), [&chosen] { ++chosen; }});
-        QTRY_COMPARE(chosen, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(chosen, 1, 60000);
         QCOMPARE(bus.calls(),
                  QStringList{QStringLiteral(
                      "org.freedesktop.Notifications.Notify(Tolvane|0|org.tolvane.Tolvane|Conversion Complete|"
@@ -150,7 +150,7 @@ private slots:
         session->notify({QStringLiteral("Finished with some issues"),
                          QStringLiteral("1 clip converted · 1 clip failed"),
                          QStringLiteral("Open Output Folder"), [&chosen] { ++chosen; }});
-        QTRY_COMPARE(chosen, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(chosen, 1, 60000);
         QCOMPARE(
             bus.calls(),
             QStringList{QStringLiteral(

@@ -1,7 +1,9 @@
 #include "CommandRun.h"
 
+#include "TestFiles.h"
+
 #include <csignal>
-#include <QFile>
+#include <QDir>
 #include <QProcess>
 #include <QThread>
 
@@ -34,20 +36,25 @@ char* toString(const CommandRun& run)
                        .constData());
 }
 
-namespace {
+QList<pid_t> processesNaming(const QString& text)
+{
+    QList<pid_t> pids;
+    const QByteArray needle = text.toUtf8();
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        const int pid = entry.toInt();
+        if (pid > 0 && readFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(needle))
+            pids.append(pid);
+    }
+    return pids;
+}
 
 bool isStopped(pid_t pid)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray stat = file.readAll();
+    const QByteArray stat = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
     // The state follows the command name, which is in parentheses.
     const qsizetype end = stat.lastIndexOf(')');
     return end >= 0 && stat.mid(end + 2, 1) == "T";
 }
-
-} // namespace
 
 bool sendTwoInterruptsTogether(qint64 pid)
 {

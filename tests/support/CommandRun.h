@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QList>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <sys/types.h>
 
 // How a program run by a test ended and what it printed.
 struct CommandRun
@@ -31,3 +33,9 @@ bool sendTwoInterruptsTogether(qint64 pid);
 
 // `text` as one word for /bin/sh: inside single quotes everything is literal.
 QString shellQuoted(const QString& text);
+
+// The running processes that have `text` in their command line.
+QList<pid_t> processesNaming(const QString& text);
+
+// Whether the process `pid` is stopped (by SIGSTOP), as the system reports it.
+bool isStopped(pid_t pid);

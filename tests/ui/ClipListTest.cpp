@@ -135,8 +135,9 @@ private slots:
         presenter.setActive(true);
         loadListedCard(*session.context->driver(), card.path(), icons);
         const QModelIndex second = presenter.model()->index(1);
-        QTRY_COMPARE(second.data(ClipListModel::ThumbnailRole).toString(),
-                     QUrl::fromLocalFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP"))).toString());
+        QTRY_COMPARE_WITH_TIMEOUT(
+            second.data(ClipListModel::ThumbnailRole).toString(),
+            QUrl::fromLocalFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP"))).toString(), 60000);
         // Without a bitmap or a video file there is only the placeholder.
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
     }

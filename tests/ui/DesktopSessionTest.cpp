@@ -194,7 +194,7 @@ private slots:
                      "2 clips converted|[default,Open Output Folder,open,Open Output Folder]|"
                      "{desktop-entry=org.tolvane.Tolvane}|-1)")});
         // Chosen at once by the stand-in: the folder is shown.
-        QTRY_COMPARE(fixture.session.desktop->revealed.value(0), QStringList{folder});
+        QTRY_COMPARE_WITH_TIMEOUT(fixture.session.desktop->revealed.value(0), QStringList{folder}, 60000);
         const QString update = QStringLiteral(
             "com.canonical.Unity.LauncherEntry.Update(application://org.tolvane.Tolvane.desktop|{%1})");
         const QStringList updates = callsStartingWith(calls, launcherUpdate);

@@ -3,6 +3,7 @@
 #include "TestFiles.h"
 #include "ui/AppMaintenance.h"
 #include "ui/CardSummaryPresenter.h"
+#include "ui/FreeSpaceConfirmation.h"
 #include "ui/MainWindowPresenter.h"
 #include "ui/PlatformTexts.h"
 #include "ui/ProgressPresenter.h"
@@ -130,6 +131,9 @@ private slots:
         QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/media/cards/Shoot Day 2/")),
                  QStringLiteral("Shoot Day 2"));
         QCOMPARE(CardSummaryPresenter::cardNameOf(QString()), QStringLiteral("P2 Card"));
+        // Escaped as every name shown: a line feed cannot break the card's title.
+        QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/media/two\nlines\x1b")),
+                 QStringLiteral("two\\nlines\\x1b"));
         QCOMPARE(CardSummaryPresenter::cardNameOf(QStringLiteral("/")), QStringLiteral("P2 Card"));
     }
 
@@ -251,6 +255,31 @@ private slots:
         // The footer's folder depends on the run's folder alone, whatever the central area shows.
         QVERIFY(MainWindowPresenter::footerShowsFolderFor(QStringLiteral("/movies/07-01-2026")));
         QVERIFY(!MainWindowPresenter::footerShowsFolderFor(std::nullopt));
+    }
+
+    // The question a run refused for want of space asks: the refusal's own
+    // sentence, what converting anyway means, and the cancelling button last.
+    void aRunThatCannotFitAsksWithTheRefusalsOwnSentence()
+    {
+        QCOMPARE(FreeSpaceConfirmation::question(), QStringLiteral("Not enough free space"));
+        QCOMPARE(
+            FreeSpaceConfirmation::detail(QStringLiteral("Not enough free space in “/out/07-01-2026”: the "
+                                                         "movies need about 12.4 GB and 3.1 GB is free.")),
+            QStringLiteral("Not enough free space in “/out/07-01-2026”: the movies need about 12.4 GB and "
+                           "3.1 GB is free. If you convert anyway, the run stops at the first movie that "
+                           "does not fit."));
+        QCOMPARE(FreeSpaceConfirmation::buttons(),
+                 QStringList({QStringLiteral("Convert Anyway"), QStringLiteral("Cancel")}));
+    }
+
+    // The footer is one line: a folder's name can neither break it nor hide part of itself.
+    void theFootersFolderIsEscapedAsEveryNameShown()
+    {
+        QCOMPARE(MainWindowPresenter::footerFolderFor(QStringLiteral("/movies/07-01-2026")),
+                 QStringLiteral("/movies/07-01-2026"));
+        QCOMPARE(MainWindowPresenter::footerFolderFor(QStringLiteral("/movies/two\nlines\t\x1b[31mred ü")),
+                 QStringLiteral("/movies/two\\nlines\\t\\x1b[31mred ü"));
+        QCOMPARE(MainWindowPresenter::footerFolderFor(std::nullopt), QString());
     }
 
     void onlyALocalFileAsFirstItemCanBeDropped()

@@ -1,12 +1,17 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
-// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup]. Run by
-// scripts/screenshots; with --clip-list only the clip list's own pictures are
-// rendered, with --backup only the "Back Up First" option, a backed-up run's
-// summary and the history of a backed-up run and a failed backup.
+// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space].
+// Run by scripts/screenshots; with --clip-list only the clip list's own pictures
+// are rendered, with --backup only the "Back Up First" option, a backed-up run's
+// summary and the history of a backed-up run and a failed backup, with
+// --not-enough-space only the question asked when a run cannot fit (a small
+// tmpfs is mounted for it, which needs root).
 #include "media/FFmpegService.h"
 #include "SyntheticCard.h"
+#include "TestFiles.h"
 #include "ToolFolder.h"
 #include "ui/ClipListModel.h"
+#include "ui/FreeSpaceConfirmation.h"
+#include "ui/QtDesktop.h"
 #include "UiTestSupport.h"
 
 #include <QDir>
@@ -159,7 +164,8 @@ int main(int argc, char* argv[])
     prepareUiTestProcess();
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
-        QTextStream(stderr) << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--backup]\n";
+        QTextStream(stderr)
+            << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space]\n";
         return 2;
     }
     const bool dark = arguments.contains(QStringLiteral("--dark"));
@@ -198,6 +204,27 @@ int main(int argc, char* argv[])
 
     if (arguments.contains(QStringLiteral("--clip-list"))) {
         const bool shot = shootClipList(fixture, shooter, work.path());
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+    if (arguments.contains(QStringLiteral("--not-enough-space"))) {
+        // The output folder on a disk far too small for the card's movies.
+        const QString drive = work.filePath(QStringLiteral("Small Drive"));
+        const SmallDisk small(drive, QStringLiteral("size=2m"));
+        if (!small.mounted()) {
+            QTextStream(stderr) << "a small tmpfs could not be mounted (this needs root)\n";
+            return 1;
+        }
+        fixture.session.context->settings()->setOutputFolderPath(drive + QStringLiteral("/Tolvane"));
+        // The app's own alert, drawn in the window.
+        QtDesktop desktop(&fixture.engine);
+        const FreeSpaceConfirmation confirmation(*driver, desktop);
+        driver->scan(slow);
+        bool shot =
+            waitFor(phaseIs(Phase::scanned)) && waitFor([&fixture] { return thumbnailsShown(fixture); });
+        driver->start();
+        shot = shot && waitFor([driver] { return !driver->spaceShortfall().isEmpty(); });
+        shot = shot && shooter.shoot(QStringLiteral("20-not-enough-space"));
         FFmpegService::setToolDirectoriesForTesting({});
         return shot ? 0 : 1;
     }

@@ -199,7 +199,7 @@ private slots:
         // An unverified video without audio is excluded, with a red badge and "—" for its audio.
         driver.scan(excludedCard->rootPath);
         QTRY_COMPARE_WITH_TIMEOUT(driver.phase(), ConversionViewModel::Phase::scanned, 60000);
-        QTRY_COMPARE(driver.pairingEntries().size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(driver.pairingEntries().size(), 2, 60000);
         QMetaObject::invokeMethod(host, "openPairingDetails");
         QTRY_VERIFY(isOpen(sheet));
         QCOMPARE(subtitleOf(sheet), QStringLiteral("1 clip will convert · 1 excluded"));

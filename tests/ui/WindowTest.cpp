@@ -1,15 +1,19 @@
 #include "backup/BackupText.h"
+#include "base/DisplayText.h"
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "store/QSettingsKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
+#include "ui/FreeSpaceConfirmation.h"
+#include "ui/QtDesktop.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QMimeData>
 #include <QQmlListReference>
@@ -105,17 +109,37 @@ private:
         QQuickItem* const item = fixture.item(name);
         QVERIFY2(item, qPrintable(name));
         QVERIFY2(item->isVisible() && item->isEnabled(), qPrintable(name));
-        // Layouts that were just shown place their items when they are next polished.
-        if (item->parentItem())
-            QVERIFY(QQuickTest::qWaitForPolish(item->parentItem()));
-        const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-        QTest::mouseClick(fixture.window(), Qt::LeftButton, Qt::NoModifier, centre);
+        clickItem(fixture, item);
     }
 
     static QString text(MainWindowFixture& fixture, const QString& name)
     {
         QObject* const object = fixture.find(name);
         return object ? object->property("text").toString() : QStringLiteral("<no %1>").arg(name);
+    }
+
+    // The first visible item at or below `item` whose text is `text`.
+    static QQuickItem* shownItemWithText(QQuickItem* item, const QString& text)
+    {
+        if (!item || !item->isVisible())
+            return nullptr;
+        if (item->property("text").toString() == text)
+            return item;
+        for (QQuickItem* const child : item->childItems())
+            if (QQuickItem* const found = shownItemWithText(child, text))
+                return found;
+        return nullptr;
+    }
+
+    // Clicks `item` once its layout has placed it: layouts that were just
+    // shown place their items when they are next polished.
+    static void clickItem(MainWindowFixture& fixture, QQuickItem* item)
+    {
+        QVERIFY(item);
+        if (item->parentItem())
+            QVERIFY(QQuickTest::qWaitForPolish(item->parentItem()));
+        const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+        QTest::mouseClick(fixture.window(), Qt::LeftButton, Qt::NoModifier, centre);
     }
 
     static bool shown(MainWindowFixture& fixture, const QString& name)
@@ -247,6 +271,10 @@ private slots:
                  QStringList({QStringLiteral("No Recent P2 Folders"), QStringLiteral("Clear Recent")}));
         fixture.session.context->recentFolders()->record(card_);
         QCOMPARE(shownItemTexts(recent), QStringList({card_, QStringLiteral("Clear Recent")}));
+        // A folder's name is shown on one line, escaped as every name shown is.
+        fixture.session.context->recentFolders()->record(QStringLiteral("/media/two\nlines"));
+        QCOMPARE(shownItemTexts(recent),
+                 QStringList({QStringLiteral("/media/two\\nlines"), card_, QStringLiteral("Clear Recent")}));
         fixture.session.context->clearRecentFolders();
         QCOMPARE(shownItemTexts(recent),
                  QStringList({QStringLiteral("No Recent P2 Folders"), QStringLiteral("Clear Recent")}));
@@ -318,6 +346,79 @@ private slots:
         // The menu's "Convert Another P2 Card" does what the summary's button does.
         QMetaObject::invokeMethod(command(fixture, "convertAnother"), "trigger");
         QCOMPARE(driver->phase(), Phase::idle);
+    }
+
+    // A run that cannot fit is refused with the reason, and the window asks
+    // whether to convert anyway: Cancel leaves the card as it was, "Convert
+    // Anyway" in the app's own alert starts the run. A folder whose name
+    // holds a line feed shows on one line in the footer.
+    void aRunThatCannotFitAsksWhetherToConvertAnyway()
+    {
+        const QString disk = work_->filePath(QStringLiteral("small\ndisk"));
+        const SmallDisk small(disk, QStringLiteral("size=64k"));
+        QVERIFY2(small.mounted(), "the tests mount a tmpfs, which needs root");
+        MainWindowFixture fixture;
+        openWindow(fixture);
+        fixture.session.context->settings()->setOutputFolderPath(disk);
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        ScriptedDesktop& scripted = *fixture.session.desktop;
+        // The card reached by a name with a line feed, shown on one line too.
+        const QString card = work_->filePath(QStringLiteral("card\nlink"));
+        QVERIFY(QFile::exists(card) || QFile::link(card_, card));
+        driver->scan(card);
+        QVERIFY(waitForPhase(fixture, Phase::scanned));
+        QCOMPARE(text(fixture, QStringLiteral("cardName")), QStringLiteral("card\\nlink"));
+        QCOMPARE(text(fixture, QStringLiteral("cardPath")), DisplayText::escaped(card));
+
+        // Cancel: nothing is converted, nothing is written, the reason stays in the footer.
+        scripted.alertAnswers = {1};
+        click(fixture, QStringLiteral("convertButton"));
+        QVERIFY(QTest::qWaitFor([&] { return !scripted.alertRequests.isEmpty(); }, workTimeoutMs));
+        const QString shortfall = driver->spaceShortfall();
+        QVERIFY2(shortfall.startsWith(
+                     QStringLiteral("Not enough free space in “%1/").arg(DisplayText::escaped(disk))),
+                 qPrintable(shortfall));
+        const ScriptedDesktop::AlertRequest asked = scripted.alertRequests.constFirst();
+        QCOMPARE(asked.style, AlertStyle::warning);
+        QCOMPARE(asked.message, QStringLiteral("Not enough free space"));
+        QCOMPARE(asked.informativeText,
+                 shortfall + QStringLiteral(" If you convert anyway, the run stops at the first movie that "
+                                            "does not fit."));
+        QCOMPARE(asked.buttons, QStringList({QStringLiteral("Convert Anyway"), QStringLiteral("Cancel")}));
+        QCOMPARE(driver->phase(), Phase::scanned);
+        QVERIFY(driver->jobs().isEmpty());
+        QVERIFY(QDir(disk).isEmpty());
+        QVERIFY(shown(fixture, QStringLiteral("convertButton")));
+        QCOMPARE(text(fixture, QStringLiteral("footerCaption")), shortfall);
+
+        // The app's own alert, drawn in the window: "Convert Anyway" converts.
+        QtDesktop desktop(&fixture.engine);
+        const FreeSpaceConfirmation confirmation(*driver, desktop);
+        scripted.alertAnswers = {1};
+        click(fixture, QStringLiteral("convertButton"));
+        QQuickItem* anyway = nullptr;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                anyway = shownItemWithText(fixture.window()->contentItem(), QStringLiteral("Convert Anyway"));
+                return anyway != nullptr;
+            },
+            workTimeoutMs));
+        QVERIFY(shownItemWithText(fixture.window()->contentItem(), QStringLiteral("Not enough free space")));
+        QVERIFY(shownItemWithText(fixture.window()->contentItem(), FreeSpaceConfirmation::detail(shortfall)));
+        QVERIFY(shownItemWithText(fixture.window()->contentItem(), QStringLiteral("Cancel")));
+        QCOMPARE(driver->phase(), Phase::scanned);
+        clickItem(fixture, anyway);
+        QVERIFY(waitForRunWritten(fixture, 1));
+        QVERIFY(driver->spaceShortfall().isEmpty());
+        QVERIFY(driver->summary());
+        // The disk was too small: the first movie failed for want of space and the run stopped there.
+        QCOMPARE(driver->summary()->failed, 1);
+        QVERIFY(!shownItemWithText(fixture.window()->contentItem(), QStringLiteral("Convert Anyway")));
+        const QString folder = *driver->outputFolderURL();
+        QVERIFY(folder.startsWith(disk + QLatin1Char('/')));
+        QCOMPARE(text(fixture, QStringLiteral("footerFolder")), DisplayText::escaped(folder));
+        QCOMPARE(text(fixture, QStringLiteral("summaryFolder")), DisplayText::escaped(folder));
+        QVERIFY(text(fixture, QStringLiteral("footerFolder")).contains(QStringLiteral("small\\ndisk/")));
     }
 
     void cancelEndsTheRunningClipAsCancelled()
