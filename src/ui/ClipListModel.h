@@ -43,8 +43,8 @@ public:
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
-    // Only a list on screen asks for thumbnails; one that is hidden drops what
-    // it has not started, so the window's several lists never take frames at once.
+    // Only a list on screen asks for thumbnails; one that is hidden drops the
+    // frames it has not started, leaving their turn to the list now shown.
     void setActive(bool active);
 
     int rowCount(const QModelIndex& parent = {}) const override;

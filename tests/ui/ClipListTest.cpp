@@ -8,6 +8,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
 #include <QSignalSpy>
@@ -159,6 +160,51 @@ private slots:
         loadListedCard(*session.context->driver(), card.path());
         QTest::qWait(300);
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
+    // The window's lists take turns as it goes from the card to the run: the
+    // list shown next waits for the frames the one before started.
+    void noMoreThanTwoFramesAreTakenAtOnceWhenAnotherListTakesOver()
+    {
+        // Stand-in copies of ffmpeg wait for the gate and count how many run at once.
+        ToolFolder tools;
+        const QString ffmpeg = tools.toolPath(QStringLiteral("ffmpeg"));
+        QVERIFY(QFile::link(QStringLiteral(TOLVANE_FAKES_DIR "/ffprobe-concurrency"), ffmpeg));
+        const auto count = [&ffmpeg](const char* what) {
+            return readFile(ffmpeg + QLatin1Char('.') + QLatin1String(what)).trimmed().toInt();
+        };
+        const auto openGate = [&ffmpeg] { writeFile(ffmpeg + QStringLiteral(".open"), {}); };
+        // A failing check never leaves copies waiting for ever.
+        const auto openAtTheEnd = qScopeGuard(openGate);
+        FFmpegService::setToolDirectoriesForTesting({tools.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
+        QTemporaryDir card;
+        for (int n = 1; n <= 3; ++n)
+            writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/000%1AB.MXF").arg(n)), "video");
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        ClipListPresenter first;
+        ClipListPresenter next;
+        first.setDriver(&driver);
+        next.setDriver(&driver);
+        loadListedCard(driver, card.path());
+
+        first.setActive(true);
+        QTRY_COMPARE_WITH_TIMEOUT(count("running"), 2, 20000);
+        first.setActive(false);
+        next.setActive(true);
+        // Time for the next list to find its files and ask for its frames.
+        QTest::qWait(1000);
+        QCOMPARE(count("running"), 2);
+        openGate();
+        for (int row = 0; row < 3; ++row)
+            QTRY_VERIFY_WITH_TIMEOUT(
+                !next.model()->index(row).data(ClipListModel::ThumbnailRole).toString().isEmpty(), 20000);
+        QCOMPARE(count("peak"), 2);
     }
 
     void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
