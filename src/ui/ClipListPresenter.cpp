@@ -17,14 +17,9 @@ void ClipListPresenter::setActive(bool active)
     emit activeChanged();
 }
 
-QString ClipListPresenter::chosenTextFor(int chosen, int movies)
-{
-    return QStringLiteral("%1 of %2 clip%3 chosen").arg(chosen).arg(movies).arg(movies == 1 ? "" : "s");
-}
-
 QString ClipListPresenter::chosenText() const
 {
-    return driver() ? chosenTextFor(driver()->chosenCount(), driver()->movieCount()) : QString();
+    return driver() ? driver()->choice().sentence() : QString();
 }
 
 bool ClipListPresenter::canChoose() const

@@ -32,8 +32,6 @@ public:
     bool canSelectAll() const;
     bool canSelectNone() const;
 
-    static QString chosenTextFor(int chosen, int movies);
-
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void selectNone();
     Q_INVOKABLE void setChosen(const QString& key, bool chosen);
