@@ -575,6 +575,7 @@ void ConversionViewModel::handleJobUpdate(ConversionJob& job)
     if (job.status().kind == ClipStatus::Kind::converting)
         update(m_currentClipName, job.clipName(), &ConversionViewModel::currentClipNameChanged);
     recomputeOverallProgress();
+    emit jobUpdated(job.clip().videoURL);
 }
 
 void ConversionViewModel::handleCommandBuilt(ConversionJob& job, const QString& commandLine)

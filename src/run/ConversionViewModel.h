@@ -295,6 +295,8 @@ signals:
     // Nothing of the session is left to write; see endSession.
     void sessionEnded();
     void choiceChanged();
+    // The state or progress of the run's job for the movie `key` changed.
+    void jobUpdated(const QString& key);
 
 private:
     QCoro::Task<> runFolderChooser();

@@ -6,6 +6,7 @@ ClipListPresenter::ClipListPresenter(QObject* parent)
     : DriverPresenter({&ConversionViewModel::choiceChanged, &ConversionViewModel::phaseChanged}, parent)
 {
     connect(this, &DriverPresenter::driverChanged, this, [this] { m_model.setDriver(driver()); });
+    setHeld(true);
 }
 
 void ClipListPresenter::setActive(bool active)
@@ -13,6 +14,7 @@ void ClipListPresenter::setActive(bool active)
     if (m_active == active)
         return;
     m_active = active;
+    setHeld(!active);
     m_model.setActive(active);
     emit activeChanged();
 }

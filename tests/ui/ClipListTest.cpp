@@ -42,6 +42,7 @@ private slots:
         ConversionViewModel& driver = *session.context->driver();
         ClipListPresenter presenter;
         presenter.setDriver(&driver);
+        presenter.setActive(true);
         QSignalSpy changed(&presenter, &DriverPresenter::changed);
         QSignalSpy counted(presenter.model(), &ClipListModel::countChanged);
         loadListedCard(driver, QStringLiteral("/card"));
@@ -160,6 +161,87 @@ private slots:
         loadListedCard(*session.context->driver(), card.path());
         QTest::qWait(300);
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
+    // Each progress report of the tool changes the row of its movie alone, and
+    // the reports of one interval reach the window as one announcement; a list
+    // that is not on screen announces nothing until it is shown again.
+    void progressAnnouncesTheOneRowOfItsMovieOncePerInterval()
+    {
+        ToolFolder tools;
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        // The first movie's conversion runs until the run is cancelled.
+        tools.remove(QStringLiteral("ffmpeg"));
+        tools.addFake(QStringLiteral("ffmpeg"),
+                      QStringLiteral("case \" $* \" in *\" -progress \"*) FAKE_HANG=1 ;; esac\n"));
+        FFmpegService::setToolDirectoriesForTesting({tools.path()});
+        FFmpegService::recheckAvailability();
+        const auto restoreTools = qScopeGuard([] {
+            FFmpegService::setToolDirectoriesForTesting({});
+            FFmpegService::recheckAvailability();
+        });
+        QTemporaryDir work;
+        const RunCards cards = writeRunCards(work);
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        session.context->settings()->setOutputFolderPath(work.filePath(QStringLiteral("movies")));
+        ClipListPresenter presenter;
+        presenter.setDriver(&driver);
+        presenter.setActive(true);
+        driver.scan(cards.card);
+        QTRY_COMPARE_WITH_TIMEOUT(driver.phase(), ConversionViewModel::Phase::scanned, 60000);
+        const ClipListModel& model = *presenter.model();
+        QCOMPARE(model.rowCount(), 2);
+
+        driver.startIgnoringFreeSpace();
+        const auto converting = [&tools] {
+            const QList<QStringList> runs = tools.runs(QStringLiteral("ffmpeg"));
+            return std::ranges::count_if(
+                runs, [](const QStringList& run) { return run.contains(QStringLiteral("-progress")); });
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(converting(), 1, 60000);
+        const std::shared_ptr<ConversionJob> job = driver.jobs().first();
+        QCOMPARE(job->status().kind, ClipStatus::Kind::converting);
+        // What the start of the run changed has been announced.
+        QTest::qWait(3 * ClipListModel::announceIntervalMs);
+        const auto tick = [&driver, &job](double progress) {
+            job->setProgress(progress);
+            job->setStatus(ClipStatus::converting(progress));
+            driver.handleJobUpdate(*job);
+        };
+        QSignalSpy announced(&model, &QAbstractItemModel::dataChanged);
+        for (int percent = 1; percent <= 10; ++percent)
+            tick(percent / 100.0);
+        QVERIFY(announced.isEmpty());
+        QTRY_COMPARE(announced.size(), 1);
+        QTest::qWait(2 * ClipListModel::announceIntervalMs);
+        QCOMPARE(announced.size(), 1);
+        QCOMPARE(announced.first().at(0).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(1).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(2).value<QList<int>>(),
+                 (QList<int>{ClipListModel::StatusRole, ClipListModel::ProgressRole,
+                             ClipListModel::CanOpenRole, ClipListModel::AccessibleNameRole}));
+        QCOMPARE(model.index(0).data(ClipListModel::StatusRole).toString(),
+                 QStringLiteral("converting 10 %"));
+
+        presenter.setActive(false);
+        announced.clear();
+        QSignalSpy presenterChanged(&presenter, &DriverPresenter::changed);
+        tick(0.5);
+        driver.cancel();
+        QTRY_COMPARE_WITH_TIMEOUT(driver.phase(), ConversionViewModel::Phase::finished, 60000);
+        QTest::qWait(2 * ClipListModel::announceIntervalMs);
+        QVERIFY(announced.isEmpty());
+        QVERIFY(presenterChanged.isEmpty());
+        // Shown again, it tells at once of both movies' ends and of the run's.
+        presenter.setActive(true);
+        QCOMPARE(announced.size(), 1);
+        QCOMPARE(announced.first().at(0).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(1).value<QModelIndex>().row(), 1);
+        QCOMPARE(model.index(1).data(ClipListModel::StatusRole).toString(),
+                 QStringLiteral("not started — the run was cancelled"));
+        QCOMPARE(presenterChanged.size(), 1);
+        QVERIFY(presenter.canChoose());
     }
 
     // The window's lists take turns as it goes from the card to the run: the
