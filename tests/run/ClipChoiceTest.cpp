@@ -39,6 +39,12 @@ struct Card
     QList<SpannedShot> shots{SpannedShot{{clips.at(3), clips.at(4)}}};
 
     QString key(int clip) const { return clips.at(clip).videoURL; }
+    ClipChoice choice() const
+    {
+        ClipChoice choice;
+        choice.setMovies(clips, shots);
+        return choice;
+    }
 };
 
 const QDateTime noon(QDate(2026, 7, 1), QTime(12, 0), Qt::UTC);
@@ -64,8 +70,7 @@ private slots:
     void everyMovieIsChosenAndAJoinedShotIsOneMovie()
     {
         const Card card;
-        ClipChoice choice;
-        choice.setMovies(card.clips, card.shots);
+        ClipChoice choice = card.choice();
         QCOMPARE(choice.movieCount(), 4);
         QCOMPARE(choice.chosenCount(), 4);
         QVERIFY(choice.allChosen());
@@ -81,8 +86,7 @@ private slots:
     void onlyMoviesAreChosenAndEachChangeSaysWhetherItChangedAnything()
     {
         const Card card;
-        ClipChoice choice;
-        choice.setMovies(card.clips, card.shots);
+        ClipChoice choice = card.choice();
         QVERIFY(choice.setChosen(card.key(1), false));
         QVERIFY(!choice.setChosen(card.key(1), false));
         QVERIFY(!choice.isChosen(card.key(1)));
@@ -104,8 +108,7 @@ private slots:
     void choosingByNameTakesAnyPieceOfAShotAndRefusesUnknownNames()
     {
         const Card card;
-        ClipChoice choice;
-        choice.setMovies(card.clips, card.shots);
+        ClipChoice choice = card.choice();
         QVERIFY(choice.setChosen(card.key(1), false));
         QCOMPARE(choice.chooseOnlyNamed({"0005EF", "0042XX", "0042XX", "0043XX"}),
                  (QStringList{"0042XX", "0043XX"}));
@@ -121,8 +124,7 @@ private slots:
     void aMovieLeftOutStaysOutWhenTheCardIsPairedAgain()
     {
         const Card card;
-        ClipChoice choice;
-        choice.setMovies(card.clips, card.shots);
+        ClipChoice choice = card.choice();
         QVERIFY(choice.setChosen(card.key(3), false));
         // Without joining, the shot's first piece is still the same movie.
         choice.setMovies(card.clips, {});
@@ -134,8 +136,7 @@ private slots:
     void aRunTakesTheChosenMoviesAndNamesTheOthersInCardOrder()
     {
         const Card card;
-        ClipChoice choice;
-        choice.setMovies(card.clips, card.shots);
+        ClipChoice choice = card.choice();
         QVERIFY(choice.setChosen(card.key(0), false));
         QVERIFY(choice.setChosen(card.key(2), false));
         const ClipChoice::Run run =

@@ -29,6 +29,17 @@ P2Clip clipAt(const QString& folder, const QString& name, int order, int audio)
     return clip;
 }
 
+// Points the service at the tools of `folder` until the guard it gives goes.
+[[nodiscard]] auto useTools(const QString& folder)
+{
+    FFmpegService::setToolDirectoriesForTesting({folder});
+    FFmpegService::recheckAvailability();
+    return qScopeGuard([] {
+        FFmpegService::setToolDirectoriesForTesting({});
+        FFmpegService::recheckAvailability();
+    });
+}
+
 } // namespace
 
 class ClipListTest : public QObject
@@ -148,12 +159,7 @@ private slots:
         QTemporaryDir card;
         writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/0001AB.MXF")), "not a movie");
         ToolFolder empty;
-        FFmpegService::setToolDirectoriesForTesting({empty.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(empty.path());
         UiSession session;
         ClipListPresenter presenter;
         presenter.setDriver(session.context->driver());
@@ -174,12 +180,7 @@ private slots:
         tools.remove(QStringLiteral("ffmpeg"));
         tools.addFake(QStringLiteral("ffmpeg"),
                       QStringLiteral("case \" $* \" in *\" -progress \"*) FAKE_HANG=1 ;; esac\n"));
-        FFmpegService::setToolDirectoriesForTesting({tools.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(tools.path());
         QTemporaryDir work;
         const RunCards cards = writeRunCards(work);
         UiSession session;
@@ -258,12 +259,7 @@ private slots:
         const auto openGate = [&ffmpeg] { writeFile(ffmpeg + QStringLiteral(".open"), {}); };
         // A failing check never leaves copies waiting for ever.
         const auto openAtTheEnd = qScopeGuard(openGate);
-        FFmpegService::setToolDirectoriesForTesting({tools.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(tools.path());
         QTemporaryDir card;
         for (int n = 1; n <= 3; ++n)
             writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/000%1AB.MXF").arg(n)), "video");
@@ -293,12 +289,7 @@ private slots:
     {
         ToolFolder tools;
         TOLVANE_REQUIRE_REAL_TOOLS(tools);
-        FFmpegService::setToolDirectoriesForTesting({tools.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(tools.path());
         QTemporaryDir root;
         SyntheticCard::CardSpec plan;
         plan.clips = {SyntheticCard::clip(1, 1)};
