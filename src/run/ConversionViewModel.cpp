@@ -100,24 +100,6 @@ bool ConversionViewModel::canConvert() const
            m_ffmpegAvailable && chosenCount() > 0;
 }
 
-namespace {
-
-// The key of each movie of a card (ClipRow::key): its first piece's video file.
-QStringList movieKeys(const QList<P2Clip>& clips, const QList<SpannedShot>& joinedShots)
-{
-    QSet<QUuid> laterPieces;
-    for (const SpannedShot& shot : joinedShots)
-        for (qsizetype i = 1; i < shot.pieces.size(); ++i)
-            laterPieces.insert(shot.pieces.at(i).id);
-    QStringList keys;
-    for (const P2Clip& clip : clips)
-        if (!laterPieces.contains(clip.id))
-            keys.append(clip.videoURL);
-    return keys;
-}
-
-} // namespace
-
 QList<ClipRow> ConversionViewModel::clipRows() const
 {
     return ClipRows::of(m_clips, m_pairingEntries, m_joinedShots, m_settings.prefixExportsWithOrderNumber());
@@ -153,78 +135,35 @@ void ConversionViewModel::openMovie(const QString& key)
         m_desktop->openFile(job->outputURL());
 }
 
-int ConversionViewModel::movieCount() const
-{
-    return static_cast<int>(movieKeys(m_clips, m_joinedShots).size());
-}
-
-int ConversionViewModel::chosenCount() const
-{
-    const QStringList keys = movieKeys(m_clips, m_joinedShots);
-    return static_cast<int>(
-        std::ranges::count_if(keys, [this](const QString& key) { return !m_unchosen.contains(key); }));
-}
-
 void ConversionViewModel::setChosen(const QString& key, bool chosen)
 {
-    if (isConverting() || !movieKeys(m_clips, m_joinedShots).contains(key) || isChosen(key) == chosen)
+    if (isConverting() || !m_choice.setChosen(key, chosen))
         return;
-    if (chosen)
-        m_unchosen.remove(key);
-    else
-        m_unchosen.insert(key);
     emit choiceChanged();
     announceDerived();
 }
 
 void ConversionViewModel::chooseAll()
 {
-    if (isConverting() || m_unchosen.isEmpty())
+    if (isConverting() || !m_choice.chooseAll())
         return;
-    m_unchosen.clear();
     emit choiceChanged();
     announceDerived();
 }
 
 void ConversionViewModel::chooseNone()
 {
-    if (isConverting())
+    if (isConverting() || !m_choice.chooseNone())
         return;
-    const QStringList keys = movieKeys(m_clips, m_joinedShots);
-    m_unchosen = QSet<QString>(keys.begin(), keys.end());
     emit choiceChanged();
     announceDerived();
 }
 
 QStringList ConversionViewModel::chooseOnlyNamed(const QStringList& names)
 {
-    // Each piece of a movie names it; a joined shot is one movie.
-    QHash<QUuid, QString> keyOfPiece;
-    for (const P2Clip& clip : std::as_const(m_clips))
-        keyOfPiece.insert(clip.id, clip.videoURL);
-    for (const SpannedShot& shot : std::as_const(m_joinedShots))
-        for (const P2Clip& piece : shot.pieces)
-            keyOfPiece.insert(piece.id, shot.top().videoURL);
-    QSet<QString> chosen;
-    QStringList unknown;
-    for (const QString& name : names) {
-        bool found = false;
-        for (const P2Clip& clip : std::as_const(m_clips)) {
-            if (clip.videoName() == name) {
-                chosen.insert(keyOfPiece.value(clip.id));
-                found = true;
-            }
-        }
-        if (!found && !unknown.contains(name))
-            unknown.append(name);
-    }
+    const QStringList unknown = m_choice.chooseOnlyNamed(names);
     if (!unknown.isEmpty())
         return unknown;
-    const QStringList keys = movieKeys(m_clips, m_joinedShots);
-    m_unchosen.clear();
-    for (const QString& key : keys)
-        if (!chosen.contains(key))
-            m_unchosen.insert(key);
     emit choiceChanged();
     announceDerived();
     return {};
@@ -267,7 +206,7 @@ void ConversionViewModel::scan(const QString& rootURL)
     setStatusMessage(QStringLiteral("Scanning %1…")
                          .arg(DisplayText::escaped(QFileInfo(QDir::cleanPath(rootURL)).fileName())));
     m_currentRunOutputFolder.reset();
-    m_unchosen.clear();
+    m_choice.chooseAll();
     m_recentFolders.record(rootURL);
     const bool allowUnsafeFallback = m_settings.allowUnsafeFallbackPairing();
     m_work = scanAndPair(rootURL, P2CardStructure(), allowUnsafeFallback, m_settings.joinSpannedRecordings());
@@ -309,6 +248,7 @@ void ConversionViewModel::applyScanResults(const P2CardStructure& structure,
     setClips(pairing.clips);
     setPairing(pairing.entries, pairing.summaryLines);
     update(m_joinedShots, pairing.joinedShots, &ConversionViewModel::joinedShotsChanged);
+    m_choice.setMovies(m_clips, m_joinedShots);
     emit choiceChanged();
     announceDerived();
     const qint64 excluded = std::ranges::count_if(
@@ -382,7 +322,8 @@ void ConversionViewModel::resetToIdle()
     update(m_jobs, QList<std::shared_ptr<ConversionJob>>(), &ConversionViewModel::jobsChanged);
     setPairing({}, {});
     update(m_joinedShots, QList<SpannedShot>(), &ConversionViewModel::joinedShotsChanged);
-    m_unchosen.clear();
+    m_choice.setMovies({}, {});
+    m_choice.chooseAll();
     emit choiceChanged();
     update(m_excludedClipCount, qint64(0), &ConversionViewModel::excludedClipCountChanged);
     update(m_summary, std::optional<ConversionSummary>(), &ConversionViewModel::summaryChanged);
@@ -436,7 +377,7 @@ void ConversionViewModel::start(bool checkFreeSpace)
     // some of the movies leaves the others' alone: another run sharing the
     // folder may be writing them now (each job clears its own).
     m_runFolderLock = RunFolderLock::tryHold(folder);
-    if (m_runFolderLock && chosenCount() == movieCount())
+    if (m_runFolderLock && m_choice.allChosen())
         FFmpegService::removeStaleTemporaries(folder);
     if (m_runFolderLock)
         m_runFolderLock->share();
@@ -444,17 +385,10 @@ void ConversionViewModel::start(bool checkFreeSpace)
         m_runFolderLock = RunFolderLock::holdShared(folder);
 
     // Every movie keeps the name it has on the whole card, chosen or not.
-    QList<std::shared_ptr<ConversionJob>> jobs;
-    QStringList notChosen;
-    for (const std::shared_ptr<ConversionJob>& job :
-         makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder)) {
-        if (isChosen(job->clip().videoURL))
-            jobs.append(job);
-        else
-            notChosen.append(job->clipName());
-    }
-    m_notChosenNames = notChosen;
-    update(m_jobs, jobs, &ConversionViewModel::jobsChanged);
+    const ClipChoice::Run run =
+        m_choice.split(makeJobs(m_clips, m_joinedShots, m_settings.prefixExportsWithOrderNumber(), folder));
+    m_notChosenNames = run.notChosenNames;
+    update(m_jobs, run.jobs, &ConversionViewModel::jobsChanged);
 
     update(m_totalCount, static_cast<int>(m_jobs.size()), &ConversionViewModel::totalCountChanged);
     update(m_completedCount, 0, &ConversionViewModel::completedCountChanged);
@@ -640,6 +574,7 @@ void ConversionViewModel::handleJobUpdate(ConversionJob& job)
     if (job.status().kind == ClipStatus::Kind::converting)
         update(m_currentClipName, job.clipName(), &ConversionViewModel::currentClipNameChanged);
     recomputeOverallProgress();
+    emit jobUpdated(job.clip().videoURL);
 }
 
 void ConversionViewModel::handleCommandBuilt(ConversionJob& job, const QString& commandLine)

@@ -5,6 +5,7 @@
 #include "card/P2Clip.h"
 #include "card/Pairing.h"
 #include "card/PairingReportEntry.h"
+#include "run/ClipChoice.h"
 #include "run/ClipRow.h"
 #include "run/ClipStatus.h"
 #include "run/ConversionJob.h"
@@ -140,16 +141,18 @@ public:
     // The pairing report of the loaded card, as PAIRING_REPORT.txt holds it.
     QString pairingReportText() const;
 
-    // Whether the movie whose first video file is `key` goes into the next run;
-    // every movie is chosen after a scan, and the choice outlives re-pairing.
-    bool isChosen(const QString& key) const { return !m_unchosen.contains(key); }
+    // Which movies go into the next run: every movie is chosen after a scan,
+    // and the choice outlives re-pairing. It changes only through the
+    // operations below, and not while a run is under way.
+    const ClipChoice& choice() const { return m_choice; }
+    bool isChosen(const QString& key) const { return m_choice.isChosen(key); }
     Q_INVOKABLE void setChosen(const QString& key, bool chosen);
     Q_INVOKABLE void chooseAll();
     Q_INVOKABLE void chooseNone();
     // Chooses exactly the movies with a piece named `names` (as scan shows a
     // clip); gives the names that match no movie, choosing nothing then.
     QStringList chooseOnlyNamed(const QStringList& names);
-    int movieCount() const;
+    int movieCount() const { return m_choice.movieCount(); }
     // The loaded card's movies and excluded clips, as the clip list shows them.
     QList<ClipRow> clipRows() const;
     // Shows the last run's movie of `key` selected in the file manager, or
@@ -158,7 +161,7 @@ public:
     Q_INVOKABLE void openMovie(const QString& key);
     // The job of the last run for the movie `key`, if it was in the run.
     std::shared_ptr<ConversionJob> jobFor(const QString& key) const;
-    int chosenCount() const;
+    int chosenCount() const { return m_choice.chosenCount(); }
     // Runs go into today's dated folder itself, even when it exists, so
     // separate runs of single clips share one folder.
     void setSharesTodaysFolder(bool shares) { m_sharesTodaysFolder = shares; }
@@ -298,6 +301,8 @@ signals:
     // Nothing of the session is left to write; see endSession.
     void sessionEnded();
     void choiceChanged();
+    // The state or progress of the run's job for the movie `key` changed.
+    void jobUpdated(const QString& key);
 
 private:
     QCoro::Task<> runFolderChooser();
@@ -379,8 +384,7 @@ private:
     bool m_canExportDebugReport = false;
 
     std::optional<P2CardStructure> m_lastScannedStructure;
-    // The keys of the movies the user left out (ClipRow::key).
-    QSet<QString> m_unchosen;
+    ClipChoice m_choice;
     QStringList m_notChosenNames;
     bool m_sharesTodaysFolder = false;
 

@@ -3,13 +3,26 @@
 #include "run/ConversionViewModel.h"
 #include "ui/UiText.h"
 
+#include <iterator>
 #include <QLocale>
 #include <QStringList>
+#include <utility>
+
+namespace {
+
+// What a row shows of its movie's job.
+const QList<int> runRoles{ClipListModel::StatusRole, ClipListModel::ProgressRole, ClipListModel::CanOpenRole,
+                          ClipListModel::AccessibleNameRole};
+
+} // namespace
 
 ClipListModel::ClipListModel(QObject* parent)
     : QAbstractListModel(parent),
       m_loader([this](const QString& key, const QString& url) { thumbnailReady(key, url); })
 {
+    m_announceTimer.setSingleShot(true);
+    m_announceTimer.setInterval(announceIntervalMs);
+    connect(&m_announceTimer, &QTimer::timeout, this, &ClipListModel::announce);
 }
 
 void ClipListModel::setDriver(ConversionViewModel* driver)
@@ -24,8 +37,14 @@ void ClipListModel::setDriver(ConversionViewModel* driver)
              {&ConversionViewModel::clipsChanged, &ConversionViewModel::pairingEntriesChanged,
               &ConversionViewModel::joinedShotsChanged})
             connect(m_driver, changed, this, &ClipListModel::reload);
-        connect(m_driver, &ConversionViewModel::choiceChanged, this, [this] { rowsChanged({ChosenRole}); });
-        connect(m_driver, &ConversionViewModel::jobsChanged, this, &ClipListModel::rebindJobs);
+        connect(m_driver, &ConversionViewModel::choiceChanged, this, [this] {
+            markAllChanged({ChosenRole});
+            // A click is answered at once.
+            if (m_active)
+                announce();
+        });
+        connect(m_driver, &ConversionViewModel::jobsChanged, this, &ClipListModel::takeJobs);
+        connect(m_driver, &ConversionViewModel::jobUpdated, this, &ClipListModel::jobUpdated);
     }
     reload();
 }
@@ -34,9 +53,13 @@ void ClipListModel::reload()
 {
     beginResetModel();
     m_rows = m_driver ? m_driver->clipRows() : QList<ClipRow>();
+    m_rowOfKey.clear();
+    for (qsizetype i = 0; i < m_rows.size(); ++i)
+        m_rowOfKey.insert(m_rows.at(i).key, static_cast<int>(i));
+    m_changed.clear();
     endResetModel();
     emit countChanged();
-    rebindJobs();
+    takeJobs();
     requestThumbnails();
 }
 
@@ -45,6 +68,10 @@ void ClipListModel::setActive(bool active)
     if (m_active == active)
         return;
     m_active = active;
+    if (m_active)
+        announce();
+    else
+        m_announceTimer.stop();
     requestThumbnails();
 }
 
@@ -61,39 +88,70 @@ void ClipListModel::requestThumbnails()
     m_loader.request(iconFolder, requests);
 }
 
-void ClipListModel::rebindJobs()
+void ClipListModel::takeJobs()
 {
-    for (const QMetaObject::Connection& connection : std::as_const(m_jobConnections))
-        disconnect(connection);
-    m_jobConnections.clear();
-    if (!m_driver)
-        return;
-    for (const std::shared_ptr<ConversionJob>& job : m_driver->jobs()) {
-        const QString key = job->clip().videoURL;
-        const auto changed = [this, key] {
-            for (qsizetype i = 0; i < m_rows.size(); ++i)
-                if (m_rows.at(i).key == key)
-                    emit dataChanged(index(static_cast<int>(i)), index(static_cast<int>(i)),
-                                     {StatusRole, ProgressRole, CanOpenRole, AccessibleNameRole});
-        };
-        m_jobConnections.append(connect(job.get(), &ConversionJob::statusChanged, this, changed));
-        m_jobConnections.append(connect(job.get(), &ConversionJob::progressChanged, this, changed));
-    }
-    rowsChanged({StatusRole, ProgressRole, CanOpenRole, AccessibleNameRole});
+    m_jobOfKey.clear();
+    const QList<std::shared_ptr<ConversionJob>> jobs =
+        m_driver ? m_driver->jobs() : QList<std::shared_ptr<ConversionJob>>();
+    for (const std::shared_ptr<ConversionJob>& job : jobs)
+        m_jobOfKey.insert(job->clip().videoURL, job);
+    m_runStarted = !jobs.isEmpty();
+    markAllChanged(runRoles);
+    announceSoon();
 }
 
-void ClipListModel::rowsChanged(const QList<int>& roles)
+void ClipListModel::jobUpdated(const QString& key)
 {
-    if (!m_rows.isEmpty())
-        emit dataChanged(index(0), index(static_cast<int>(m_rows.size()) - 1), roles);
+    if (const auto row = m_rowOfKey.constFind(key); row != m_rowOfKey.cend()) {
+        markChanged(*row, runRoles);
+        announceSoon();
+    }
 }
 
 void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
     m_thumbnails.insert(key, imageURL);
-    for (qsizetype i = 0; i < m_rows.size(); ++i)
-        if (m_rows.at(i).key == key)
-            emit dataChanged(index(static_cast<int>(i)), index(static_cast<int>(i)), {ThumbnailRole});
+    if (const auto row = m_rowOfKey.constFind(key); row != m_rowOfKey.cend()) {
+        markChanged(*row, {ThumbnailRole});
+        announceSoon();
+    }
+}
+
+void ClipListModel::markChanged(int row, const QList<int>& roles)
+{
+    quint32& bits = m_changed[row];
+    for (const int role : roles)
+        bits |= 1U << (role - KeyRole);
+}
+
+void ClipListModel::markAllChanged(const QList<int>& roles)
+{
+    for (int row = 0; row < rowCount(); ++row)
+        markChanged(row, roles);
+}
+
+void ClipListModel::announceSoon()
+{
+    if (m_active && !m_announceTimer.isActive())
+        m_announceTimer.start();
+}
+
+void ClipListModel::announce()
+{
+    m_announceTimer.stop();
+    const QMap<int, quint32> changed = std::exchange(m_changed, {});
+    for (auto first = changed.cbegin(); first != changed.cend();) {
+        auto last = first;
+        for (auto next = std::next(first);
+             next != changed.cend() && next.key() == last.key() + 1 && next.value() == first.value(); ++next)
+            last = next;
+        QList<int> roles;
+        for (int role = KeyRole; role <= EntryRole; ++role)
+            if (first.value() & (1U << (role - KeyRole)))
+                roles.append(role);
+        emit dataChanged(index(first.key()), index(last.key()), roles);
+        first = std::next(last);
+    }
 }
 
 int ClipListModel::rowCount(const QModelIndex& parent) const
@@ -157,8 +215,8 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
     if (!index.isValid() || index.row() >= m_rows.size())
         return {};
     const ClipRow& row = m_rows.at(index.row());
-    const std::shared_ptr<ConversionJob> job = m_driver ? m_driver->jobFor(row.key) : nullptr;
-    const bool runStarted = m_driver && !m_driver->jobs().isEmpty();
+    const std::shared_ptr<ConversionJob> job = m_jobOfKey.value(row.key);
+    const bool runStarted = m_runStarted;
     switch (role) {
     case KeyRole:
         return row.key;

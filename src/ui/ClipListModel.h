@@ -4,9 +4,12 @@
 #include "run/ClipStatus.h"
 #include "ui/ClipThumbnails.h"
 
+#include <memory>
 #include <QAbstractListModel>
 #include <QHash>
+#include <QMap>
 #include <QPointer>
+#include <QTimer>
 #include <QtQml/qqmlregistration.h>
 
 class ConversionJob;
@@ -40,11 +43,18 @@ public:
         EntryRole,
     };
 
+    // A row announces the state of its movie's job at most this often: a tool
+    // reports progress every half second or more often, and each announcement
+    // costs the window a re-layout of the row.
+    static constexpr int announceIntervalMs = 250;
+
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
-    // Only a list on screen asks for thumbnails; one that is hidden drops what
-    // it has not started, so the window's several lists never take frames at once.
+    // Only a list on screen asks for thumbnails and announces changes of its
+    // rows. One that is hidden drops the frames it has not started, leaving
+    // their turn to the list now shown, and keeps what changed in its rows
+    // meanwhile for one announcement when it is shown again.
     void setActive(bool active);
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -69,14 +79,28 @@ signals:
 private:
     void reload();
     void requestThumbnails();
-    void rebindJobs();
-    void rowsChanged(const QList<int>& roles);
+    void takeJobs();
+    void jobUpdated(const QString& key);
     void thumbnailReady(const QString& key, const QString& imageURL);
+    // Notes that `roles` of `row` changed; announced with the next announcement.
+    void markChanged(int row, const QList<int>& roles);
+    void markAllChanged(const QList<int>& roles);
+    // Announces the changed rows after the interval, when on screen.
+    void announceSoon();
+    // Announces every row noted as changed, adjacent rows of the same roles at once.
+    void announce();
 
     QPointer<ConversionViewModel> m_driver;
     bool m_active = false;
     QList<ClipRow> m_rows;
+    QHash<QString, int> m_rowOfKey;
+    // The last run's job of each movie, by key; empty before a run.
+    QHash<QString, std::shared_ptr<ConversionJob>> m_jobOfKey;
+    bool m_runStarted = false;
     QHash<QString, QString> m_thumbnails;
-    QList<QMetaObject::Connection> m_jobConnections;
+    // The rows changed and not yet announced, each with a bit per role
+    // (1 << (role - KeyRole)).
+    QMap<int, quint32> m_changed;
+    QTimer m_announceTimer;
     ClipThumbnails m_loader;
 };

@@ -6,6 +6,7 @@ ClipListPresenter::ClipListPresenter(QObject* parent)
     : DriverPresenter({&ConversionViewModel::choiceChanged, &ConversionViewModel::phaseChanged}, parent)
 {
     connect(this, &DriverPresenter::driverChanged, this, [this] { m_model.setDriver(driver()); });
+    setHeld(true);
 }
 
 void ClipListPresenter::setActive(bool active)
@@ -13,18 +14,14 @@ void ClipListPresenter::setActive(bool active)
     if (m_active == active)
         return;
     m_active = active;
+    setHeld(!active);
     m_model.setActive(active);
     emit activeChanged();
 }
 
-QString ClipListPresenter::chosenTextFor(int chosen, int movies)
-{
-    return QStringLiteral("%1 of %2 clip%3 chosen").arg(chosen).arg(movies).arg(movies == 1 ? "" : "s");
-}
-
 QString ClipListPresenter::chosenText() const
 {
-    return driver() ? chosenTextFor(driver()->chosenCount(), driver()->movieCount()) : QString();
+    return driver() ? driver()->choice().sentence() : QString();
 }
 
 bool ClipListPresenter::canChoose() const

@@ -18,7 +18,8 @@ class ClipListPresenter : public DriverPresenter
     Q_PROPERTY(bool canChoose READ canChoose NOTIFY changed)
     Q_PROPERTY(bool canSelectAll READ canSelectAll NOTIFY changed)
     Q_PROPERTY(bool canSelectNone READ canSelectNone NOTIFY changed)
-    // Whether the list is on screen: only then are its thumbnails loaded.
+    // Whether the list is on screen: only then are its thumbnails loaded and
+    // its changes announced (see DriverPresenter::setHeld).
     Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
 
 public:
@@ -31,8 +32,6 @@ public:
     bool canChoose() const;
     bool canSelectAll() const;
     bool canSelectNone() const;
-
-    static QString chosenTextFor(int chosen, int movies);
 
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void selectNone();

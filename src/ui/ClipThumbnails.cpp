@@ -89,9 +89,26 @@ struct ClipThumbnails::State
 {
     Ready ready;
     int generation = 0;
-    int running = 0;
-    QList<Request> pending;
 };
+
+struct ClipThumbnails::Frame
+{
+    std::shared_ptr<State> owner;
+    Request request;
+    QString ffmpeg;
+};
+
+struct ClipThumbnails::Frames
+{
+    int running = 0;
+    QList<Frame> waiting;
+};
+
+ClipThumbnails::Frames& ClipThumbnails::frames()
+{
+    static Frames queue;
+    return queue;
+}
 
 ClipThumbnails::ClipThumbnails(Ready ready) : m_state(std::make_shared<State>())
 {
@@ -101,7 +118,12 @@ ClipThumbnails::ClipThumbnails(Ready ready) : m_state(std::make_shared<State>())
 ClipThumbnails::~ClipThumbnails()
 {
     m_state->ready = nullptr;
-    m_state->pending.clear();
+    dropWaitingFrames();
+}
+
+void ClipThumbnails::dropWaitingFrames()
+{
+    frames().waiting.removeIf([this](const Frame& frame) { return frame.owner == m_state; });
 }
 
 double ClipThumbnails::frameSeconds(std::optional<double> durationSeconds)
@@ -112,7 +134,7 @@ double ClipThumbnails::frameSeconds(std::optional<double> durationSeconds)
 void ClipThumbnails::request(const QString& iconFolder, QList<Request> requests)
 {
     const int generation = ++m_state->generation;
-    m_state->pending.clear();
+    dropWaitingFrames();
     // Finished loads are let go; the running ones stay held until they end.
     std::erase_if(m_loads, [](const QCoro::Task<>& task) { return task.isReady(); });
     m_loads.push_back(load(m_state, generation, iconFolder, std::move(requests)));
@@ -121,42 +143,47 @@ void ClipThumbnails::request(const QString& iconFolder, QList<Request> requests)
 QCoro::Task<> ClipThumbnails::load(std::shared_ptr<State> state, int generation, QString iconFolder,
                                    QList<Request> requests)
 {
-    const auto [found, frames] = co_await QtConcurrent::run(lookUp, iconFolder, requests);
+    const auto [found, toTake] = co_await QtConcurrent::run(lookUp, iconFolder, requests);
     if (state->generation != generation || !state->ready)
         co_return;
     for (const Found& image : found)
         state->ready(image.key, image.imageURL);
     // Without ffmpeg there is only the placeholder.
     const std::optional<QString> ffmpeg = FFmpegService::resolvedFFmpegPath();
-    state->pending = ffmpeg ? frames : QList<Request>();
-    // Workers of an earlier request still running go on with these requests.
-    const qsizetype wanted = std::min<qsizetype>(maxRunning - state->running, state->pending.size());
+    if (!ffmpeg)
+        co_return;
+    Frames& queue = frames();
+    for (const Request& request : toTake)
+        queue.waiting.append({state, request, *ffmpeg});
+    // Workers already running, for this object or another, go on with these frames.
+    const qsizetype wanted = std::min<qsizetype>(maxRunning - queue.running, queue.waiting.size());
     std::vector<QCoro::Task<>> workers;
     for (qsizetype i = 0; i < wanted; ++i) {
-        ++state->running;
-        workers.push_back(takeFrames(state, *ffmpeg));
+        ++queue.running;
+        workers.push_back(takeFrames());
     }
     for (QCoro::Task<>& worker : workers)
         co_await worker;
 }
 
-QCoro::Task<> ClipThumbnails::takeFrames(std::shared_ptr<State> state, QString ffmpeg)
+QCoro::Task<> ClipThumbnails::takeFrames()
 {
-    // A worker takes whatever is pending, also what a later request put there.
-    while (!state->pending.isEmpty()) {
-        const Request request = state->pending.takeFirst();
+    Frames& queue = frames();
+    // A worker takes whatever is waiting, whoever asked for it.
+    while (!queue.waiting.isEmpty()) {
+        const Frame frame = queue.waiting.takeFirst();
         const ProcessResult result = co_await ProcessRunner::query(
-            ffmpeg,
-            ToolArguments::thumbnailFrame(request.videoURL, frameSeconds(request.durationSeconds),
+            frame.ffmpeg,
+            ToolArguments::thumbnailFrame(frame.request.videoURL, frameSeconds(frame.request.durationSeconds),
                                           frameHeight),
             ProcessRunner::Stream::standardOutput);
         if (!result.succeeded() || result.standardOutput.isEmpty())
             continue;
         const QByteArray png = result.standardOutput;
-        const QString videoURL = request.videoURL;
+        const QString videoURL = frame.request.videoURL;
         const std::optional<QString> url = co_await QtConcurrent::run(storeFrame, videoURL, png);
-        if (url && state->ready)
-            state->ready(request.key, *url);
+        if (url && frame.owner->ready)
+            frame.owner->ready(frame.request.key, *url);
     }
-    --state->running;
+    --queue.running;
 }

@@ -9,9 +9,12 @@
 
 // The thumbnails of a card's clips for the clip list: the small bitmap a P2
 // camera writes per clip into CONTENTS/ICON when there is one, otherwise one
-// frame ffmpeg takes a tenth into the clip. Frames are taken at most two at a
-// time at the tools' low priority, and remembered for the session while the
-// video file is unchanged. Every file look-up happens on a worker thread.
+// frame ffmpeg takes a tenth into the clip. Frames are taken at the tools' low
+// priority, at most two at a time for the whole program: the window's lists
+// share one queue, so a list that takes over from another never adds frames of
+// its own to those still being taken. Frames are remembered for the session
+// while the video file is unchanged. Every file look-up happens on a worker
+// thread.
 class ClipThumbnails
 {
 public:
@@ -37,8 +40,9 @@ public:
     ClipThumbnails(const ClipThumbnails&) = delete;
     ClipThumbnails& operator=(const ClipThumbnails&) = delete;
 
-    // Drops what was asked before and not yet started, and loads these in
-    // order; `iconFolder` is the card's ICON folder, empty when it has none.
+    // Drops what this object asked before and did not start, and loads these
+    // in order after the frames other objects are waiting for; `iconFolder` is
+    // the card's ICON folder, empty when it has none.
     void request(const QString& iconFolder, QList<Request> requests);
 
     // Where the frame a tenth into a clip of `durationSeconds` is taken.
@@ -46,10 +50,15 @@ public:
 
 private:
     struct State;
+    struct Frame;
+    struct Frames;
 
+    // The program's one queue of frames to take.
+    static Frames& frames();
+    void dropWaitingFrames();
     static QCoro::Task<> load(std::shared_ptr<State> state, int generation, QString iconFolder,
                               QList<Request> requests);
-    static QCoro::Task<> takeFrames(std::shared_ptr<State> state, QString ffmpeg);
+    static QCoro::Task<> takeFrames();
 
     // Shared with the work under way, which outlives the object when it must.
     std::shared_ptr<State> m_state;

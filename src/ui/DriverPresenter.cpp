@@ -2,6 +2,8 @@
 
 #include "run/ConversionViewModel.h"
 
+#include <utility>
+
 DriverPresenter::DriverPresenter(QList<Notifier> inputs, QObject* parent)
     : QObject(parent), m_inputs(std::move(inputs))
 {
@@ -16,8 +18,23 @@ void DriverPresenter::setDriver(ConversionViewModel* driver)
     m_driver = driver;
     if (m_driver) {
         for (const Notifier input : std::as_const(m_inputs))
-            connect(m_driver, input, this, &DriverPresenter::changed);
+            connect(m_driver, input, this, &DriverPresenter::inputChanged);
     }
     emit driverChanged();
     emit changed();
+}
+
+void DriverPresenter::setHeld(bool held)
+{
+    m_held = held;
+    if (!held && std::exchange(m_changedWhileHeld, false))
+        emit changed();
+}
+
+void DriverPresenter::inputChanged()
+{
+    if (m_held)
+        m_changedWhileHeld = true;
+    else
+        emit changed();
 }

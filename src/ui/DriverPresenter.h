@@ -19,6 +19,10 @@ class DriverPresenter : public QObject
 public:
     ConversionViewModel* driver() const { return m_driver; }
     void setDriver(ConversionViewModel* driver);
+    // While held, changes of the inputs are not announced: a view that is not
+    // on screen need not follow them. Released, one `changed` tells of all
+    // that changed meanwhile.
+    void setHeld(bool held);
 
 signals:
     void driverChanged();
@@ -29,6 +33,10 @@ protected:
     explicit DriverPresenter(QList<Notifier> inputs, QObject* parent = nullptr);
 
 private:
+    void inputChanged();
+
     QList<Notifier> m_inputs;
     QPointer<ConversionViewModel> m_driver;
+    bool m_held = false;
+    bool m_changedWhileHeld = false;
 };

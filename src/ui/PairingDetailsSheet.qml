@@ -14,8 +14,14 @@ Sheet {
 
     onOpened: {
         const row = presenter.rowOfEntry(focusedEntry);
-        if (row >= 0)
-            (sheet.contentItem as ListView).positionViewAtIndex(row, ListView.Beginning);
+        if (row < 0)
+            return;
+        const entries = sheet.contentItem as ListView;
+        // Placed once, the rows around the entry are made and take their true
+        // heights; placed again, the entry sits where it was meant to.
+        entries.positionViewAtIndex(row, ListView.Beginning);
+        entries.forceLayout();
+        entries.positionViewAtIndex(row, ListView.Beginning);
     }
 
     objectName: "pairingDetailsSheet"

@@ -1,3 +1,5 @@
+#include "run/ClipChoice.h"
+
 #include "run/ClipJson.h"
 #include "run/ClipRow.h"
 #include "run/ConversionViewModel.h"
@@ -26,6 +28,25 @@ P2Clip clipNamed(const QString& name, int order, P2Clip::PairingMethod method, i
     return clip;
 }
 
+// Five clips of which the last two are one spanned shot: four movies.
+struct Card
+{
+    QList<P2Clip> clips{clipNamed("0001AB", 1, P2Clip::PairingMethod::xmlVerified, 2),
+                        clipNamed("0002CD", 2, P2Clip::PairingMethod::xmlVerified, 2),
+                        clipNamed("0003CD", 3, P2Clip::PairingMethod::xmlVerified, 2),
+                        clipNamed("0004EF", 4, P2Clip::PairingMethod::xmlVerified, 2),
+                        clipNamed("0005EF", 5, P2Clip::PairingMethod::xmlVerified, 2)};
+    QList<SpannedShot> shots{SpannedShot{{clips.at(3), clips.at(4)}}};
+
+    QString key(int clip) const { return clips.at(clip).videoURL; }
+    ClipChoice choice() const
+    {
+        ClipChoice choice;
+        choice.setMovies(clips, shots);
+        return choice;
+    }
+};
+
 const QDateTime noon(QDate(2026, 7, 1), QTime(12, 0), Qt::UTC);
 
 } // namespace
@@ -44,6 +65,88 @@ private slots:
         QCOMPARE(
             ConversionViewModel::summarySentence(summary),
             QStringLiteral("Done with 1 error. See logs in the output folder. 1 clip left out by choice."));
+    }
+
+    void everyMovieIsChosenAndAJoinedShotIsOneMovie()
+    {
+        const Card card;
+        ClipChoice choice = card.choice();
+        QCOMPARE(choice.movieCount(), 4);
+        QCOMPARE(choice.chosenCount(), 4);
+        QVERIFY(choice.allChosen());
+        QCOMPARE(choice.sentence(), QStringLiteral("4 of 4 clips chosen"));
+        choice.setMovies(card.clips.mid(0, 1), {});
+        QCOMPARE(choice.sentence(), QStringLiteral("1 of 1 clip chosen"));
+        QVERIFY(choice.chooseNone());
+        QCOMPARE(choice.sentence(), QStringLiteral("0 of 1 clip chosen"));
+        choice.setMovies({}, {});
+        QCOMPARE(choice.sentence(), QStringLiteral("0 of 0 clips chosen"));
+    }
+
+    void onlyMoviesAreChosenAndEachChangeSaysWhetherItChangedAnything()
+    {
+        const Card card;
+        ClipChoice choice = card.choice();
+        QVERIFY(choice.setChosen(card.key(1), false));
+        QVERIFY(!choice.setChosen(card.key(1), false));
+        QVERIFY(!choice.isChosen(card.key(1)));
+        QVERIFY(!choice.allChosen());
+        // The later piece of a joined shot is no movie of its own, nor is a file of no clip.
+        QVERIFY(!choice.setChosen(card.key(4), false));
+        QVERIFY(!choice.setChosen(QStringLiteral("/card/CONTENTS/VIDEO/0099ZZ.MXF"), false));
+        QCOMPARE(choice.sentence(), QStringLiteral("3 of 4 clips chosen"));
+        QVERIFY(choice.chooseNone());
+        QVERIFY(!choice.chooseNone());
+        QCOMPARE(choice.chosenCount(), 0);
+        QVERIFY(choice.setChosen(card.key(3), true));
+        QCOMPARE(choice.sentence(), QStringLiteral("1 of 4 clips chosen"));
+        QVERIFY(choice.chooseAll());
+        QVERIFY(!choice.chooseAll());
+        QVERIFY(choice.allChosen());
+    }
+
+    void choosingByNameTakesAnyPieceOfAShotAndRefusesUnknownNames()
+    {
+        const Card card;
+        ClipChoice choice = card.choice();
+        QVERIFY(choice.setChosen(card.key(1), false));
+        QCOMPARE(choice.chooseOnlyNamed({"0005EF", "0042XX", "0042XX", "0043XX"}),
+                 (QStringList{"0042XX", "0043XX"}));
+        QCOMPARE(choice.sentence(), QStringLiteral("3 of 4 clips chosen"));
+        QCOMPARE(choice.chooseOnlyNamed({"0005EF", "0001AB"}), QStringList());
+        QVERIFY(choice.isChosen(card.key(0)));
+        QVERIFY(choice.isChosen(card.key(3)));
+        QVERIFY(!choice.isChosen(card.key(1)));
+        QVERIFY(!choice.isChosen(card.key(2)));
+        QCOMPARE(choice.chosenCount(), 2);
+    }
+
+    void aMovieLeftOutStaysOutWhenTheCardIsPairedAgain()
+    {
+        const Card card;
+        ClipChoice choice = card.choice();
+        QVERIFY(choice.setChosen(card.key(3), false));
+        // Without joining, the shot's first piece is still the same movie.
+        choice.setMovies(card.clips, {});
+        QCOMPARE(choice.movieCount(), 5);
+        QVERIFY(!choice.isChosen(card.key(3)));
+        QCOMPARE(choice.sentence(), QStringLiteral("4 of 5 clips chosen"));
+    }
+
+    void aRunTakesTheChosenMoviesAndNamesTheOthersInCardOrder()
+    {
+        const Card card;
+        ClipChoice choice = card.choice();
+        QVERIFY(choice.setChosen(card.key(0), false));
+        QVERIFY(choice.setChosen(card.key(2), false));
+        const ClipChoice::Run run =
+            choice.split(ConversionViewModel::makeJobs(card.clips, card.shots, true, QStringLiteral("/out")));
+        QStringList names;
+        for (const std::shared_ptr<ConversionJob>& job : run.jobs)
+            names.append(job->clipName());
+        QCOMPARE(names, (QStringList{"0002CD", "0004EF + 0005EF"}));
+        QCOMPARE(run.jobs.at(0)->outputURL(), QStringLiteral("/out/002.mov"));
+        QCOMPARE(run.notChosenNames, (QStringList{"0001AB", "0003CD"}));
     }
 
     void rowsKeepTheirWholeCardNumbersAndNameTheirPairing()

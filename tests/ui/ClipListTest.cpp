@@ -8,6 +8,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
 #include <QSignalSpy>
@@ -28,6 +29,17 @@ P2Clip clipAt(const QString& folder, const QString& name, int order, int audio)
     return clip;
 }
 
+// Points the service at the tools of `folder` until the guard it gives goes.
+[[nodiscard]] auto useTools(const QString& folder)
+{
+    FFmpegService::setToolDirectoriesForTesting({folder});
+    FFmpegService::recheckAvailability();
+    return qScopeGuard([] {
+        FFmpegService::setToolDirectoriesForTesting({});
+        FFmpegService::recheckAvailability();
+    });
+}
+
 } // namespace
 
 class ClipListTest : public QObject
@@ -41,6 +53,7 @@ private slots:
         ConversionViewModel& driver = *session.context->driver();
         ClipListPresenter presenter;
         presenter.setDriver(&driver);
+        presenter.setActive(true);
         QSignalSpy changed(&presenter, &DriverPresenter::changed);
         QSignalSpy counted(presenter.model(), &ClipListModel::countChanged);
         loadListedCard(driver, QStringLiteral("/card"));
@@ -83,7 +96,7 @@ private slots:
         presenter.toggle(3);
         QCOMPARE(presenter.chosenText(), QStringLiteral("2 of 3 clips chosen"));
         presenter.toggle(0);
-        QCOMPARE(ClipListPresenter::chosenTextFor(1, 1), QStringLiteral("1 of 1 clip chosen"));
+        QCOMPARE(presenter.chosenText(), QStringLiteral("3 of 3 clips chosen"));
     }
 
     void aRowSaysHowItsMovieIsDoing()
@@ -147,12 +160,7 @@ private slots:
         QTemporaryDir card;
         writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/0001AB.MXF")), "not a movie");
         ToolFolder empty;
-        FFmpegService::setToolDirectoriesForTesting({empty.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(empty.path());
         UiSession session;
         ClipListPresenter presenter;
         presenter.setDriver(session.context->driver());
@@ -162,16 +170,127 @@ private slots:
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
     }
 
+    // Each progress report of the tool changes the row of its movie alone, and
+    // the reports of one interval reach the window as one announcement; a list
+    // that is not on screen announces nothing until it is shown again.
+    void progressAnnouncesTheOneRowOfItsMovieOncePerInterval()
+    {
+        ToolFolder tools;
+        TOLVANE_REQUIRE_REAL_TOOLS(tools);
+        // The first movie's conversion runs until the run is cancelled.
+        tools.remove(QStringLiteral("ffmpeg"));
+        tools.addFake(QStringLiteral("ffmpeg"),
+                      QStringLiteral("case \" $* \" in *\" -progress \"*) FAKE_HANG=1 ;; esac\n"));
+        const auto restoreTools = useTools(tools.path());
+        QTemporaryDir work;
+        const RunCards cards = writeRunCards(work);
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        session.context->settings()->setOutputFolderPath(work.filePath(QStringLiteral("movies")));
+        ClipListPresenter presenter;
+        presenter.setDriver(&driver);
+        presenter.setActive(true);
+        driver.scan(cards.card);
+        QTRY_COMPARE_WITH_TIMEOUT(driver.phase(), ConversionViewModel::Phase::scanned, 60000);
+        const ClipListModel& model = *presenter.model();
+        QCOMPARE(model.rowCount(), 2);
+
+        driver.startIgnoringFreeSpace();
+        const auto converting = [&tools] {
+            const QList<QStringList> runs = tools.runs(QStringLiteral("ffmpeg"));
+            return std::ranges::count_if(
+                runs, [](const QStringList& run) { return run.contains(QStringLiteral("-progress")); });
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(converting(), 1, 60000);
+        const std::shared_ptr<ConversionJob> job = driver.jobs().first();
+        QCOMPARE(job->status().kind, ClipStatus::Kind::converting);
+        // What the start of the run changed has been announced.
+        QTest::qWait(3 * ClipListModel::announceIntervalMs);
+        const auto tick = [&driver, &job](double progress) {
+            job->setProgress(progress);
+            job->setStatus(ClipStatus::converting(progress));
+            driver.handleJobUpdate(*job);
+        };
+        QSignalSpy announced(&model, &QAbstractItemModel::dataChanged);
+        for (int percent = 1; percent <= 10; ++percent)
+            tick(percent / 100.0);
+        QVERIFY(announced.isEmpty());
+        QTRY_COMPARE(announced.size(), 1);
+        QTest::qWait(2 * ClipListModel::announceIntervalMs);
+        QCOMPARE(announced.size(), 1);
+        QCOMPARE(announced.first().at(0).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(1).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(2).value<QList<int>>(),
+                 (QList<int>{ClipListModel::StatusRole, ClipListModel::ProgressRole,
+                             ClipListModel::CanOpenRole, ClipListModel::AccessibleNameRole}));
+        QCOMPARE(model.index(0).data(ClipListModel::StatusRole).toString(),
+                 QStringLiteral("converting 10 %"));
+
+        presenter.setActive(false);
+        announced.clear();
+        QSignalSpy presenterChanged(&presenter, &DriverPresenter::changed);
+        tick(0.5);
+        driver.cancel();
+        QTRY_COMPARE_WITH_TIMEOUT(driver.phase(), ConversionViewModel::Phase::finished, 60000);
+        QTest::qWait(2 * ClipListModel::announceIntervalMs);
+        QVERIFY(announced.isEmpty());
+        QVERIFY(presenterChanged.isEmpty());
+        // Shown again, it tells at once of both movies' ends and of the run's.
+        presenter.setActive(true);
+        QCOMPARE(announced.size(), 1);
+        QCOMPARE(announced.first().at(0).value<QModelIndex>().row(), 0);
+        QCOMPARE(announced.first().at(1).value<QModelIndex>().row(), 1);
+        QCOMPARE(model.index(1).data(ClipListModel::StatusRole).toString(),
+                 QStringLiteral("not started — the run was cancelled"));
+        QCOMPARE(presenterChanged.size(), 1);
+        QVERIFY(presenter.canChoose());
+    }
+
+    // The window's lists take turns as it goes from the card to the run: the
+    // list shown next waits for the frames the one before started.
+    void noMoreThanTwoFramesAreTakenAtOnceWhenAnotherListTakesOver()
+    {
+        // Stand-in copies of ffmpeg wait for the gate and count how many run at once.
+        ToolFolder tools;
+        const QString ffmpeg = tools.toolPath(QStringLiteral("ffmpeg"));
+        QVERIFY(QFile::link(QStringLiteral(TOLVANE_FAKES_DIR "/ffprobe-concurrency"), ffmpeg));
+        const auto count = [&ffmpeg](const char* what) {
+            return readFile(ffmpeg + QLatin1Char('.') + QLatin1String(what)).trimmed().toInt();
+        };
+        const auto openGate = [&ffmpeg] { writeFile(ffmpeg + QStringLiteral(".open"), {}); };
+        // A failing check never leaves copies waiting for ever.
+        const auto openAtTheEnd = qScopeGuard(openGate);
+        const auto restoreTools = useTools(tools.path());
+        QTemporaryDir card;
+        for (int n = 1; n <= 3; ++n)
+            writeFile(QDir(card.path()).filePath(QStringLiteral("VIDEO/000%1AB.MXF").arg(n)), "video");
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        ClipListPresenter first;
+        ClipListPresenter next;
+        first.setDriver(&driver);
+        next.setDriver(&driver);
+        loadListedCard(driver, card.path());
+
+        first.setActive(true);
+        QTRY_COMPARE_WITH_TIMEOUT(count("running"), 2, 20000);
+        first.setActive(false);
+        next.setActive(true);
+        // Time for the next list to find its files and ask for its frames.
+        QTest::qWait(1000);
+        QCOMPARE(count("running"), 2);
+        openGate();
+        for (int row = 0; row < 3; ++row)
+            QTRY_VERIFY_WITH_TIMEOUT(
+                !next.model()->index(row).data(ClipListModel::ThumbnailRole).toString().isEmpty(), 20000);
+        QCOMPARE(count("peak"), 2);
+    }
+
     void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
     {
         ToolFolder tools;
         TOLVANE_REQUIRE_REAL_TOOLS(tools);
-        FFmpegService::setToolDirectoriesForTesting({tools.path()});
-        FFmpegService::recheckAvailability();
-        const auto restoreTools = qScopeGuard([] {
-            FFmpegService::setToolDirectoriesForTesting({});
-            FFmpegService::recheckAvailability();
-        });
+        const auto restoreTools = useTools(tools.path());
         QTemporaryDir root;
         SyntheticCard::CardSpec plan;
         plan.clips = {SyntheticCard::clip(1, 1)};

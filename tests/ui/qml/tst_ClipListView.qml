@@ -22,6 +22,33 @@ TestCase {
         }
     }
 
+    // The list as the scanned card view has it, with the window's sheets.
+    Component {
+        id: windowComponent
+
+        Item {
+            id: window
+
+            readonly property ClipListView list: list
+            readonly property SheetHost sheets: sheets
+
+            anchors.fill: parent
+
+            ClipListView {
+                id: list
+
+                width: 680
+                driver: App.driver
+                onPairingDetailsRequested: entry => sheets.openPairingDetailsAt(entry)
+            }
+            SheetHost {
+                id: sheets
+
+                anchors.fill: parent
+            }
+        }
+    }
+
     SignalSpy {
         id: detailsSpy
 
@@ -85,5 +112,31 @@ TestCase {
         compare(list.currentItem.Accessible.name, "0009ZZ, excluded — no audio file carries the clip's UMID");
         list.currentIndex = 0;
         compare(list.currentItem.Accessible.name, "0001AB, verified");
+    }
+
+    function test_returnShowsTheClipsEntryInThePairingDetails() {
+        const window = createTemporaryObject(windowComponent, testCase);
+        verify(window);
+        const list = findChild(window.list, "clipList");
+        tryCompare(list, "count", 4);
+        list.forceActiveFocus();
+        list.currentIndex = 3;
+        keyClick(Qt.Key_Return);
+        const sheet = findChild(window.sheets, "pairingDetailsSheet");
+        tryCompare(sheet, "opened", true);
+        const entries = findChild(sheet, "pairingEntries");
+        verify(entries);
+        tryCompare(entries, "count", 4);
+        // The excluded clip's entry is the last one, below the sheet's first screenful.
+        tryVerify(() => entries.contentY > entries.originY);
+        const entry = entries.itemAtIndex(3);
+        verify(entry);
+        compare(entry.clipName, "0009ZZ");
+        const top = entry.mapToItem(entries, 0, 0).y;
+        verify(top >= 0 && top + entry.height <= entries.height,
+               "the entry lies within the sheet's list: " + top + " + " + entry.height + " in " + entries.height);
+        // The first entry has gone up out of sight.
+        const first = entries.itemAtIndex(0);
+        verify(!first || first.mapToItem(entries, 0, first.height).y <= 0);
     }
 }
