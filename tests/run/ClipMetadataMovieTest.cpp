@@ -191,7 +191,10 @@ private slots:
     {
         using Codec = SyntheticCard::VideoCodec;
         const QList<std::pair<Codec, QString>> kinds{
-            {Codec::DV25, QStringLiteral("DV")}, {Codec::DVCProHD1080i, QStringLiteral("DVCPRO HD 1080i")}};
+            {Codec::DV25, QStringLiteral("DV")},
+            {Codec::DVCProHD1080i, QStringLiteral("DVCPRO HD 1080i")},
+            {Codec::AVCIntra100_1080i, QStringLiteral("AVC-Intra 100 1080i")},
+            {Codec::AVCIntra50_720p, QStringLiteral("AVC-Intra 50 720p")}};
         SyntheticCard::CardSpec plan;
         for (qsizetype i = 0; i < kinds.size(); ++i) {
             SyntheticCard::ClipSpec clip = SyntheticCard::clip(int(i) + 40, 1);
