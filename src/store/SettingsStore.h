@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/DisplayText.h"
 #include "media/ProResProfile.h"
 #include "store/AudioSyncMode.h"
 #include "store/Desktop.h"
@@ -23,6 +24,8 @@ class SettingsStore : public QObject
         AudioSyncMode audioSyncMode READ audioSyncMode WRITE setAudioSyncMode NOTIFY audioSyncModeChanged)
     Q_PROPERTY(QString outputFolderPath READ outputFolderPath WRITE setOutputFolderPath NOTIFY
                    outputFolderPathChanged)
+    // The folder as the window shows it: on one line, escaped as every name shown.
+    Q_PROPERTY(QString outputFolderText READ outputFolderText NOTIFY outputFolderPathChanged)
     Q_PROPERTY(
         ProResProfile proResProfile READ proResProfile WRITE setProResProfile NOTIFY proResProfileChanged)
     Q_PROPERTY(bool allowUnsafeFallbackPairing READ allowUnsafeFallbackPairing WRITE
@@ -56,6 +59,7 @@ public:
     double audioOffsetSeconds() const { return m_audioOffsetSeconds; }
     AudioSyncMode audioSyncMode() const { return m_audioSyncMode; }
     QString outputFolderPath() const { return m_outputFolderPath; }
+    QString outputFolderText() const { return DisplayText::escaped(m_outputFolderPath); }
     ProResProfile proResProfile() const { return m_proResProfile; }
     bool allowUnsafeFallbackPairing() const { return m_allowUnsafeFallbackPairing; }
     bool prefixExportsWithOrderNumber() const { return m_prefixExportsWithOrderNumber; }

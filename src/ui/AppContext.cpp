@@ -1,6 +1,7 @@
 #include "ui/AppContext.h"
 
 #include "base/AppInfo.h"
+#include "run/HistoryCommand.h"
 #include "ui/BuildInfo.h"
 
 #include <QJSEngine>
@@ -76,5 +77,8 @@ void AppContext::clearRecentFolders()
 
 void AppContext::clearHistory()
 {
-    m_history.clear();
+    if (const std::optional<QString> failure = m_history.clear()) {
+        m_storeNotices.append(HistoryCommand::clearFailureSentence(*failure));
+        emit storeNoticeChanged();
+    }
 }

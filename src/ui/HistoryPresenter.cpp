@@ -1,6 +1,7 @@
 #include "ui/HistoryPresenter.h"
 
 #include "base/DisplayText.h"
+#include "run/HistoryCommand.h"
 #include "run/HistoryText.h"
 #include "store/Desktop.h"
 #include "ui/Tone.h"
@@ -90,8 +91,9 @@ QString HistoryPresenter::emptyText() const
 
 void HistoryPresenter::clearHistory()
 {
-    m_history.clear();
-    setRevealProblem(QString());
+    // A history that stays on disk must not look cleared without a word.
+    const std::optional<QString> failure = m_history.clear();
+    setRevealProblem(failure ? HistoryCommand::clearFailureSentence(*failure) : QString());
 }
 
 void HistoryPresenter::reveal(int row)

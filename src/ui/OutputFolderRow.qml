@@ -30,7 +30,7 @@ Card {
             }
             Label {
                 objectName: "outputFolderPath"
-                text: row.settings.outputFolderPath
+                text: row.settings.outputFolderText
                 font.family: Theme.monospaceFamily
                 font.pixelSize: Theme.captionSize
                 color: palette.placeholderText

@@ -31,7 +31,7 @@ ScrollView {
                 Label {
                     objectName: "outputFolderPath"
                     Layout.fillWidth: true
-                    text: form.settings.outputFolderPath
+                    text: form.settings.outputFolderText
                     font.family: Theme.monospaceFamily
                     elide: Text.ElideMiddle
                     opacity: 0.8

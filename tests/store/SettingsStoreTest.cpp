@@ -356,6 +356,19 @@ private slots:
         QCOMPARE(settings->outputFolderPath(), chosen);
         QCOMPARE(fixture.defaults->stringValue(QStringLiteral("outputFolderPath")), chosen);
         QCOMPARE(folderChanged.count(), 1);
+        QCOMPARE(settings->outputFolderText(), chosen);
+    }
+
+    // A folder whose name holds control characters is shown on one line, its
+    // characters escaped; the folder itself is kept as it is.
+    void theOutputFolderIsShownEscaped()
+    {
+        Fixture fixture;
+        const auto settings = fixture.open();
+        const QString chosen = QString::fromUtf8("/media/two\nlines\t\x1b[31mred é");
+        settings->setOutputFolderPath(chosen);
+        QCOMPARE(settings->outputFolderPath(), chosen);
+        QCOMPARE(settings->outputFolderText(), QString::fromUtf8("/media/two\\nlines\\t\\x1b[31mred é"));
     }
 
     void cancellingTheFolderChooserChangesNothing()

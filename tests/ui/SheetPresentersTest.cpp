@@ -73,6 +73,24 @@ struct Settings
     SettingsPresenter presenter{store, linuxFacts()};
 };
 
+// A store whose every save fails, as a file in a read-only place would.
+class UnwritableKeyValueStore final : public KeyValueStore
+{
+public:
+    std::optional<QVariant> value(const QString& key) const override { return m_values.value(key); }
+    void setValue(const QString& key, const QVariant& value) override { m_values.setValue(key, value); }
+    void remove(const QString& key) override { m_values.remove(key); }
+    std::optional<QString> exclusively(const std::function<void()>& work) override
+    {
+        work();
+        return QStringLiteral("“/read-only/Tolvane.json”: Read-only file system");
+    }
+    void setSetAsideListener(std::function<void(const QString& notice)>) override {}
+
+private:
+    MemoryKeyValueStore m_values;
+};
+
 struct History
 {
     std::shared_ptr<MemoryKeyValueStore> defaults = std::make_shared<MemoryKeyValueStore>();
@@ -215,6 +233,18 @@ private slots:
         QCOMPARE(history.presenter.entries()->rowCount(), 0);
         QCOMPARE(history.defaults->bytesValue(QStringLiteral("conversionHistoryV1")),
                  QByteArrayLiteral("[]"));
+    }
+
+    void aHistoryThatCannotBeClearedSaysWhy()
+    {
+        const auto defaults = std::make_shared<UnwritableKeyValueStore>();
+        ConversionHistoryStore store{defaults};
+        HistoryPresenter presenter{store, std::make_shared<ScriptedDesktop>(),
+                                   QLocale(QLocale::English, QLocale::UnitedStates)};
+        presenter.clearHistory();
+        QCOMPARE(presenter.revealProblem(),
+                 QStringLiteral(
+                     "Could not clear the history (“/read-only/Tolvane.json”: Read-only file system)."));
     }
 
     void historyFollowsRunsRecordedWhileOpen()

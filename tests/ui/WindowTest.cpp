@@ -369,6 +369,8 @@ private slots:
         QVERIFY(waitForPhase(fixture, Phase::scanned));
         QCOMPARE(text(fixture, QStringLiteral("cardName")), QStringLiteral("card\\nlink"));
         QCOMPARE(text(fixture, QStringLiteral("cardPath")), DisplayText::escaped(card));
+        QCOMPARE(text(fixture, QStringLiteral("outputFolderPath")), DisplayText::escaped(disk));
+        QVERIFY(text(fixture, QStringLiteral("outputFolderPath")).endsWith(QStringLiteral("/small\\ndisk")));
 
         // Cancel: nothing is converted, nothing is written, the reason stays in the footer.
         scripted.alertAnswers = {1};
