@@ -93,7 +93,13 @@ private slots:
         BackupFirst backup(*m_backupSettings, *m_session.driver);
         backup.convert();
         QVERIFY(backup.isBackingUp());
-        QVERIFY(QTest::qWaitFor([&] { return m_session.driver->phase() == Phase::finished; }, workTimeoutMs));
+        // The run ends with its debug report: the session is closed only once that is written.
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return m_session.driver->phase() == Phase::finished &&
+                       m_session.driver->debugReportGenerationTick() == 1;
+            },
+            workTimeoutMs));
 
         const QString copy = destination + QLatin1Char('/') + m_cardName;
         QCOMPARE(backup.copies(), QStringList{copy});
