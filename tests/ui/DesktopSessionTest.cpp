@@ -22,7 +22,7 @@
 namespace {
 
 using Phase = ConversionViewModel::Phase;
-constexpr int workTimeoutMs = 120000;
+constexpr int workTimeoutMs = 300000;
 
 const QString launcherUpdate = QStringLiteral("com.canonical.Unity.LauncherEntry.Update(");
 const QString notify = QStringLiteral("org.freedesktop.Notifications.Notify(");

@@ -28,7 +28,7 @@
 namespace {
 
 using Phase = ConversionViewModel::Phase;
-constexpr int workTimeoutMs = 120000;
+constexpr int workTimeoutMs = 300000;
 
 // The menus as shown: each menu's title, then its items' texts, "-" for a separator.
 QStringList menuOutline(QObject* menuBar)
