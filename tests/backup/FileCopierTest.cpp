@@ -62,23 +62,23 @@ class FileCopierTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_root;
-    int m_caseNumber = 0;
+    CaseFolders m_cases;
     QString m_case;
 
-    QString folder(const QString& name)
+    QString folder(const QString& name) const { return m_cases.folder(name); }
+
+    // Copies a sparse file of `size` bytes, read back as zeros, to `copies`.
+    FileCopier::Outcome copySparse(qint64 size, const QStringList& copies, std::atomic<qint64>& read,
+                                   const std::atomic<bool>& cancel)
     {
-        const QString path = m_case + QLatin1Char('/') + name;
-        QDir().mkpath(path);
-        return path;
+        const QString source = m_case + QStringLiteral("/clip.MXF");
+        writeSparse(source, size);
+        FileCopier copier(int(copies.size()));
+        return copier.copy(source, listed(source, QStringLiteral("clip.MXF")), copies, read, cancel);
     }
 
 private slots:
-    void init()
-    {
-        m_case = m_root.filePath(QString::number(++m_caseNumber));
-        QDir().mkpath(m_case);
-    }
+    void init() { m_case = m_cases.next(); }
 
     void aReadBackHasTheChecksumOfEveryByteInOrder()
     {
@@ -141,20 +141,16 @@ private slots:
     void aWriteFailingInTheMiddleOfTheRingNamesItsCopyAndLeavesNothing()
     {
         const qint64 size = 256 * megabyte;
-        const QString source = m_case + QStringLiteral("/clip.MXF");
-        writeSparse(source, size);
         const QString roomy = folder(QStringLiteral("roomy"));
         const QString full = folder(QStringLiteral("full drive"));
         // Fills after a few chunks, while the reading is ahead of it.
         const SmallDisk disk(full, QStringLiteral("size=20m"));
         QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
         const QStringList copies = {roomy + QStringLiteral("/clip.MXF"), full + QStringLiteral("/clip.MXF")};
-        FileCopier copier(2);
         std::atomic<qint64> read{0};
         const std::atomic<bool> cancel{false};
 
-        const FileCopier::Outcome outcome =
-            copier.copy(source, listed(source, QStringLiteral("clip.MXF")), copies, read, cancel);
+        const FileCopier::Outcome outcome = copySparse(size, copies, read, cancel);
 
         QCOMPARE(outcome.digest, std::nullopt);
         QCOMPARE(outcome.failedPath, copies.at(1));
@@ -167,11 +163,8 @@ private slots:
     void cancellingInTheMiddleOfTheRingLeavesNothing()
     {
         const qint64 size = 4096 * megabyte;
-        const QString source = m_case + QStringLiteral("/clip.MXF");
-        writeSparse(source, size);
         const QString first = folder(QStringLiteral("one"));
         const QString second = folder(QStringLiteral("two"));
-        FileCopier copier(2);
         std::atomic<qint64> read{0};
         std::atomic<bool> cancel{false};
         // Cancels once the ring has filled, as the Cancel button would.
@@ -181,9 +174,8 @@ private slots:
             cancel.store(true);
         });
 
-        const FileCopier::Outcome outcome = copier.copy(
-            source, listed(source, QStringLiteral("clip.MXF")),
-            {first + QStringLiteral("/clip.MXF"), second + QStringLiteral("/clip.MXF")}, read, cancel);
+        const FileCopier::Outcome outcome = copySparse(
+            size, {first + QStringLiteral("/clip.MXF"), second + QStringLiteral("/clip.MXF")}, read, cancel);
         canceller.join();
 
         QCOMPARE(outcome.digest, std::nullopt);

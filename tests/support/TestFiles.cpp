@@ -37,3 +37,17 @@ SmallDisk::~SmallDisk()
     if (m_mounted)
         QProcess::execute(QStringLiteral("umount"), {QStringLiteral("-l"), m_path});
 }
+
+QString CaseFolders::next()
+{
+    m_case = m_root.filePath(QString::number(++m_number));
+    QDir().mkpath(m_case);
+    return m_case;
+}
+
+QString CaseFolders::folder(const QString& name) const
+{
+    const QString path = m_case + QLatin1Char('/') + name;
+    QDir().mkpath(path);
+    return path;
+}
