@@ -143,8 +143,10 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     QList<QFuture<void>> consumers;
     consumers.append(QtConcurrent::run(&m_workers, [this, &digest] { hash(m_ring, digest); }));
     for (qsizetype i = 0; i < writers.size(); ++i) {
+        Writer& writer = writers[i];
+        const int consumer = int(i) + 1;
         consumers.append(QtConcurrent::run(
-            &m_workers, [this, &writers, &file, i] { write(m_ring, int(i) + 1, writers[i], file); }));
+            &m_workers, [this, &writer, &file, consumer] { write(m_ring, consumer, writer, file); }));
     }
 
     bool readToTheEnd = false;
