@@ -7,7 +7,6 @@
 #include "TestFiles.h"
 
 #include <cstring>
-#include <QDirIterator>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -39,17 +38,6 @@ ListedFile listed(const QString& path, const QString& relative)
     const QFileInfo info(path);
     const qint64 nanoseconds = BackupCardTree::modifiedNanoseconds(path);
     return {relative, info.size(), nanoseconds / 1000000000, long(nanoseconds % 1000000000)};
-}
-
-// Every file below `root`, hidden ones included.
-QStringList filesBelow(const QString& root)
-{
-    QStringList found;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        found.append(it.next().mid(root.size() + 1));
-    found.sort();
-    return found;
 }
 
 } // namespace
@@ -134,7 +122,7 @@ private slots:
         for (const QString& copy : copies) {
             QVERIFY(readFile(copy) == bytes);
             QCOMPARE(BackupCardTree::modifiedNanoseconds(copy), BackupCardTree::modifiedNanoseconds(source));
-            QCOMPARE(filesBelow(QFileInfo(copy).path()), QStringList{QStringLiteral("clip.MXF")});
+            QCOMPARE(everyFileBelow(QFileInfo(copy).path()), QStringList{QStringLiteral("clip.MXF")});
         }
     }
 
@@ -156,8 +144,8 @@ private slots:
         QCOMPARE(outcome.failedPath, copies.at(1));
         QCOMPARE(outcome.error, QString::fromLocal8Bit(std::strerror(ENOSPC)));
         QVERIFY2(read.load() < size, "the reading stops with the failed copy");
-        QCOMPARE(filesBelow(roomy), QStringList());
-        QCOMPARE(filesBelow(full), QStringList());
+        QCOMPARE(everyFileBelow(roomy), QStringList());
+        QCOMPARE(everyFileBelow(full), QStringList());
     }
 
     void cancellingInTheMiddleOfTheRingLeavesNothing()
@@ -182,8 +170,8 @@ private slots:
         QCOMPARE(outcome.failedPath, QString());
         QCOMPARE(outcome.error, QString());
         QVERIFY2(read.load() < size, "the copy stops where it was cancelled");
-        QCOMPARE(filesBelow(first), QStringList());
-        QCOMPARE(filesBelow(second), QStringList());
+        QCOMPARE(everyFileBelow(first), QStringList());
+        QCOMPARE(everyFileBelow(second), QStringList());
     }
 };
 

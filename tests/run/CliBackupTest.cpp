@@ -7,7 +7,6 @@
 #include <csignal>
 #include <functional>
 #include <optional>
-#include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -20,16 +19,6 @@ namespace {
 CommandRun cli(const QStringList& arguments)
 {
     return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments);
-}
-
-QStringList filesBelow(const QString& root)
-{
-    QStringList found;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        found.append(it.next().mid(root.size() + 1));
-    found.sort();
-    return found;
 }
 
 QList<Mhl::Action> actionsIn(const QString& manifestPath)
@@ -123,7 +112,7 @@ private:
     {
         QVERIFY(!QFileInfo::exists(partialCopy(destination)));
         QVERIFY(!QFileInfo::exists(destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/0001XY.MXF")));
-        for (const QString& left : filesBelow(destination))
+        for (const QString& left : everyFileBelow(destination))
             QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
     }
 
@@ -308,7 +297,7 @@ private slots:
         QCOMPARE(backup.exitCode(), 130);
         QVERIFY(!QFileInfo::exists(chainInProgress));
         QVERIFY(!QFileInfo::exists(history + QStringLiteral("/ascmhl_chain.xml")));
-        for (const QString& left : filesBelow(destination))
+        for (const QString& left : everyFileBelow(destination))
             QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
         // The copies themselves were complete before the history was begun.
         for (const QString& file : BackupCardTree::files())

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 // A file name holding every character that trips up shells and naive quoting:
@@ -10,6 +11,9 @@ QString awkwardName(const QString& suffix);
 
 // The whole file, or nothing when it cannot be read.
 QByteArray readFile(const QString& path);
+
+// Every file below `root`, hidden ones included, relative to it and sorted.
+QStringList everyFileBelow(const QString& root);
 
 // Writes a test fixture, creating its folder; a fixture that cannot be written
 // ends the test run, since nothing after it would mean anything.
