@@ -1,6 +1,7 @@
 #include "ui/ClipListModel.h"
 
 #include "run/ConversionViewModel.h"
+#include "ui/DriverPresenter.h"
 #include "ui/UiText.h"
 
 #include <iterator>
@@ -27,11 +28,8 @@ ClipListModel::ClipListModel(QObject* parent)
 
 void ClipListModel::setDriver(ConversionViewModel* driver)
 {
-    if (m_driver == driver)
+    if (!switchDriver(m_driver, driver, this))
         return;
-    if (m_driver)
-        disconnect(m_driver, nullptr, this, nullptr);
-    m_driver = driver;
     if (m_driver) {
         for (const auto changed :
              {&ConversionViewModel::clipsChanged, &ConversionViewModel::pairingEntriesChanged,
