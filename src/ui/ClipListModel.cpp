@@ -49,15 +49,23 @@ void ClipListModel::setDriver(ConversionViewModel* driver)
 
 void ClipListModel::reload()
 {
+    // A list not on screen would build its rows for nobody, the more so as a
+    // scan changes the clips, the pairing and the joined shots one by one.
+    if (!m_active) {
+        m_stale = true;
+        return;
+    }
+    m_stale = false;
     beginResetModel();
     m_rows = m_driver ? m_driver->clipRows() : QList<ClipRow>();
     m_rowOfKey.clear();
     for (qsizetype i = 0; i < m_rows.size(); ++i)
         m_rowOfKey.insert(m_rows.at(i).key, static_cast<int>(i));
+    m_detailsOfRow = QList<QString>(m_rows.size());
+    assignJobs();
     m_changed.clear();
     endResetModel();
     emit countChanged();
-    takeJobs();
     requestThumbnails();
 }
 
@@ -66,6 +74,10 @@ void ClipListModel::setActive(bool active)
     if (m_active == active)
         return;
     m_active = active;
+    if (m_active && m_stale) {
+        reload();
+        return;
+    }
     if (m_active)
         announce();
     else
@@ -86,14 +98,20 @@ void ClipListModel::requestThumbnails()
     m_loader.request(iconFolder, requests);
 }
 
-void ClipListModel::takeJobs()
+void ClipListModel::assignJobs()
 {
-    m_jobOfKey.clear();
+    m_jobOfRow = QList<std::shared_ptr<ConversionJob>>(m_rows.size());
     const QList<std::shared_ptr<ConversionJob>> jobs =
         m_driver ? m_driver->jobs() : QList<std::shared_ptr<ConversionJob>>();
     for (const std::shared_ptr<ConversionJob>& job : jobs)
-        m_jobOfKey.insert(job->clip().videoURL, job);
+        if (const auto row = m_rowOfKey.constFind(job->clip().videoURL); row != m_rowOfKey.cend())
+            m_jobOfRow[*row] = job;
     m_runStarted = !jobs.isEmpty();
+}
+
+void ClipListModel::takeJobs()
+{
+    assignJobs();
     markAllChanged(runRoles);
     announceSoon();
 }
@@ -213,7 +231,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
     if (!index.isValid() || index.row() >= m_rows.size())
         return {};
     const ClipRow& row = m_rows.at(index.row());
-    const std::shared_ptr<ConversionJob> job = m_jobOfKey.value(row.key);
+    const ConversionJob* const job = m_jobOfRow.at(index.row()).get();
     const bool runStarted = m_runStarted;
     switch (role) {
     case KeyRole:
@@ -222,8 +240,12 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
         return row.name;
     case OutputNameRole:
         return row.outputName;
-    case DetailsRole:
-        return detailsText(row);
+    case DetailsRole: {
+        QString& details = m_detailsOfRow[index.row()];
+        if (details.isNull())
+            details = detailsText(row);
+        return details;
+    }
     case PairingRole:
         return row.pairing;
     case PiecesRole:
@@ -234,7 +256,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
     case ChosenRole:
         return row.included && m_driver && m_driver->isChosen(row.key);
     case StatusRole:
-        return statusText(row, runStarted, job.get());
+        return statusText(row, runStarted, job);
     case ProgressRole:
         return job && job->status().kind == ClipStatus::Kind::converting ? job->progress() : -1.0;
     case ThumbnailRole:
@@ -243,7 +265,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
         return job && (job->status().kind == ClipStatus::Kind::completed ||
                        job->status().kind == ClipStatus::Kind::skippedExisting);
     case AccessibleNameRole:
-        return accessibleName(row, statusText(row, runStarted, job.get()));
+        return accessibleName(row, statusText(row, runStarted, job));
     case EntryRole:
         return row.entryID.toString();
     default:

@@ -65,6 +65,8 @@ ColumnLayout {
         clip: true
         activeFocusOnTab: true
         keyNavigationEnabled: true
+        // Rows scrolled out of sight serve the rows scrolled in.
+        reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
         implicitHeight: Math.min(count, 6) * rowHeight
         Layout.fillWidth: true

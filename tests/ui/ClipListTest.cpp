@@ -99,6 +99,34 @@ private slots:
         QCOMPARE(presenter.chosenText(), QStringLiteral("3 of 3 clips chosen"));
     }
 
+    // A scan changes the clips, the pairing and the joined shots one by one:
+    // a list not on screen builds no rows for them, and takes them all at
+    // once when it is shown.
+    void aHiddenListTakesTheClipsWhenShown()
+    {
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        ClipListPresenter presenter;
+        presenter.setDriver(&driver);
+        ClipListModel& model = *presenter.model();
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        loadListedCard(driver, QStringLiteral("/card"));
+        QVERIFY(resets.isEmpty());
+        presenter.setActive(true);
+        QCOMPARE(resets.size(), 1);
+        QCOMPARE(model.rowCount(), 4);
+        QCOMPARE(model.index(3).data(ClipListModel::NameRole).toString(), QStringLiteral("0009ZZ"));
+        // Shown, it follows the driver at once.
+        loadListedCard(driver, QStringLiteral("/other card"));
+        QVERIFY(resets.size() > 1);
+        QCOMPARE(model.index(0).data(ClipListModel::KeyRole).toString(),
+                 QStringLiteral("/other card/VIDEO/0001AB.MXF"));
+        presenter.setActive(false);
+        resets.clear();
+        presenter.setActive(true);
+        QVERIFY(resets.isEmpty());
+    }
+
     void aRowSaysHowItsMovieIsDoing()
     {
         const P2Clip clip = clipAt(QStringLiteral("/card"), QStringLiteral("0001AB"), 1, 2);
