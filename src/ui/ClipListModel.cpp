@@ -24,6 +24,9 @@ ClipListModel::ClipListModel(QObject* parent)
     m_announceTimer.setSingleShot(true);
     m_announceTimer.setInterval(announceIntervalMs);
     connect(&m_announceTimer, &QTimer::timeout, this, &ClipListModel::announce);
+    m_thumbnailTimer.setSingleShot(true);
+    m_thumbnailTimer.setInterval(thumbnailIntervalMs);
+    connect(&m_thumbnailTimer, &QTimer::timeout, this, &ClipListModel::announceThumbnail);
 }
 
 void ClipListModel::setDriver(ConversionViewModel* driver)
@@ -64,6 +67,8 @@ void ClipListModel::reload()
     m_detailsOfRow = QList<QString>(m_rows.size());
     assignJobs();
     m_changed.clear();
+    m_thumbnailRows.clear();
+    m_thumbnailTimer.stop();
     endResetModel();
     emit countChanged();
     requestThumbnails();
@@ -78,10 +83,16 @@ void ClipListModel::setActive(bool active)
         reload();
         return;
     }
-    if (m_active)
+    if (m_active) {
         announce();
-    else
+    } else {
         m_announceTimer.stop();
+        // Those not yet announced are told with the rest when shown again.
+        m_thumbnailTimer.stop();
+        for (const int row : std::as_const(m_thumbnailRows))
+            markChanged(row, {ThumbnailRole});
+        m_thumbnailRows.clear();
+    }
     requestThumbnails();
 }
 
@@ -127,10 +138,25 @@ void ClipListModel::jobUpdated(const QString& key)
 void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
     m_thumbnails.insert(key, imageURL);
-    if (const auto row = m_rowOfKey.constFind(key); row != m_rowOfKey.cend()) {
+    const auto row = m_rowOfKey.constFind(key);
+    if (row == m_rowOfKey.cend())
+        return;
+    if (!m_active) {
         markChanged(*row, {ThumbnailRole});
-        announceSoon();
+        return;
     }
+    m_thumbnailRows.append(*row);
+    if (!m_thumbnailTimer.isActive())
+        m_thumbnailTimer.start();
+}
+
+void ClipListModel::announceThumbnail()
+{
+    const int row = m_thumbnailRows.takeFirst();
+    // The next a whole frame after this one, however late this one came.
+    if (!m_thumbnailRows.isEmpty())
+        m_thumbnailTimer.start();
+    emit dataChanged(index(row), index(row), {ThumbnailRole});
 }
 
 void ClipListModel::markChanged(int row, const QList<int>& roles)

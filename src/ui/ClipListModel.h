@@ -48,6 +48,11 @@ public:
     // costs the window a re-layout of the row.
     static constexpr int announceIntervalMs = 250;
 
+    // A list on screen announces one arrived thumbnail a frame (at 60 Hz): a
+    // new image costs the window its loading and drawing, and the camera's
+    // bitmaps of a whole card arrive at once.
+    static constexpr int thumbnailIntervalMs = 16;
+
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
@@ -92,6 +97,8 @@ private:
     void announceSoon();
     // Announces every row noted as changed, adjacent rows of the same roles at once.
     void announce();
+    // Announces the first of the rows whose thumbnail arrived.
+    void announceThumbnail();
 
     QPointer<ConversionViewModel> m_driver;
     bool m_active = false;
@@ -110,5 +117,8 @@ private:
     // (1 << (role - KeyRole)).
     QMap<int, quint32> m_changed;
     QTimer m_announceTimer;
+    // The rows whose thumbnail arrived while on screen, not yet announced, in arrival order.
+    QList<int> m_thumbnailRows;
+    QTimer m_thumbnailTimer;
     ClipThumbnails m_loader;
 };
