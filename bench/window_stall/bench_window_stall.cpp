@@ -171,6 +171,15 @@ int main(int argc, char* argv[])
         return 1;
     }
 
+    auto* const list = qobject_cast<QQuickItem*>(fixture.find(QStringLiteral("clipList")));
+    auto* const model =
+        list ? qobject_cast<ClipListModel*>(list->property("model").value<QObject*>()) : nullptr;
+    if (!model) {
+        std::fprintf(stderr, "the window has no clip list\n");
+        return 1;
+    }
+
+    // The scan's stretch lasts until the list shows the card, its rows built.
     StallMeter meter;
     QElapsedTimer clock;
     meter.start();
@@ -178,6 +187,10 @@ int main(int argc, char* argv[])
     driver->scan(card);
     if (!QTest::qWaitFor([driver] { return driver->phase() == Phase::scanned; }, 600000)) {
         std::fprintf(stderr, "the scan did not end within 10 minutes\n");
+        return 1;
+    }
+    if (!QTest::qWaitFor([model, clipCount] { return model->rowCount() == clipCount; }, 60000)) {
+        std::fprintf(stderr, "the clip list does not show the card\n");
         return 1;
     }
     meter.stop();
@@ -190,13 +203,6 @@ int main(int argc, char* argv[])
     }
 
     // The thumbnails arrive after the verdict, while the window shows the card.
-    auto* const list = qobject_cast<QQuickItem*>(fixture.find(QStringLiteral("clipList")));
-    auto* const model =
-        list ? qobject_cast<ClipListModel*>(list->property("model").value<QObject*>()) : nullptr;
-    if (!model || model->rowCount() != clipCount) {
-        std::fprintf(stderr, "the clip list does not show the card\n");
-        return 1;
-    }
     const auto allThumbnails = [model] {
         for (int row = 0; row < model->rowCount(); ++row)
             if (model->index(row).data(ClipListModel::ThumbnailRole).toString().isEmpty())

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <QLocale>
 #include <QStringList>
+#include <QTimer>
 #include <utility>
 
 namespace {
@@ -80,7 +81,12 @@ void ClipListModel::setActive(bool active)
         return;
     m_active = active;
     if (m_active && m_stale) {
-        reload();
+        // Built in the next turn of the loop, not in the one that switches
+        // the window's view, so the two never weigh on the same frame.
+        QTimer::singleShot(0, this, [this] {
+            if (m_active && m_stale)
+                reload();
+        });
         return;
     }
     if (m_active) {
