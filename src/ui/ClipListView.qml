@@ -75,6 +75,9 @@ ColumnLayout {
         ScrollBar.vertical: ScrollBar {
         }
 
+        // Rows built after the list appeared start from the first, as rows built with it do.
+        onCountChanged: if (currentIndex < 0 && count > 0)
+            currentIndex = 0
         Keys.onSpacePressed: presenter.toggle(list.currentIndex)
         Keys.onReturnPressed: view.requestDetails(list.currentIndex)
         Keys.onEnterPressed: view.requestDetails(list.currentIndex)

@@ -84,7 +84,10 @@ TestCase {
         verify(view);
         detailsSpy.target = view;
         detailsSpy.clear();
-        waitForItemPolished(view);
+        // The rows are built in the turn after the list is shown.
+        const list = findChild(view, "clipList");
+        tryCompare(list, "count", 4);
+        waitForItemPolished(list);
         return view;
     }
 
