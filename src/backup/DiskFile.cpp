@@ -1,11 +1,16 @@
 #include "backup/DiskFile.h"
 
+#include "backup/ChunkRing.h"
 #include "backup/Xxh64.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <QFile>
+#include <QFileInfo>
+#include <QFuture>
+#include <QtConcurrent/QtConcurrentRun>
+#include <QThreadPool>
 #include <unistd.h>
 
 namespace DiskFile {
@@ -14,6 +19,27 @@ QString systemError()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
 }
+
+namespace {
+
+// Chunks read ahead of the checksum: it runs several times faster than any
+// disk, so one chunk in hand and one being read are all it ever needs.
+constexpr int readBackSlots = 3;
+
+// Where the checksums of files being read back are taken; one thread per
+// file read at the same time (a backup proves two copies side by side).
+struct ChecksumThreads : QThreadPool
+{
+    ChecksumThreads() { setMaxThreadCount(8); }
+};
+
+QThreadPool& checksumThreads()
+{
+    static ChecksumThreads pool;
+    return pool;
+}
+
+} // namespace
 
 std::optional<quint64> readBackDigest(const QString& path, std::atomic<qint64>& bytesRead,
                                       const std::atomic<bool>& cancel, QString& error)
@@ -26,30 +52,66 @@ std::optional<quint64> readBackDigest(const QString& path, std::atomic<qint64>& 
     // Written pages that are on disk are dropped, so the reads below reach the disk.
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    QByteArray buffer(chunkSize, Qt::Uninitialized);
+    ChunkRing ring(readBackSlots, chunkSize);
+    ring.start(1);
     Xxh64 hash;
-    for (;;) {
-        if (cancel.load(std::memory_order_relaxed)) {
-            ::close(fd);
-            return std::nullopt;
+    QFuture<void> hashing = QtConcurrent::run(&checksumThreads(), [&ring, &hash] {
+        while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
+            if (chunk->size == 0)
+                return;
+            hash.add(chunk->data, static_cast<std::size_t>(chunk->size));
+            ring.release(0);
         }
-        const ssize_t count = ::read(fd, buffer.data(), static_cast<size_t>(buffer.size()));
+    });
+    bool complete = false;
+    while (!cancel.load(std::memory_order_relaxed)) {
+        char* buffer = ring.nextFree();
+        ssize_t count = 0;
+        do
+            count = ::read(fd, buffer, static_cast<size_t>(chunkSize));
+        while (count < 0 && errno == EINTR);
+        if (count < 0) {
+            error = systemError();
+            break;
+        }
+        ring.publish(count);
+        if (count == 0) {
+            complete = true;
+            break;
+        }
+        bytesRead.fetch_add(count, std::memory_order_relaxed);
+    }
+    if (!complete)
+        ring.stop();
+    hashing.waitForFinished();
+    // What was read for the check need not stay in memory.
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(fd);
+    if (!complete)
+        return std::nullopt;
+    return hash.digest();
+}
+
+bool writeAll(int fd, const char* data, qint64 size, QString& error)
+{
+    qint64 done = 0;
+    while (done < size) {
+        const ssize_t count = ::write(fd, data + done, static_cast<size_t>(size - done));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0) {
             error = systemError();
-            ::close(fd);
-            return std::nullopt;
+            return false;
         }
-        if (count == 0)
-            break;
-        hash.add(buffer.constData(), static_cast<std::size_t>(count));
-        bytesRead.fetch_add(count, std::memory_order_relaxed);
+        done += count;
     }
-    // What was read for the check need not stay in memory.
-    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
-    ::close(fd);
-    return hash.digest();
+    return true;
+}
+
+QString temporaryPath(const QString& finalPath)
+{
+    const QFileInfo info(finalPath);
+    return info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".tolvane-part");
 }
 
 bool syncFolder(const QString& path)

@@ -4,7 +4,7 @@
 #include "backup/Xxh64.h"
 #include "base/UnfinishedFiles.h"
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
@@ -26,25 +26,6 @@ struct Writer
     qint64 written = 0;
     QString error;
 };
-
-bool writeAll(Writer& writer, const char* data, qint64 size)
-{
-    qint64 done = 0;
-    while (done < size) {
-        const ssize_t count = ::write(writer.fd, data + done, static_cast<size_t>(size - done));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0) {
-            writer.error = DiskFile::systemError();
-            return false;
-        }
-        done += count;
-    }
-    // The disk starts on these bytes now rather than all at once at the flush.
-    ::sync_file_range(writer.fd, writer.written, size, SYNC_FILE_RANGE_WRITE);
-    writer.written += size;
-    return true;
-}
 
 // Makes the copy durable under its final name, with the source's time.
 bool complete(Writer& writer, const ListedFile& file)
@@ -69,6 +50,37 @@ bool complete(Writer& writer, const ListedFile& file)
     return true;
 }
 
+// One place's writer: every chunk in turn, then the copy made final. A
+// failure stops the ring, so the reading and the other places stop too.
+void write(ChunkRing& ring, int consumer, Writer& writer, const ListedFile& file)
+{
+    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(consumer)) {
+        if (chunk->size == 0) {
+            if (!complete(writer, file))
+                ring.stop();
+            return;
+        }
+        if (!DiskFile::writeAll(writer.fd, chunk->data, chunk->size, writer.error)) {
+            ring.stop();
+            return;
+        }
+        // The disk starts on these bytes now rather than all at once at the flush.
+        ::sync_file_range(writer.fd, writer.written, chunk->size, SYNC_FILE_RANGE_WRITE);
+        writer.written += chunk->size;
+        ring.release(consumer);
+    }
+}
+
+void hash(ChunkRing& ring, Xxh64& digest)
+{
+    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
+        if (chunk->size == 0)
+            return;
+        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
+        ring.release(0);
+    }
+}
+
 void discard(QList<Writer>& writers)
 {
     for (Writer& writer : writers) {
@@ -81,17 +93,12 @@ void discard(QList<Writer>& writers)
 
 } // namespace
 
-FileCopier::FileCopier(int placeCount)
+FileCopier::FileCopier(int placeCount) : m_ring(ringSlots, DiskFile::chunkSize)
 {
-    // One writer per place, and the checksum.
-    m_writers.setMaxThreadCount(std::max(1, placeCount) + 1);
-    m_writers.setExpiryTimeout(-1);
-}
-
-QString FileCopier::temporaryPath(const QString& finalPath)
-{
-    const QFileInfo info(finalPath);
-    return info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".tolvane-part");
+    // One writer per place, and the checksum, all at once: each waits on the
+    // ring for the others, so none may wait for a thread.
+    m_workers.setMaxThreadCount(std::max(1, placeCount) + 1);
+    m_workers.setExpiryTimeout(-1);
 }
 
 FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile& file,
@@ -114,7 +121,7 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     for (const QString& finalPath : finalPaths) {
         Writer writer;
         writer.finalPath = finalPath;
-        writer.temporaryPath = temporaryPath(finalPath);
+        writer.temporaryPath = DiskFile::temporaryPath(finalPath);
         unfinished.push_back(std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath));
         // A temporary file of an earlier, interrupted run is ours to replace.
         writer.fd = ::open(QFile::encodeName(writer.temporaryPath).constData(),
@@ -128,75 +135,63 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         }
         writers.append(writer);
     }
+    if (m_workers.maxThreadCount() < writers.size() + 1)
+        m_workers.setMaxThreadCount(int(writers.size()) + 1);
 
-    // Two buffers: one is being written out while the other is read and hashed.
-    std::array<QByteArray, 2> buffers{QByteArray(DiskFile::chunkSize, Qt::Uninitialized),
-                                      QByteArray(DiskFile::chunkSize, Qt::Uninitialized)};
-    QList<QFuture<bool>> writing;
-    const auto writesSucceeded = [&writing] {
-        bool succeeded = true;
-        for (QFuture<bool>& future : writing)
-            succeeded = future.result() && succeeded;
-        writing.clear();
-        return succeeded;
-    };
-    const auto fail = [&](const QString& path, const QString& error) {
-        writesSucceeded();
-        discard(writers);
-        ::close(source);
-        outcome.failedPath = path;
-        outcome.error = error;
-        return outcome;
-    };
-    const auto failedWriter = [&writers]() -> const Writer* {
-        for (const Writer& writer : writers) {
-            if (!writer.error.isEmpty())
-                return &writer;
-        }
-        return nullptr;
-    };
+    m_ring.start(int(writers.size()) + 1);
+    Xxh64 digest;
+    QList<QFuture<void>> consumers;
+    consumers.append(QtConcurrent::run(&m_workers, [this, &digest] { hash(m_ring, digest); }));
+    for (qsizetype i = 0; i < writers.size(); ++i) {
+        Writer& writer = writers[i];
+        const int consumer = int(i) + 1;
+        consumers.append(QtConcurrent::run(
+            &m_workers, [this, &writer, &file, consumer] { write(m_ring, consumer, writer, file); }));
+    }
 
-    Xxh64 hash;
-    int current = 0;
-    for (;;) {
-        if (cancel.load(std::memory_order_relaxed))
-            return fail(QString(), QString());
-        QByteArray& buffer = buffers[current];
-        ssize_t count = ::read(source, buffer.data(), static_cast<size_t>(buffer.size()));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return fail(sourcePath, DiskFile::systemError());
-        bytesRead.fetch_add(count, std::memory_order_relaxed);
-        if (!writesSucceeded()) {
-            const Writer* failed = failedWriter();
-            return fail(failed->finalPath, failed->error);
-        }
-        if (count == 0)
+    bool readToTheEnd = false;
+    QString readError;
+    while (!cancel.load(std::memory_order_relaxed)) {
+        // Nothing once a writer has failed.
+        char* buffer = m_ring.nextFree();
+        if (!buffer)
             break;
-        const char* data = buffer.constData();
-        // The checksum is taken beside the writes, off the reading thread.
-        writing.append(QtConcurrent::run(&m_writers, [&hash, data, count] {
-            hash.add(data, static_cast<std::size_t>(count));
-            return true;
-        }));
-        for (Writer& writer : writers) {
-            writing.append(QtConcurrent::run(
-                &m_writers, [&writer, data, count] { return writeAll(writer, data, count); }));
+        ssize_t count = 0;
+        do
+            count = ::read(source, buffer, static_cast<size_t>(DiskFile::chunkSize));
+        while (count < 0 && errno == EINTR);
+        if (count < 0) {
+            readError = DiskFile::systemError();
+            break;
         }
-        current = 1 - current;
+        m_ring.publish(count);
+        if (count == 0) {
+            readToTheEnd = true;
+            break;
+        }
+        bytesRead.fetch_add(count, std::memory_order_relaxed);
     }
     ::close(source);
+    if (!readToTheEnd)
+        m_ring.stop();
+    for (QFuture<void>& consumer : consumers)
+        consumer.waitForFinished();
 
-    for (Writer& writer : writers)
-        writing.append(QtConcurrent::run(&m_writers, [&writer, &file] { return complete(writer, file); }));
-    if (!writesSucceeded()) {
-        const Writer* failed = failedWriter();
-        const Outcome failure{std::nullopt, failed->finalPath, failed->error};
-        // Copies already renamed are complete and correct; only the rest go.
-        discard(writers);
-        return failure;
+    const auto failed = std::find_if(writers.cbegin(), writers.cend(),
+                                     [](const Writer& writer) { return !writer.error.isEmpty(); });
+    if (cancel.load(std::memory_order_relaxed) && !readToTheEnd) {
+        // Cancelled: no path is to blame.
+    } else if (!readError.isEmpty()) {
+        outcome.failedPath = sourcePath;
+        outcome.error = readError;
+    } else if (failed != writers.cend()) {
+        outcome.failedPath = failed->finalPath;
+        outcome.error = failed->error;
+    } else {
+        outcome.digest = digest.digest();
+        return outcome;
     }
-    outcome.digest = hash.digest();
+    // Copies already renamed are complete and correct; only the rest go.
+    discard(writers);
     return outcome;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backup/ChunkRing.h"
 #include "backup/TreeListing.h"
 
 #include <atomic>
@@ -8,11 +9,13 @@
 #include <QStringList>
 #include <QThreadPool>
 
-// Copies one file to several places from a single read of it: each chunk
-// read is handed to one writer per place and to the checksum (XXH64), each on
-// a thread of its own, while the next chunk is read. Each copy is written under a temporary name beside its
-// final one, flushed to disk, given the source's modification time, renamed,
-// and its folder flushed; its pages are then dropped from the cache.
+// Copies one file to several places from a single read of it. The chunks
+// read go into a small ring that one writer per place and the checksum
+// (XXH64) each work through on a thread of their own, so the reading only
+// waits when the slowest of them is a whole ring behind. Each copy is written
+// under a temporary name beside its final one, flushed to disk, given the
+// source's modification time, renamed, and its folder flushed, each place on
+// its own thread; its pages are then dropped from the cache.
 class FileCopier
 {
 public:
@@ -33,9 +36,10 @@ public:
     Outcome copy(const QString& sourcePath, const ListedFile& file, const QStringList& finalPaths,
                  std::atomic<qint64>& bytesRead, const std::atomic<bool>& cancel);
 
-    // Where the copy to `finalPath` is written until it is complete.
-    static QString temporaryPath(const QString& finalPath);
+    // Chunks the reading may be ahead of the slowest writer.
+    static constexpr int ringSlots = 6;
 
 private:
-    QThreadPool m_writers;
+    QThreadPool m_workers;
+    ChunkRing m_ring;
 };

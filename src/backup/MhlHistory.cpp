@@ -3,11 +3,13 @@
 #include "backup/C4Id.h"
 #include "backup/DiskFile.h"
 #include "backup/TreeListing.h"
+#include "base/Durability.h"
+#include "base/UnfinishedFiles.h"
 
+#include <fcntl.h>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <unistd.h>
 
 namespace {
@@ -17,15 +19,33 @@ QString historyFolder(const QString& scope)
     return scope + QLatin1Char('/') + QLatin1String(historyFolderName);
 }
 
-// Writes `bytes` under a temporary name, flushed, then renames it to `path`.
+// Writes `bytes` under a temporary name, listed as unfinished before it
+// exists, flushes it and renames it to `path`; the caller flushes the folder.
 bool writeDurably(const QString& path, const QByteArray& bytes, QString& error)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush() ||
-        ::fsync(file.handle()) != 0 || !file.commit()) {
-        error = QStringLiteral("“%1” could not be written: %2").arg(path, file.errorString());
+    const QString temporary = DiskFile::temporaryPath(path);
+    const UnfinishedFiles::Entry unfinished(temporary);
+    const QByteArray encoded = QFile::encodeName(temporary);
+    const auto fail = [&](const QString& reason) {
+        ::unlink(encoded.constData());
+        error = QStringLiteral("“%1” could not be written: %2").arg(path, reason);
         return false;
+    };
+    // A temporary file of an earlier, interrupted run is ours to replace.
+    const int fd = ::open(encoded.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+    if (fd < 0)
+        return fail(DiskFile::systemError());
+    QString reason;
+    if (!DiskFile::writeAll(fd, bytes.constData(), bytes.size(), reason)) {
+        ::close(fd);
+        return fail(reason);
     }
+    if (const std::optional<QString> unflushed = Durability::flushDescriptor(fd)) {
+        ::close(fd);
+        return fail(*unflushed);
+    }
+    if (::close(fd) != 0 || ::rename(encoded.constData(), QFile::encodeName(path).constData()) != 0)
+        return fail(DiskFile::systemError());
     return true;
 }
 

@@ -93,6 +93,16 @@ void BackupFirst::cancel()
     refreshProgress();
 }
 
+void BackupFirst::endSession()
+{
+    if (!m_backingUp) {
+        m_driver.endSession();
+        return;
+    }
+    m_endingSession = true;
+    cancel();
+}
+
 void BackupFirst::refreshProgress()
 {
     if (!m_progress)
@@ -149,6 +159,10 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
                                                ConversionHistoryStore::displayName(), *failure)});
     }
     emit stateChanged();
+    if (m_endingSession) {
+        m_driver.endSession();
+        co_return;
+    }
     if (!result.isProven())
         co_return;
 

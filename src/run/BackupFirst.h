@@ -51,6 +51,11 @@ public:
     Q_INVOKABLE void convert();
     // Stops a backup under way; no incomplete file stays.
     Q_INVOKABLE void cancel();
+    // Ends the session as a hang-up, SIGTERM or Ctrl-C asks the window to: a
+    // backup under way is cancelled as by Cancel and recorded in the history,
+    // nothing is converted after it, and then the driver's session ends
+    // (`ConversionViewModel::endSession`), as it does at once outside a backup.
+    void endSession();
 
     // The summary's sentence for a finished backup.
     static QString resultSentence(const BackupResult& result);
@@ -70,6 +75,7 @@ private:
     QElapsedTimer m_stageTime;
     BackupProgress::Stage m_stage = BackupProgress::Stage::preparing;
     bool m_backingUp = false;
+    bool m_endingSession = false;
     QString m_progressLine;
     QString m_ejectMessage;
     QString m_resultText;

@@ -55,6 +55,18 @@ template <typename T> QVariant optionalValue(const std::optional<T>& value)
     return value ? QVariant::fromValue(*value) : QVariant();
 }
 
+// The run's reports in its folder; a run of some of the card's movies merges
+// them with what other runs of the card left there. The failures come back.
+QStringList writeRunReports(const QStringList& conversionReportLines, const QString& pairingReportText,
+                            const QStringList& ffmpegErrorLines, const QStringList& runMovies,
+                            const QStringList& notChosenMovies, const QString& folder)
+{
+    if (notChosenMovies.isEmpty())
+        return LogWriter::write(conversionReportLines, pairingReportText, ffmpegErrorLines, folder);
+    return LogWriter::writeMerged(conversionReportLines, pairingReportText, ffmpegErrorLines, runMovies,
+                                  notChosenMovies, folder);
+}
+
 } // namespace
 
 ConversionViewModel::ConversionViewModel(SettingsStore& settings, RecentFoldersStore& recentFolders,
@@ -474,7 +486,8 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
         sleepNotHeld = co_await *holdingOffSleep;
     if (self) {
         self->m_sleepNotHeldReason = sleepNotHeld;
-        self->finishBatch(outputFolder, queue->stop());
+        QCoro::Task<> finishing = self->finishBatch(outputFolder, queue->stop());
+        co_await finishing;
     } else if (session) {
         session->allowSleep();
     }
@@ -769,29 +782,38 @@ std::optional<QString> ConversionViewModel::recordUnprovenBackup(const BackupRec
                             movieCount() - chosen, backup);
 }
 
-void ConversionViewModel::finishBatch(const QString& outputFolder, std::optional<RunStop> stop)
+QCoro::Task<> ConversionViewModel::finishBatch(QString outputFolder, std::optional<RunStop> stop)
 {
+    const QPointer<ConversionViewModel> self(this);
+    const std::shared_ptr<DesktopSession> session = m_session;
     m_elapsedTimer.stop();
     updateElapsed();
     m_queue.reset();
 
     ConversionSummary summary = summarize(m_jobs, m_excludedClipCount, outputFolder, stop);
     summary.notChosen = m_notChosenNames.size();
+
+    // The reports are written on a worker, and the run shows as finished once
+    // they are there: a window that follows the run never waits for a disk.
+    QStringList runMovies;
+    if (!m_notChosenNames.isEmpty()) {
+        for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs))
+            runMovies.append(job->clipName());
+    }
+    QFuture<QStringList> writing =
+        QtConcurrent::run(writeRunReports, m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines,
+                          runMovies, m_notChosenNames, outputFolder);
+    const QStringList writeFailures = co_await writing;
+    if (!self) {
+        if (session)
+            session->allowSleep();
+        co_return;
+    }
+
     update(m_summary, std::optional(summary), &ConversionViewModel::summaryChanged);
     setPhase(Phase::finished);
     setStatusMessage(summarySentence(summary));
-
-    if (m_notChosenNames.isEmpty()) {
-        addReportWriteFailures(
-            LogWriter::write(m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines, outputFolder));
-    } else {
-        QStringList runMovies;
-        for (const std::shared_ptr<ConversionJob>& job : std::as_const(m_jobs))
-            runMovies.append(job->clipName());
-        addReportWriteFailures(LogWriter::writeMerged(m_conversionReportLines, pairingReportText(),
-                                                      m_ffmpegErrorLines, runMovies, m_notChosenNames,
-                                                      outputFolder));
-    }
+    addReportWriteFailures(writeFailures);
 
     m_runFolderLock.reset();
 

@@ -260,9 +260,9 @@ public:
     void handleJobUpdate(ConversionJob& job);
     void handleJobFinished(const ConversionQueue::JobOutcome& outcome);
     void handleCommandBuilt(ConversionJob& job, const QString& commandLine);
-    // Ends a run: summary and status, logs, history entry, the optional reveal
-    // and, in the background, DEBUG_REPORT.txt.
-    void finishBatch(const QString& outputFolder, std::optional<RunStop> stop);
+    // Ends a run: logs, then summary and status, history entry, the optional
+    // reveal and, in the background, DEBUG_REPORT.txt.
+    QCoro::Task<> finishBatch(QString outputFolder, std::optional<RunStop> stop);
     // The loaded card's folder name as the history keeps it.
     QString historyCardName() const;
 

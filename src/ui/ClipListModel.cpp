@@ -1,11 +1,13 @@
 #include "ui/ClipListModel.h"
 
 #include "run/ConversionViewModel.h"
+#include "ui/DriverPresenter.h"
 #include "ui/UiText.h"
 
 #include <iterator>
 #include <QLocale>
 #include <QStringList>
+#include <QTimer>
 #include <utility>
 
 namespace {
@@ -23,15 +25,15 @@ ClipListModel::ClipListModel(QObject* parent)
     m_announceTimer.setSingleShot(true);
     m_announceTimer.setInterval(announceIntervalMs);
     connect(&m_announceTimer, &QTimer::timeout, this, &ClipListModel::announce);
+    m_thumbnailTimer.setSingleShot(true);
+    m_thumbnailTimer.setInterval(thumbnailIntervalMs);
+    connect(&m_thumbnailTimer, &QTimer::timeout, this, &ClipListModel::announceThumbnail);
 }
 
 void ClipListModel::setDriver(ConversionViewModel* driver)
 {
-    if (m_driver == driver)
+    if (!switchDriver(m_driver, driver, this))
         return;
-    if (m_driver)
-        disconnect(m_driver, nullptr, this, nullptr);
-    m_driver = driver;
     if (m_driver) {
         for (const auto changed :
              {&ConversionViewModel::clipsChanged, &ConversionViewModel::pairingEntriesChanged,
@@ -51,15 +53,25 @@ void ClipListModel::setDriver(ConversionViewModel* driver)
 
 void ClipListModel::reload()
 {
+    // A list not on screen would build its rows for nobody, the more so as a
+    // scan changes the clips, the pairing and the joined shots one by one.
+    if (!m_active) {
+        m_stale = true;
+        return;
+    }
+    m_stale = false;
     beginResetModel();
     m_rows = m_driver ? m_driver->clipRows() : QList<ClipRow>();
     m_rowOfKey.clear();
     for (qsizetype i = 0; i < m_rows.size(); ++i)
         m_rowOfKey.insert(m_rows.at(i).key, static_cast<int>(i));
+    m_detailsOfRow = QList<QString>(m_rows.size());
+    assignJobs();
     m_changed.clear();
+    m_thumbnailRows.clear();
+    m_thumbnailTimer.stop();
     endResetModel();
     emit countChanged();
-    takeJobs();
     requestThumbnails();
 }
 
@@ -68,10 +80,25 @@ void ClipListModel::setActive(bool active)
     if (m_active == active)
         return;
     m_active = active;
-    if (m_active)
+    if (m_active && m_stale) {
+        // Built in the next turn of the loop, not in the one that switches
+        // the window's view, so the two never weigh on the same frame.
+        QTimer::singleShot(0, this, [this] {
+            if (m_active && m_stale)
+                reload();
+        });
+        return;
+    }
+    if (m_active) {
         announce();
-    else
+    } else {
         m_announceTimer.stop();
+        // Those not yet announced are told with the rest when shown again.
+        m_thumbnailTimer.stop();
+        for (const int row : std::as_const(m_thumbnailRows))
+            markChanged(row, {ThumbnailRole});
+        m_thumbnailRows.clear();
+    }
     requestThumbnails();
 }
 
@@ -88,14 +115,20 @@ void ClipListModel::requestThumbnails()
     m_loader.request(iconFolder, requests);
 }
 
-void ClipListModel::takeJobs()
+void ClipListModel::assignJobs()
 {
-    m_jobOfKey.clear();
+    m_jobOfRow = QList<std::shared_ptr<ConversionJob>>(m_rows.size());
     const QList<std::shared_ptr<ConversionJob>> jobs =
         m_driver ? m_driver->jobs() : QList<std::shared_ptr<ConversionJob>>();
     for (const std::shared_ptr<ConversionJob>& job : jobs)
-        m_jobOfKey.insert(job->clip().videoURL, job);
+        if (const auto row = m_rowOfKey.constFind(job->clip().videoURL); row != m_rowOfKey.cend())
+            m_jobOfRow[*row] = job;
     m_runStarted = !jobs.isEmpty();
+}
+
+void ClipListModel::takeJobs()
+{
+    assignJobs();
     markAllChanged(runRoles);
     announceSoon();
 }
@@ -111,10 +144,25 @@ void ClipListModel::jobUpdated(const QString& key)
 void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
     m_thumbnails.insert(key, imageURL);
-    if (const auto row = m_rowOfKey.constFind(key); row != m_rowOfKey.cend()) {
+    const auto row = m_rowOfKey.constFind(key);
+    if (row == m_rowOfKey.cend())
+        return;
+    if (!m_active) {
         markChanged(*row, {ThumbnailRole});
-        announceSoon();
+        return;
     }
+    m_thumbnailRows.append(*row);
+    if (!m_thumbnailTimer.isActive())
+        m_thumbnailTimer.start();
+}
+
+void ClipListModel::announceThumbnail()
+{
+    const int row = m_thumbnailRows.takeFirst();
+    // The next a whole frame after this one, however late this one came.
+    if (!m_thumbnailRows.isEmpty())
+        m_thumbnailTimer.start();
+    emit dataChanged(index(row), index(row), {ThumbnailRole});
 }
 
 void ClipListModel::markChanged(int row, const QList<int>& roles)
@@ -215,7 +263,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
     if (!index.isValid() || index.row() >= m_rows.size())
         return {};
     const ClipRow& row = m_rows.at(index.row());
-    const std::shared_ptr<ConversionJob> job = m_jobOfKey.value(row.key);
+    const ConversionJob* const job = m_jobOfRow.at(index.row()).get();
     const bool runStarted = m_runStarted;
     switch (role) {
     case KeyRole:
@@ -224,8 +272,12 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
         return row.name;
     case OutputNameRole:
         return row.outputName;
-    case DetailsRole:
-        return detailsText(row);
+    case DetailsRole: {
+        QString& details = m_detailsOfRow[index.row()];
+        if (details.isNull())
+            details = detailsText(row);
+        return details;
+    }
     case PairingRole:
         return row.pairing;
     case PiecesRole:
@@ -236,7 +288,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
     case ChosenRole:
         return row.included && m_driver && m_driver->isChosen(row.key);
     case StatusRole:
-        return statusText(row, runStarted, job.get());
+        return statusText(row, runStarted, job);
     case ProgressRole:
         return job && job->status().kind == ClipStatus::Kind::converting ? job->progress() : -1.0;
     case ThumbnailRole:
@@ -245,7 +297,7 @@ QVariant ClipListModel::data(const QModelIndex& index, int role) const
         return job && (job->status().kind == ClipStatus::Kind::completed ||
                        job->status().kind == ClipStatus::Kind::skippedExisting);
     case AccessibleNameRole:
-        return accessibleName(row, statusText(row, runStarted, job.get()));
+        return accessibleName(row, statusText(row, runStarted, job));
     case EntryRole:
         return row.entryID.toString();
     default:

@@ -48,13 +48,19 @@ public:
     // costs the window a re-layout of the row.
     static constexpr int announceIntervalMs = 250;
 
+    // A list on screen announces one arrived thumbnail a frame (at 60 Hz): a
+    // new image costs the window its loading and drawing, and the camera's
+    // bitmaps of a whole card arrive at once.
+    static constexpr int thumbnailIntervalMs = 16;
+
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
     // Only a list on screen asks for thumbnails and announces changes of its
     // rows. One that is hidden drops the frames it has not started, leaving
     // their turn to the list now shown, and keeps what changed in its rows
-    // meanwhile for one announcement when it is shown again.
+    // meanwhile for one announcement when it is shown again; when the card's
+    // clips changed meanwhile, it takes them anew then.
     void setActive(bool active);
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -79,6 +85,8 @@ signals:
 private:
     void reload();
     void requestThumbnails();
+    // Points each row at its movie's job in the driver's run.
+    void assignJobs();
     void takeJobs();
     void jobUpdated(const QString& key);
     void thumbnailReady(const QString& key, const QString& imageURL);
@@ -89,18 +97,28 @@ private:
     void announceSoon();
     // Announces every row noted as changed, adjacent rows of the same roles at once.
     void announce();
+    // Announces the first of the rows whose thumbnail arrived.
+    void announceThumbnail();
 
     QPointer<ConversionViewModel> m_driver;
     bool m_active = false;
+    // The driver's clips changed while the list was hidden.
+    bool m_stale = false;
     QList<ClipRow> m_rows;
     QHash<QString, int> m_rowOfKey;
-    // The last run's job of each movie, by key; empty before a run.
-    QHash<QString, std::shared_ptr<ConversionJob>> m_jobOfKey;
+    // The last run's job of each row's movie, none before a run or for a clip
+    // left out: looked up by row, as the view asks for every role of a row.
+    QList<std::shared_ptr<ConversionJob>> m_jobOfRow;
+    // Each row's facts line, made when first asked for.
+    mutable QList<QString> m_detailsOfRow;
     bool m_runStarted = false;
     QHash<QString, QString> m_thumbnails;
     // The rows changed and not yet announced, each with a bit per role
     // (1 << (role - KeyRole)).
     QMap<int, quint32> m_changed;
     QTimer m_announceTimer;
+    // The rows whose thumbnail arrived while on screen, not yet announced, in arrival order.
+    QList<int> m_thumbnailRows;
+    QTimer m_thumbnailTimer;
     ClipThumbnails m_loader;
 };

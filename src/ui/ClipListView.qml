@@ -17,6 +17,10 @@ ColumnLayout {
 
     readonly property bool dark: palette.window.hslLightness < 0.5
 
+    function requestDetails(index: int) {
+        view.pairingDetailsRequested(presenter.entryOf(index));
+    }
+
     spacing: 6
 
     ClipListPresenter {
@@ -61,6 +65,8 @@ ColumnLayout {
         clip: true
         activeFocusOnTab: true
         keyNavigationEnabled: true
+        // Rows scrolled out of sight serve the rows scrolled in.
+        reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
         implicitHeight: Math.min(count, 6) * rowHeight
         Layout.fillWidth: true
@@ -69,10 +75,12 @@ ColumnLayout {
         ScrollBar.vertical: ScrollBar {
         }
 
+        // Rows built after the list appeared start from the first, as rows built with it do.
+        onCountChanged: if (currentIndex < 0 && count > 0)
+            currentIndex = 0
         Keys.onSpacePressed: presenter.toggle(list.currentIndex)
-        Keys.onReturnPressed: view.pairingDetailsRequested(presenter.entryOf(list.currentIndex))
-        Keys.onEnterPressed: view.pairingDetailsRequested(presenter.entryOf(list.currentIndex))
-
+        Keys.onReturnPressed: view.requestDetails(list.currentIndex)
+        Keys.onEnterPressed: view.requestDetails(list.currentIndex)
 
         delegate: Item {
             id: row
@@ -96,6 +104,7 @@ ColumnLayout {
             height: list.rowHeight
             Accessible.role: Accessible.ListItem
             Accessible.name: accessibleName
+            Accessible.onPressAction: view.requestDetails(row.index)
 
             Rectangle {
                 anchors.fill: parent
@@ -169,8 +178,8 @@ ColumnLayout {
 
                     Label {
                         objectName: "statusLabel"
-                    // An excluded clip's pairing line says so already.
-                    visible: row.included
+                        // An excluded clip's pairing line says so already.
+                        visible: row.included
                         text: row.status
                         font.pixelSize: Theme.captionSize
                         elide: Text.ElideRight

@@ -149,6 +149,7 @@ Page {
                 Layout.topMargin: Theme.pagePadding
                 Layout.leftMargin: Theme.pagePadding
                 Layout.rightMargin: Theme.pagePadding
+                onPairingDetailsRequested: entry => content.sheets.openPairingDetailsAt(entry)
             }
             SummaryCardView {
                 objectName: "summaryCard"
@@ -158,6 +159,7 @@ Page {
                 Layout.topMargin: Theme.pagePadding
                 Layout.leftMargin: Theme.pagePadding
                 Layout.rightMargin: Theme.pagePadding
+                onPairingDetailsRequested: entry => content.sheets.openPairingDetailsAt(entry)
             }
             OutputFolderRow {
                 objectName: "outputFolderRow"

@@ -9,6 +9,9 @@ Card {
 
     required property ConversionViewModel driver
 
+    // `entry`: the pairing entry of the clip whose details were asked for.
+    signal pairingDetailsRequested(string entry)
+
     ProgressPresenter {
         id: presenter
 
@@ -90,6 +93,7 @@ Card {
             objectName: "clipListView"
             driver: view.driver
             Layout.fillWidth: true
+            onPairingDetailsRequested: entry => view.pairingDetailsRequested(entry)
         }
     }
 }

@@ -9,13 +9,20 @@ DriverPresenter::DriverPresenter(QList<Notifier> inputs, QObject* parent)
 {
 }
 
+bool switchDriver(QPointer<ConversionViewModel>& current, ConversionViewModel* next, QObject* listener)
+{
+    if (current == next)
+        return false;
+    if (current)
+        QObject::disconnect(current, nullptr, listener, nullptr);
+    current = next;
+    return true;
+}
+
 void DriverPresenter::setDriver(ConversionViewModel* driver)
 {
-    if (m_driver == driver)
+    if (!switchDriver(m_driver, driver, this))
         return;
-    if (m_driver)
-        disconnect(m_driver, nullptr, this, nullptr);
-    m_driver = driver;
     if (m_driver) {
         for (const Notifier input : std::as_const(m_inputs))
             connect(m_driver, input, this, &DriverPresenter::inputChanged);

@@ -7,6 +7,10 @@
 
 class ConversionViewModel;
 
+// Points `current` at `next`, cutting `listener`'s connections to the driver it
+// pointed at before; false when it pointed at `next` already.
+bool switchDriver(QPointer<ConversionViewModel>& current, ConversionViewModel* next, QObject* listener);
+
 // The base of the presenters that turn the session driver's state into what a
 // view shows: each names the driver signals its figures depend on and announces
 // `changed` after any of them.

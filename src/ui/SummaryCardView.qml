@@ -9,6 +9,9 @@ Card {
 
     required property ConversionViewModel driver
 
+    // `entry`: the pairing entry of the clip whose details were asked for.
+    signal pairingDetailsRequested(string entry)
+
     readonly property bool dark: palette.window.hslLightness < 0.5
     readonly property color secondary: palette.placeholderText
 
@@ -189,6 +192,7 @@ Card {
             objectName: "clipListView"
             driver: view.driver
             Layout.fillWidth: true
+            onPairingDetailsRequested: entry => view.pairingDetailsRequested(entry)
         }
     }
 }

@@ -75,12 +75,12 @@ int main(int argc, char* argv[])
     // is scanned at once, as if dropped on the window.
     if (card)
         context.driver()->scan(*card);
-    // A hang-up or SIGTERM (a session logging out, a system shutting down)
-    // ends a run the way Cancel does, its reports and history entry written,
-    // before the window closes.
+    // A hang-up, SIGTERM or Ctrl-C (a session logging out, a system shutting
+    // down) ends a backup or a run the way Cancel does, its reports and
+    // history entry written, before the window closes.
     InterruptWatcher interrupts;
-    QObject::connect(&interrupts, &InterruptWatcher::interrupted, context.driver(),
-                     &ConversionViewModel::endSession);
+    QObject::connect(&interrupts, &InterruptWatcher::interrupted, context.backupFirst(),
+                     &BackupFirst::endSession);
     QObject::connect(context.driver(), &ConversionViewModel::sessionEnded, &app, &QCoreApplication::quit);
     const int status = QGuiApplication::exec();
     // The window goes before the state it shows.

@@ -65,23 +65,13 @@ class BackupEngineTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_root;
-    int m_caseNumber = 0;
+    CaseFolders m_cases;
     QString m_case;
 
-    QString folder(const QString& name)
-    {
-        const QString path = m_case + QLatin1Char('/') + name;
-        QDir().mkpath(path);
-        return path;
-    }
+    QString folder(const QString& name) const { return m_cases.folder(name); }
 
 private slots:
-    void init()
-    {
-        m_case = m_root.filePath(QString::number(++m_caseNumber));
-        QDir().mkpath(m_case);
-    }
+    void init() { m_case = m_cases.next(); }
 
     void copiesTheWholeCardToEveryDestinationAndProvesIt()
     {

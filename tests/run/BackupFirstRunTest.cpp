@@ -9,6 +9,7 @@
 #include "ToolFolder.h"
 
 #include <QDirIterator>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -146,6 +147,46 @@ private slots:
         QCOMPARE(entry.notStarted, 2);
         QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::failed,
                                                           {destination + QLatin1Char('/') + m_cardName}}));
+    }
+
+    void endingTheSessionDuringTheBackupCancelsItRecordsItAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        backUpFirstTo(destination);
+        QVERIFY(scanCard());
+        BackupFirst backup(*m_backupSettings, *m_session.driver);
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        backup.convert();
+        QVERIFY(backup.isBackingUp());
+
+        backup.endSession();
+        // Not before the backup has stopped and is recorded.
+        QCOMPARE(ended.count(), 0);
+        QVERIFY(ended.wait(workTimeoutMs));
+
+        QVERIFY(!backup.isBackingUp());
+        QCOMPARE(backup.resultText(), BackupText::cancelledSentence());
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.converted, 0);
+        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::cancelled,
+                                                          {destination + QLatin1Char('/') + m_cardName}}));
+        QDirIterator left(destination, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (left.hasNext()) {
+            const QString path = left.next();
+            QVERIFY2(!path.endsWith(QLatin1String(".tolvane-part")), qPrintable(path));
+        }
+    }
+
+    void endingTheSessionOutsideABackupEndsItAtOnce()
+    {
+        QVERIFY(scanCard());
+        BackupFirst backup(*m_backupSettings, *m_session.driver);
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        backup.endSession();
+        QCOMPARE(ended.count(), 1);
     }
 };
 

@@ -7,26 +7,18 @@
 #include <csignal>
 #include <functional>
 #include <optional>
-#include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
 CommandRun cli(const QStringList& arguments)
 {
     return runCommand(QStringLiteral(TOLVANE_CLI_PATH), arguments);
-}
-
-QStringList filesBelow(const QString& root)
-{
-    QStringList found;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        found.append(it.next().mid(root.size() + 1));
-    found.sort();
-    return found;
 }
 
 QList<Mhl::Action> actionsIn(const QString& manifestPath)
@@ -39,6 +31,34 @@ QList<Mhl::Action> actionsIn(const QString& manifestPath)
             actions.append(file.action);
     }
     return actions;
+}
+
+// Whether a thread of the process `pid` waits in opening a named pipe for its reader.
+bool waitsOnAPipe(qint64 pid)
+{
+    const QString tasks = QStringLiteral("/proc/%1/task").arg(pid);
+    for (const QString& task : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (readFile(tasks + QLatin1Char('/') + task + QStringLiteral("/wchan")) == "wait_for_partner")
+            return true;
+    }
+    return false;
+}
+
+// As sendTwoInterruptsTogether, but both to the main thread: a thread held in
+// opening the named pipe is then never interrupted, which would restart its
+// open after the pipe was removed and create the file anew.
+bool sendTwoInterruptsToTheMainThread(qint64 pid)
+{
+    const auto process = static_cast<pid_t>(pid);
+    if (pid <= 0 || ::kill(process, SIGSTOP) != 0)
+        return false;
+    for (int wait = 0; !isStopped(process); ++wait) {
+        if (wait == 3000)
+            return false;
+        QThread::msleep(10);
+    }
+    return ::syscall(SYS_tgkill, process, process, SIGHUP) == 0 &&
+           ::syscall(SYS_tgkill, process, process, SIGINT) == 0 && ::kill(process, SIGCONT) == 0;
 }
 
 QString onlyManifest(const QString& history, const QString& prefix)
@@ -54,16 +74,10 @@ class CliBackupTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir m_root;
-    int m_caseNumber = 0;
+    CaseFolders m_cases;
     QString m_case;
 
-    QString folder(const QString& name)
-    {
-        const QString path = m_case + QLatin1Char('/') + name;
-        QDir().mkpath(path);
-        return path;
-    }
+    QString folder(const QString& name) const { return m_cases.folder(name); }
 
     // Starts a backup of a card with one large file onto a tmpfs, mounted on
     // `destination` while `disk` lives, and waits until the large file is
@@ -98,7 +112,7 @@ private:
     {
         QVERIFY(!QFileInfo::exists(partialCopy(destination)));
         QVERIFY(!QFileInfo::exists(destination + QStringLiteral("/CARD_B/CONTENTS/VIDEO/0001XY.MXF")));
-        for (const QString& left : filesBelow(destination))
+        for (const QString& left : everyFileBelow(destination))
             QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
     }
 
@@ -130,11 +144,7 @@ private:
     }
 
 private slots:
-    void init()
-    {
-        m_case = m_root.filePath(QString::number(++m_caseNumber));
-        QDir().mkpath(m_case);
-    }
+    void init() { m_case = m_cases.next(); }
 
     void backsUpToTwoDestinationsAndVerifiesACopyLater()
     {
@@ -262,6 +272,37 @@ private slots:
     void aSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile()
     {
         interruptWith(sendTwoInterruptsTogether, 130);
+    }
+
+    // The history's chain is the last file a backup writes. A named pipe left
+    // under its temporary name holds the backup there, in the middle of
+    // writing its history, until the interrupts arrive.
+    void aSecondInterruptWhileTheHistoryIsWrittenLeavesNoTemporaryFile()
+    {
+        const QString card = BackupCardTree::create(m_case);
+        const QString destination = folder(QStringLiteral("drive"));
+        const QString history = destination + QStringLiteral("/CARD_A/ascmhl");
+        QVERIFY(QDir().mkpath(history));
+        const QString chainInProgress = history + QStringLiteral("/.ascmhl_chain.xml.tolvane-part");
+        QCOMPARE(::mkfifo(QFile::encodeName(chainInProgress).constData(), 0644), 0);
+        QProcess backup;
+        backup.start(QStringLiteral(TOLVANE_CLI_PATH), {QStringLiteral("backup"), card, destination});
+        QVERIFY(backup.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(waitsOnAPipe(backup.processId()), 60000);
+
+        QVERIFY(sendTwoInterruptsToTheMainThread(backup.processId()));
+        QVERIFY(backup.waitForFinished(60000));
+
+        QCOMPARE(backup.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(backup.exitCode(), 130);
+        QVERIFY(!QFileInfo::exists(chainInProgress));
+        QVERIFY(!QFileInfo::exists(history + QStringLiteral("/ascmhl_chain.xml")));
+        for (const QString& left : everyFileBelow(destination))
+            QVERIFY2(!left.endsWith(QLatin1String(".tolvane-part")), qPrintable(left));
+        // The copies themselves were complete before the history was begun.
+        for (const QString& file : BackupCardTree::files())
+            QVERIFY(BackupCardTree::sameBytes(card + QLatin1Char('/') + file,
+                                              destination + QStringLiteral("/CARD_A/") + file));
     }
 };
 

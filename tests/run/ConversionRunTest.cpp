@@ -264,7 +264,8 @@ private slots:
         QVERIFY(QDir().mkpath(folder));
         QSignalSpy summaries(driver_.get(), &ConversionViewModel::summaryChanged);
 
-        driver_->finishBatch(folder, std::nullopt);
+        // The run's reports are written on a worker before it shows as finished.
+        QCoro::waitFor(driver_->finishBatch(folder, std::nullopt));
 
         QCOMPARE(driver_->phase(), Phase::finished);
         const ConversionSummary expected{.outputFolder = folder};

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
 
 // A file name holding every character that trips up shells and naive quoting:
 // spaces, double quotes, "$", ";", a leading dash and non-ASCII letters.
@@ -9,6 +11,9 @@ QString awkwardName(const QString& suffix);
 
 // The whole file, or nothing when it cannot be read.
 QByteArray readFile(const QString& path);
+
+// Every file below `root`, hidden ones included, relative to it and sorted.
+QStringList everyFileBelow(const QString& root);
 
 // Writes a test fixture, creating its folder; a fixture that cannot be written
 // ends the test run, since nothing after it would mean anything.
@@ -30,4 +35,20 @@ public:
 private:
     QString m_path;
     bool m_mounted = false;
+};
+
+// A fresh folder for each test function, inside a temporary folder of the
+// test's own that goes with it.
+class CaseFolders
+{
+public:
+    // The next test function's folder, made; call it from `init`.
+    QString next();
+    // `name` inside the current test function's folder, made if missing.
+    QString folder(const QString& name) const;
+
+private:
+    QTemporaryDir m_root;
+    int m_number = 0;
+    QString m_case;
 };

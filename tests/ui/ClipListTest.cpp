@@ -8,6 +8,7 @@
 #include "UiTestSupport.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -99,6 +100,36 @@ private slots:
         QCOMPARE(presenter.chosenText(), QStringLiteral("3 of 3 clips chosen"));
     }
 
+    // A scan changes the clips, the pairing and the joined shots one by one:
+    // a list not on screen builds no rows for them, and takes them all at
+    // once when it is shown.
+    void aHiddenListTakesTheClipsWhenShown()
+    {
+        UiSession session;
+        ConversionViewModel& driver = *session.context->driver();
+        ClipListPresenter presenter;
+        presenter.setDriver(&driver);
+        ClipListModel& model = *presenter.model();
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        loadListedCard(driver, QStringLiteral("/card"));
+        QVERIFY(resets.isEmpty());
+        presenter.setActive(true);
+        // Not in the same turn as the switch that shows it, but at the next.
+        QVERIFY(resets.isEmpty());
+        QTRY_COMPARE(resets.size(), 1);
+        QCOMPARE(model.rowCount(), 4);
+        QCOMPARE(model.index(3).data(ClipListModel::NameRole).toString(), QStringLiteral("0009ZZ"));
+        // Shown, it follows the driver at once.
+        loadListedCard(driver, QStringLiteral("/other card"));
+        QVERIFY(resets.size() > 1);
+        QCOMPARE(model.index(0).data(ClipListModel::KeyRole).toString(),
+                 QStringLiteral("/other card/VIDEO/0001AB.MXF"));
+        presenter.setActive(false);
+        resets.clear();
+        presenter.setActive(true);
+        QVERIFY(resets.isEmpty());
+    }
+
     void aRowSaysHowItsMovieIsDoing()
     {
         const P2Clip clip = clipAt(QStringLiteral("/card"), QStringLiteral("0001AB"), 1, 2);
@@ -153,6 +184,44 @@ private slots:
             QUrl::fromLocalFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP"))).toString(), 60000);
         // Without a bitmap or a video file there is only the placeholder.
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
+    }
+
+    // The camera's bitmaps of a card arrive at once; the window is told of one
+    // a frame, each row on its own, in the rows' order.
+    void thumbnailsThatArriveTogetherAreAnnouncedOneAFrame()
+    {
+        QTemporaryDir card;
+        const QString icons = QDir(card.path()).filePath(QStringLiteral("CONTENTS/ICON"));
+        QVERIFY(QDir().mkpath(icons));
+        for (int n = 1; n <= 3; ++n)
+            writeFile(QDir(icons).filePath(QStringLiteral("000%1AB.BMP").arg(n)), "BM");
+        UiSession session;
+        ClipListPresenter presenter;
+        presenter.setDriver(session.context->driver());
+        // Shown once the card is there: its rows are built once and then its thumbnails come.
+        loadListedCard(*session.context->driver(), card.path(), icons);
+        QElapsedTimer clock;
+        QList<qint64> times;
+        QList<int> rows;
+        QObject receiver;
+        connect(presenter.model(), &QAbstractItemModel::dataChanged, &receiver,
+                [&](const QModelIndex& first, const QModelIndex& last, const QList<int>& roles) {
+                    if (!roles.contains(ClipListModel::ThumbnailRole))
+                        return;
+                    QCOMPARE(first.row(), last.row());
+                    QCOMPARE(roles, QList<int>{ClipListModel::ThumbnailRole});
+                    times.append(clock.elapsed());
+                    rows.append(first.row());
+                });
+        clock.start();
+        presenter.setActive(true);
+        QTRY_COMPARE_WITH_TIMEOUT(rows, (QList<int>{0, 1, 2}), 60000);
+        // A timer may fire a little early, never in the same turn of the loop.
+        for (qsizetype i = 1; i < times.size(); ++i)
+            QVERIFY2(times.at(i) - times.at(i - 1) >= ClipListModel::thumbnailIntervalMs / 2,
+                     qPrintable(QStringLiteral("%1 ms apart").arg(times.at(i) - times.at(i - 1))));
+        QTest::qWait(3 * ClipListModel::thumbnailIntervalMs);
+        QCOMPARE(rows.size(), 3);
     }
 
     void withoutFFmpegTheRowsKeepThePlaceholder()

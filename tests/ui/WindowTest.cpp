@@ -6,6 +6,7 @@
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
+#include "ui/ClipListModel.h"
 #include "ui/FreeSpaceConfirmation.h"
 #include "ui/QtDesktop.h"
 #include "UiTests.h"
@@ -313,6 +314,24 @@ private slots:
         const QString firstFolder = *driver->outputFolderURL();
         QCOMPARE(text(fixture, QStringLiteral("footerFolder")), firstFolder);
         QVERIFY(!shown(fixture, QStringLiteral("outputFolderRow")));
+
+        // Return on a clip of the summary's list opens the pairing details at its entry.
+        auto* const summaryList =
+            fixture.item(QStringLiteral("summaryCard"))->findChild<QQuickItem*>(QStringLiteral("clipList"));
+        QVERIFY(summaryList && summaryList->isVisible());
+        summaryList->forceActiveFocus();
+        summaryList->setProperty("currentIndex", 1);
+        QTest::keyClick(fixture.window(), Qt::Key_Return);
+        QObject* const pairingSheet = fixture.find(QStringLiteral("pairingDetailsSheet"));
+        QTRY_VERIFY(pairingSheet->property("opened").toBool());
+        const auto* const rows =
+            qobject_cast<ClipListModel*>(summaryList->property("model").value<QObject*>());
+        QVERIFY(rows);
+        const QString entry = rows->index(1).data(ClipListModel::EntryRole).toString();
+        QVERIFY(!entry.isEmpty());
+        QCOMPARE(pairingSheet->property("focusedEntry").toString(), entry);
+        QTest::keyClick(fixture.window(), Qt::Key_Escape);
+        QTRY_VERIFY(!pairingSheet->property("visible").toBool());
 
         // Without failures the details stay closed and no errors log is offered.
         QObject* const details = fixture.find(QStringLiteral("summaryAdvancedDetails"));

@@ -49,6 +49,24 @@ TestCase {
         }
     }
 
+    // The views that show the list during and after a run.
+    Component {
+        id: progressComponent
+
+        ConversionProgressView {
+            width: 680
+            driver: App.driver
+        }
+    }
+    Component {
+        id: summaryComponent
+
+        SummaryCardView {
+            width: 680
+            driver: App.driver
+        }
+    }
+
     SignalSpy {
         id: detailsSpy
 
@@ -66,7 +84,10 @@ TestCase {
         verify(view);
         detailsSpy.target = view;
         detailsSpy.clear();
-        waitForItemPolished(view);
+        // The rows are built in the turn after the list is shown.
+        const list = findChild(view, "clipList");
+        tryCompare(list, "count", 4);
+        waitForItemPolished(list);
         return view;
     }
 
@@ -138,5 +159,32 @@ TestCase {
         // The first entry has gone up out of sight.
         const first = entries.itemAtIndex(0);
         verify(!first || first.mapToItem(entries, 0, first.height).y <= 0);
+    }
+
+    function test_theRunsListsOpenTheDetailsToo_data() {
+        return [
+            { tag: "progress", component: progressComponent },
+            { tag: "summary", component: summaryComponent }
+        ];
+    }
+
+    function test_theRunsListsOpenTheDetailsToo(data) {
+        const view = createTemporaryObject(data.component, testCase);
+        verify(view);
+        detailsSpy.target = view;
+        detailsSpy.clear();
+        const list = findChild(view, "clipList");
+        tryCompare(list, "count", 4);
+        list.forceActiveFocus();
+        verify(list.activeFocus);
+        list.currentIndex = 3;
+        keyClick(Qt.Key_Return);
+        compare(detailsSpy.count, 1);
+        compare(App.pairingDetails.rowOfEntry(detailsSpy.signalArguments[0][0]), 3);
+        // A screen reader's press on a row asks for that row's entry.
+        list.currentIndex = 1;
+        list.currentItem.Accessible.pressAction();
+        compare(detailsSpy.count, 2);
+        compare(App.pairingDetails.rowOfEntry(detailsSpy.signalArguments[1][0]), 1);
     }
 }
