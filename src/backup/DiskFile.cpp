@@ -55,14 +55,7 @@ std::optional<quint64> readBackDigest(const QString& path, std::atomic<qint64>& 
     ChunkRing ring(readBackSlots, chunkSize);
     ring.start(1);
     Xxh64 hash;
-    QFuture<void> hashing = QtConcurrent::run(&checksumThreads(), [&ring, &hash] {
-        while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
-            if (chunk->size == 0)
-                return;
-            hash.add(chunk->data, static_cast<std::size_t>(chunk->size));
-            ring.release(0);
-        }
-    });
+    QFuture<void> hashing = QtConcurrent::run(&checksumThreads(), [&ring, &hash] { hashChunks(ring, hash); });
     bool complete = false;
     while (!cancel.load(std::memory_order_relaxed)) {
         char* buffer = ring.nextFree();
@@ -106,6 +99,16 @@ bool writeAll(int fd, const char* data, qint64 size, QString& error)
         done += count;
     }
     return true;
+}
+
+void hashChunks(ChunkRing& ring, Xxh64& digest)
+{
+    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
+        if (chunk->size == 0)
+            return;
+        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
+        ring.release(0);
+    }
 }
 
 QString temporaryPath(const QString& finalPath)

@@ -71,16 +71,6 @@ void write(ChunkRing& ring, int consumer, Writer& writer, const ListedFile& file
     }
 }
 
-void hash(ChunkRing& ring, Xxh64& digest)
-{
-    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
-        if (chunk->size == 0)
-            return;
-        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
-        ring.release(0);
-    }
-}
-
 void discard(QList<Writer>& writers)
 {
     for (Writer& writer : writers) {
@@ -141,7 +131,8 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     m_ring.start(int(writers.size()) + 1);
     Xxh64 digest;
     QList<QFuture<void>> consumers;
-    consumers.append(QtConcurrent::run(&m_workers, [this, &digest] { hash(m_ring, digest); }));
+    consumers.append(
+        QtConcurrent::run(&m_workers, [this, &digest] { DiskFile::hashChunks(m_ring, digest); }));
     for (qsizetype i = 0; i < writers.size(); ++i) {
         Writer& writer = writers[i];
         const int consumer = int(i) + 1;
