@@ -2,6 +2,7 @@
 
 #include "backup/ChunkRing.h"
 #include "backup/Xxh64.h"
+#include "base/UnfinishedFiles.h"
 
 #include <cerrno>
 #include <cstring>
@@ -115,6 +116,13 @@ QString temporaryPath(const QString& finalPath)
 {
     const QFileInfo info(finalPath);
     return info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".tolvane-part");
+}
+
+int createTemporary(UnfinishedFiles::Entry& unfinished)
+{
+    return unfinished.create([](const char* path) {
+        return ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+    });
 }
 
 bool syncFolder(const QString& path)

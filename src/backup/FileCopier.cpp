@@ -105,7 +105,8 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     ::posix_fadvise(source, 0, 0, POSIX_FADV_SEQUENTIAL);
 
     // Listed before they exist, and until they are renamed or removed, so a
-    // process ended at once by a second interrupt removes them first.
+    // process ended at once by a second interrupt removes them first; made
+    // through the list, so none is made once that removal has begun.
     std::vector<std::unique_ptr<UnfinishedFiles::Entry>> unfinished;
     QList<Writer> writers;
     for (const QString& finalPath : finalPaths) {
@@ -113,9 +114,7 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         writer.finalPath = finalPath;
         writer.temporaryPath = DiskFile::temporaryPath(finalPath);
         unfinished.push_back(std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath));
-        // A temporary file of an earlier, interrupted run is ours to replace.
-        writer.fd = ::open(QFile::encodeName(writer.temporaryPath).constData(),
-                           O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+        writer.fd = DiskFile::createTemporary(*unfinished.back());
         if (writer.fd < 0) {
             outcome.failedPath = finalPath;
             outcome.error = DiskFile::systemError();
