@@ -9,6 +9,7 @@
 #include "run/LogWriter.h"
 #include "store/BackupSettings.h"
 
+#include <algorithm>
 #include <QCoroFuture>
 #include <QCoroSignal>
 #include <QPointer>
@@ -45,6 +46,16 @@ BackupFirst::~BackupFirst()
 {
     if (m_progress)
         m_progress->cancelRequested.store(true);
+}
+
+BackupProgress::Stage BackupFirst::stage() const
+{
+    return m_progress ? m_progress->stage.load() : BackupProgress::Stage::preparing;
+}
+
+qint64 BackupFirst::bytesLeft() const
+{
+    return m_progress ? std::max<qint64>(m_progress->bytesTotal.load() - m_progress->bytesDone.load(), 0) : 0;
 }
 
 double BackupFirst::progress() const
@@ -151,12 +162,14 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     m_resultText = resultSentence(result);
     m_copies = result.copies;
     const BackupRecord record{historyOutcome(result.status), result.copies};
-    if (result.isProven()) {
+    if (result.isProven())
         m_ejectMessage = BackupText::cardMayBeEjected();
-    } else if (const std::optional<QString> failure =
-                   m_driver.recordUnprovenBackup(record, destinations.first())) {
-        m_resultText += QLatin1Char(' ') + LogWriter::writeFailuresSentence({LogWriter::writeFailure(
-                                               ConversionHistoryStore::displayName(), *failure)});
+    // A backup proven as the session ends (its history was being written) is
+    // recorded too: no run follows it.
+    if (!result.isProven() || m_endingSession) {
+        if (const std::optional<QString> failure = m_driver.recordBackupAlone(record, destinations.first()))
+            m_resultText += QLatin1Char(' ') + LogWriter::writeFailuresSentence({LogWriter::writeFailure(
+                                                   ConversionHistoryStore::displayName(), *failure)});
     }
     emit stateChanged();
     if (m_endingSession) {

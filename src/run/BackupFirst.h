@@ -40,6 +40,9 @@ public:
     ~BackupFirst() override;
 
     bool isBackingUp() const { return m_backingUp; }
+    // Where the backup under way is, and how many bytes of that stage are left.
+    BackupProgress::Stage stage() const;
+    qint64 bytesLeft() const;
     const QString& progressLine() const { return m_progressLine; }
     double progress() const;
     const QString& ejectMessage() const { return m_ejectMessage; }
@@ -51,10 +54,11 @@ public:
     Q_INVOKABLE void convert();
     // Stops a backup under way; no incomplete file stays.
     Q_INVOKABLE void cancel();
-    // Ends the session as a hang-up, SIGTERM or Ctrl-C asks the window to: a
-    // backup under way is cancelled as by Cancel and recorded in the history,
-    // nothing is converted after it, and then the driver's session ends
-    // (`ConversionViewModel::endSession`), as it does at once outside a backup.
+    // Ends the session as a hang-up, SIGTERM or Ctrl-C, logging out or a quit
+    // the user confirmed asks the window to: a backup under way is cancelled
+    // as by Cancel and recorded in the history, nothing is converted after it,
+    // and then the driver's session ends (`ConversionViewModel::endSession`),
+    // as it does at once outside a backup.
     void endSession();
 
     // The summary's sentence for a finished backup.
