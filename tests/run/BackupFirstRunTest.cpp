@@ -180,6 +180,38 @@ private slots:
         }
     }
 
+    // The session ends as the backup is proven, while its history is written
+    // (the last stage, which a cancel does not stop): the proven backup is
+    // recorded though no run follows it, and nothing is converted.
+    void aBackupProvenAsTheSessionEndsIsRecordedAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        backUpFirstTo(destination);
+        QVERIFY(scanCard());
+        BackupFirst backup(*m_backupSettings, *m_session.driver);
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        backup.convert();
+        // This thread does not return to its event loop meanwhile, so the
+        // backup's end waits to be taken in until the session is ending.
+        QElapsedTimer waited;
+        waited.start();
+        while (backup.stage() != BackupProgress::Stage::finished && waited.elapsed() < workTimeoutMs)
+            QThread::msleep(1);
+        QCOMPARE(backup.stage(), BackupProgress::Stage::finished);
+        QVERIFY(backup.isBackingUp());
+        backup.endSession();
+        QVERIFY(ended.wait(workTimeoutMs));
+
+        QCOMPARE(backup.ejectMessage(), BackupText::cardMayBeEjected());
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.converted, 0);
+        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::proven,
+                                                          {destination + QLatin1Char('/') + m_cardName}}));
+    }
+
     void endingTheSessionOutsideABackupEndsItAtOnce()
     {
         QVERIFY(scanCard());
