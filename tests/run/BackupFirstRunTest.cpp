@@ -58,6 +58,30 @@ class BackupFirstRunTest : public QObject
         m_backupSettings->setDestination(0, destination);
     }
 
+    // The card scanned and Convert pressed with "Back Up First" to `destination`.
+    std::unique_ptr<BackupFirst> startBackingUp(const QString& destination)
+    {
+        backUpFirstTo(destination);
+        if (!scanCard())
+            return nullptr;
+        auto backup = std::make_unique<BackupFirst>(*m_backupSettings, *m_session.driver);
+        backup->convert();
+        return backup;
+    }
+
+    // The history's one entry records the backup to `destination` as
+    // `outcome`, and nothing was converted.
+    void verifyRecordedAlone(BackupRecord::Outcome outcome, const QString& destination)
+    {
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.converted, 0);
+        QCOMPARE(entry.backup,
+                 std::optional(BackupRecord{outcome, {destination + QLatin1Char('/') + m_cardName}}));
+    }
+
 private slots:
     void initTestCase()
     {
@@ -152,27 +176,19 @@ private slots:
     void endingTheSessionDuringTheBackupCancelsItRecordsItAndConvertsNothing()
     {
         const QString destination = folder(QStringLiteral("drive"));
-        backUpFirstTo(destination);
-        QVERIFY(scanCard());
-        BackupFirst backup(*m_backupSettings, *m_session.driver);
         QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
-        backup.convert();
-        QVERIFY(backup.isBackingUp());
+        const std::unique_ptr<BackupFirst> backup = startBackingUp(destination);
+        QVERIFY(backup);
+        QVERIFY(backup->isBackingUp());
 
-        backup.endSession();
+        backup->endSession();
         // Not before the backup has stopped and is recorded.
         QCOMPARE(ended.count(), 0);
         QVERIFY(ended.wait(workTimeoutMs));
 
-        QVERIFY(!backup.isBackingUp());
-        QCOMPARE(backup.resultText(), BackupText::cancelledSentence());
-        QCOMPARE(m_session.driver->phase(), Phase::scanned);
-        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-        QCOMPARE(m_session.history->entries().size(), 1);
-        const ConversionHistoryEntry& entry = m_session.history->entries().first();
-        QCOMPARE(entry.converted, 0);
-        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::cancelled,
-                                                          {destination + QLatin1Char('/') + m_cardName}}));
+        QVERIFY(!backup->isBackingUp());
+        QCOMPARE(backup->resultText(), BackupText::cancelledSentence());
+        verifyRecordedAlone(BackupRecord::Outcome::cancelled, destination);
         QDirIterator left(destination, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
         while (left.hasNext()) {
             const QString path = left.next();
@@ -186,30 +202,22 @@ private slots:
     void aBackupProvenAsTheSessionEndsIsRecordedAndConvertsNothing()
     {
         const QString destination = folder(QStringLiteral("drive"));
-        backUpFirstTo(destination);
-        QVERIFY(scanCard());
-        BackupFirst backup(*m_backupSettings, *m_session.driver);
         QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
-        backup.convert();
+        const std::unique_ptr<BackupFirst> backup = startBackingUp(destination);
+        QVERIFY(backup);
         // This thread does not return to its event loop meanwhile, so the
         // backup's end waits to be taken in until the session is ending.
         QElapsedTimer waited;
         waited.start();
-        while (backup.stage() != BackupProgress::Stage::finished && waited.elapsed() < workTimeoutMs)
+        while (backup->stage() != BackupProgress::Stage::finished && waited.elapsed() < workTimeoutMs)
             QThread::msleep(1);
-        QCOMPARE(backup.stage(), BackupProgress::Stage::finished);
-        QVERIFY(backup.isBackingUp());
-        backup.endSession();
+        QCOMPARE(backup->stage(), BackupProgress::Stage::finished);
+        QVERIFY(backup->isBackingUp());
+        backup->endSession();
         QVERIFY(ended.wait(workTimeoutMs));
 
-        QCOMPARE(backup.ejectMessage(), BackupText::cardMayBeEjected());
-        QCOMPARE(m_session.driver->phase(), Phase::scanned);
-        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-        QCOMPARE(m_session.history->entries().size(), 1);
-        const ConversionHistoryEntry& entry = m_session.history->entries().first();
-        QCOMPARE(entry.converted, 0);
-        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::proven,
-                                                          {destination + QLatin1Char('/') + m_cardName}}));
+        QCOMPARE(backup->ejectMessage(), BackupText::cardMayBeEjected());
+        verifyRecordedAlone(BackupRecord::Outcome::proven, destination);
     }
 
     void endingTheSessionOutsideABackupEndsItAtOnce()

@@ -12,6 +12,7 @@
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
+#include <optional>
 #include <QDir>
 #include <QDirIterator>
 #include <QRegularExpression>
@@ -63,6 +64,10 @@ private:
     const QString backupCardName_ = QStringLiteral("BACKUP CARD");
     int connections_ = 0;
     int drives_ = 0;
+    // Where the backup under test goes, and the run folders before it.
+    QString destination_;
+    std::optional<SmallDisk> disk_;
+    QStringList runsBefore_;
 
     std::shared_ptr<DBusDesktopSession> sessionOn(const PrivateBus& bus)
     {
@@ -81,9 +86,9 @@ private:
         return QTest::qWaitFor([driver] { return driver->phase() == Phase::scanned; }, workTimeoutMs);
     }
 
-    QString bigCopyInProgress(const QString& destination) const
+    QString bigCopyInProgress() const
     {
-        return destination + QLatin1Char('/') + backupCardName_ + QStringLiteral("/.BIG.BIN.tolvane-part");
+        return destination_ + QLatin1Char('/') + backupCardName_ + QStringLiteral("/.BIG.BIN.tolvane-part");
     }
 
     QStringList runFolders() const
@@ -92,33 +97,35 @@ private:
             .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
 
-    // Opens the window on the backup card with "Back Up First" to
-    // `destination`, presses Convert and waits until the card's large file is
-    // being copied.
-    void startBackingUp(MainWindowFixture& fixture, const QString& destination)
+    // Opens the window on the backup card with "Back Up First" to a drive in
+    // memory, presses Convert and waits until the card's large file is being
+    // copied.
+    void startBackingUp(MainWindowFixture& fixture)
     {
+        destination_ = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
+        disk_.emplace(destination_, QStringLiteral("size=4g"));
+        QVERIFY2(disk_->mounted(), "the tests mount a tmpfs, which needs root");
+        runsBefore_ = runFolders();
         QVERIFY(openOn(fixture, backupCard_));
         BackupSettings* const settings = fixture.session.context->backupSettings();
         settings->setBackUpFirst(true);
-        settings->setDestination(0, destination);
+        settings->setDestination(0, destination_);
         BackupFirst* const backup = fixture.session.context->backupFirst();
         backup->convert();
         QVERIFY(backup->isBackingUp());
-        QVERIFY(QTest::qWaitFor([&] { return QFileInfo(bigCopyInProgress(destination)).size() > 0; },
-                                workTimeoutMs));
+        QVERIFY(QTest::qWaitFor([&] { return QFileInfo(bigCopyInProgress()).size() > 0; }, workTimeoutMs));
         QVERIFY(backup->isBackingUp());
         QCOMPARE(backup->stage(), BackupProgress::Stage::copying);
     }
 
     // The backup stopped as Cancel stops it: recorded in the history as
     // cancelled, nothing converted, and nothing incomplete in the copy.
-    void verifyStoppedAndRecorded(MainWindowFixture& fixture, const QString& destination,
-                                  const QStringList& runsBefore)
+    void verifyStoppedAndRecorded(MainWindowFixture& fixture)
     {
         ConversionViewModel* const driver = fixture.session.context->driver();
         QVERIFY(!fixture.session.context->backupFirst()->isBackingUp());
         QCOMPARE(fixture.session.context->backupFirst()->resultText(), BackupText::cancelledSentence());
-        const QString copy = destination + QLatin1Char('/') + backupCardName_;
+        const QString copy = destination_ + QLatin1Char('/') + backupCardName_;
         const QList<ConversionHistoryEntry> entries = fixture.session.context->history()->entries();
         QCOMPARE(entries.size(), 1);
         QCOMPARE(entries.first().cardName, backupCardName_);
@@ -137,7 +144,7 @@ private:
         QTest::qWait(500);
         QCOMPARE(driver->phase(), Phase::scanned);
         QVERIFY(driver->jobs().isEmpty());
-        QCOMPARE(runFolders(), runsBefore);
+        QCOMPARE(runFolders(), runsBefore_);
     }
 
     static bool runWritten(MainWindowFixture& fixture, int debugTick)
@@ -168,6 +175,8 @@ private slots:
         // Sparse: costs no disk here, and still takes a while to copy.
         QVERIFY(big.resize(qint64(3) * 1024 * 1024 * 1024));
     }
+
+    void cleanup() { disk_.reset(); }
 
     void cleanupTestCase()
     {
@@ -362,12 +371,8 @@ private slots:
     // records it, converts nothing and then quits.
     void closingDuringABackupAsksThenStopsRecordsAndQuits()
     {
-        const QString destination = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
-        const SmallDisk disk(destination, QStringLiteral("size=4g"));
-        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
         MainWindowFixture fixture;
-        const QStringList runsBefore = runFolders();
-        startBackingUp(fixture, destination);
+        startBackingUp(fixture);
         if (QTest::currentTestFailed())
             return;
         BackupFirst* const backup = fixture.session.context->backupFirst();
@@ -399,7 +404,7 @@ private slots:
         }
         QVERIFY(quits.wait(workTimeoutMs));
         QCOMPARE(ended.size(), 1);
-        verifyStoppedAndRecorded(fixture, destination, runsBefore);
+        verifyStoppedAndRecorded(fixture);
         QCOMPARE(quits.size(), 1);
     }
 
@@ -407,12 +412,8 @@ private slots:
     // closing the window does, without asking.
     void loggingOutDuringABackupStopsRecordsAndQuitsWithoutAsking()
     {
-        const QString destination = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
-        const SmallDisk disk(destination, QStringLiteral("size=4g"));
-        QVERIFY2(disk.mounted(), "the tests mount a tmpfs, which needs root");
         MainWindowFixture fixture;
-        const QStringList runsBefore = runFolders();
-        startBackingUp(fixture, destination);
+        startBackingUp(fixture);
         if (QTest::currentTestFailed())
             return;
         QSignalSpy quits(fixture.session.context->session(), &SessionPresenter::quitRequested);
@@ -425,7 +426,7 @@ private slots:
         QVERIFY(quits.wait(workTimeoutMs));
         QCOMPARE(ended.size(), 1);
         QCOMPARE(fixture.session.desktop->alertRequests.size(), 0);
-        verifyStoppedAndRecorded(fixture, destination, runsBefore);
+        verifyStoppedAndRecorded(fixture);
     }
 
     void outsideARunQuitIsAtOnce()
