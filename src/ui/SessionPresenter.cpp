@@ -107,13 +107,19 @@ void SessionPresenter::runEnded()
 
 bool SessionPresenter::requestQuit()
 {
-    if (!m_driver.isConverting() && !m_backup.isBackingUp()) {
-        emit quitRequested();
-        return true;
+    if (m_driver.isConverting() || m_backup.isBackingUp()) {
+        if (!m_asking)
+            m_question = askBeforeQuitting();
+        return false;
     }
-    if (!m_asking)
-        m_question = askBeforeQuitting();
-    return false;
+    // A proven backup about to be converted from: nothing to ask, but it is
+    // recorded before the app quits.
+    if (m_backup.isUnderWay()) {
+        stopAndQuit();
+        return false;
+    }
+    emit quitRequested();
+    return true;
 }
 
 QCoro::Task<> SessionPresenter::askBeforeQuitting()
@@ -139,7 +145,7 @@ QCoro::Task<> SessionPresenter::askBeforeQuitting()
 
 void SessionPresenter::stopAndQuit()
 {
-    if (m_backup.isBackingUp()) {
+    if (m_backup.isUnderWay()) {
         m_stopping = endBackupThenQuit();
         return;
     }

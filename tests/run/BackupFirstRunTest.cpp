@@ -220,6 +220,38 @@ private slots:
         verifyRecordedAlone(BackupRecord::Outcome::proven, destination);
     }
 
+    // The session ends once the backup is proven, while its copy is scanned
+    // for the conversion: the backup is recorded, and nothing is converted.
+    void endingTheSessionWhileTheCopyIsScannedRecordsTheBackupAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        std::unique_ptr<BackupFirst> backup;
+        bool endedWhileScanning = false;
+        qsizetype endedAtOnce = 0;
+        connect(m_session.driver.get(), &ConversionViewModel::phaseChanged, this, [&] {
+            if (backup && !backup->isBackingUp() && backup->isUnderWay() && !endedWhileScanning &&
+                m_session.driver->phase() == Phase::scanning) {
+                endedWhileScanning = true;
+                backup->endSession();
+                endedAtOnce = ended.count();
+            }
+        });
+        backup = startBackingUp(destination);
+        QVERIFY(backup);
+        QVERIFY(QTest::qWaitFor([&] { return !ended.isEmpty(); }, workTimeoutMs));
+
+        QVERIFY(endedWhileScanning);
+        // Not before the scan is over and the backup recorded.
+        QCOMPARE(endedAtOnce, 0);
+        QVERIFY(!backup->isUnderWay());
+        QCOMPARE(backup->ejectMessage(), BackupText::cardMayBeEjected());
+        verifyRecordedAlone(BackupRecord::Outcome::proven, destination);
+        QTest::qWait(200);
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(ended.count(), 1);
+    }
+
     void endingTheSessionOutsideABackupEndsItAtOnce()
     {
         QVERIFY(scanCard());

@@ -429,6 +429,44 @@ private slots:
         verifyStoppedAndRecorded(fixture);
     }
 
+    // Closing the window once the backup is proven, while its copy is scanned
+    // for the conversion: nothing to ask, the backup is recorded, nothing is
+    // converted, and then the app quits.
+    void closingWhileTheProvenCopyIsScannedRecordsTheBackupAndQuits()
+    {
+        const QString destination = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
+        QVERIFY(QDir().mkpath(destination));
+        MainWindowFixture fixture;
+        QVERIFY(openOn(fixture, card_));
+        const QStringList runsBefore = runFolders();
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+        fixture.session.context->backupSettings()->setBackUpFirst(true);
+        fixture.session.context->backupSettings()->setDestination(0, destination);
+        QSignalSpy quits(fixture.session.context->session(), &SessionPresenter::quitRequested);
+        std::optional<bool> closed;
+        connect(driver, &ConversionViewModel::phaseChanged, this, [&] {
+            if (!closed && !backup->isBackingUp() && backup->isUnderWay() &&
+                driver->phase() == Phase::scanning)
+                closed = fixture.window()->close();
+        });
+        backup->convert();
+        QVERIFY(QTest::qWaitFor([&] { return !quits.isEmpty(); }, workTimeoutMs));
+
+        QCOMPARE(closed, std::optional(false));
+        QCOMPARE(fixture.session.desktop->alertRequests.size(), 0);
+        const QList<ConversionHistoryEntry> entries = fixture.session.context->history()->entries();
+        QCOMPARE(entries.size(), 1);
+        QCOMPARE(entries.first().converted, 0);
+        QCOMPARE(entries.first().backup,
+                 std::optional(BackupRecord{BackupRecord::Outcome::proven,
+                                            {destination + QLatin1Char('/') + QFileInfo(card_).fileName()}}));
+        QTest::qWait(200);
+        QCOMPARE(driver->phase(), Phase::scanned);
+        QCOMPARE(runFolders(), runsBefore);
+        QCOMPARE(quits.size(), 1);
+    }
+
     void outsideARunQuitIsAtOnce()
     {
         MainWindowFixture fixture;
