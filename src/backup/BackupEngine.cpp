@@ -2,9 +2,9 @@
 
 #include "backup/BackupText.h"
 #include "backup/DirectoryHashes.h"
-#include "backup/DiskFile.h"
 #include "backup/FileCopier.h"
 #include "backup/MhlHistory.h"
+#include "backup/ReadBack.h"
 #include "backup/TreeListing.h"
 
 #include <fcntl.h>
@@ -267,6 +267,7 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
     progress.enter(BackupProgress::Stage::copying, listing.totalBytes);
     QList<quint64> digests(listing.files.size(), 0);
     FileCopier copier(int(destinations.size()));
+    ReadBack present;
     std::atomic<qint64> presentBytes{0};
     for (qsizetype i = 0; i < listing.files.size(); ++i) {
         const ListedFile& file = listing.files.at(i);
@@ -286,7 +287,7 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
         for (const QString& path : checkAt) {
             QString error;
             const std::optional<quint64> there =
-                DiskFile::readBackDigest(path, presentBytes, progress.cancelRequested, error);
+                present.digest(path, presentBytes, progress.cancelRequested, error);
             if (progress.cancelRequested.load())
                 return fail(BackupResult::Status::cancelled, {BackupText::cancelledSentence()});
             if (!there)
@@ -321,11 +322,12 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
     for (const Destination& destination : destinations) {
         verifying.append(QtConcurrent::run(&readers, [&destination, &listing, &digests, &progress] {
             QStringList mismatches;
+            ReadBack readBack;
             for (const qsizetype index : destination.toWrite) {
                 const QString path = join(destination.copyRoot, listing.files.at(index).path);
                 QString error;
                 const std::optional<quint64> digest =
-                    DiskFile::readBackDigest(path, progress.bytesDone, progress.cancelRequested, error);
+                    readBack.digest(path, progress.bytesDone, progress.cancelRequested, error);
                 if (progress.cancelRequested.load())
                     break;
                 if (digest != digests.at(index))

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <atomic>
-#include <optional>
-#include <QByteArray>
 #include <QString>
 #include <QtGlobal>
 
@@ -15,14 +12,6 @@ namespace DiskFile {
 
 // How much is read or written at once.
 inline constexpr qint64 chunkSize = 8 * 1024 * 1024;
-
-// The XXH64 of the file at `path` as the disk holds it: its pages are dropped
-// from the cache before it is read. The checksum of each chunk is taken on
-// another thread while the next is read, so reading is all it waits for.
-// `bytesRead` grows as it is read; nothing when it cannot be read or `cancel`
-// was set, with `error` saying why.
-std::optional<quint64> readBackDigest(const QString& path, std::atomic<qint64>& bytesRead,
-                                      const std::atomic<bool>& cancel, QString& error);
 
 // Writes all of `size` bytes to `fd`; false with `error` set when the disk refused.
 bool writeAll(int fd, const char* data, qint64 size, QString& error);

@@ -1,6 +1,7 @@
 #include "backup/FileCopier.h"
 
 #include "backup/DiskFile.h"
+#include "backup/ReadBack.h"
 #include "backup/Xxh64.h"
 #include "BackupCardTree.h"
 #include "BackupTests.h"
@@ -77,12 +78,13 @@ private slots:
         std::atomic<qint64> read{0};
         const std::atomic<bool> cancel{false};
         QString error;
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::optional(Xxh64::of(bytes)));
+        ReadBack readBack;
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::optional(Xxh64::of(bytes)));
         QCOMPARE(read.load(), bytes.size());
         QCOMPARE(error, QString());
 
         writeFile(path, QByteArray());
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::optional(Xxh64::of({})));
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::optional(Xxh64::of({})));
     }
 
     void aCancelledOrUnreadableReadBackGivesNoChecksum()
@@ -92,13 +94,37 @@ private slots:
         std::atomic<qint64> read{0};
         const std::atomic<bool> cancel{true};
         QString error;
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::nullopt);
+        ReadBack readBack;
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::nullopt);
         QCOMPARE(read.load(), 0);
 
         const std::atomic<bool> go{false};
-        QCOMPARE(DiskFile::readBackDigest(m_case + QStringLiteral("/missing"), read, go, error),
-                 std::nullopt);
+        QCOMPARE(readBack.digest(m_case + QStringLiteral("/missing"), read, go, error), std::nullopt);
         QCOMPARE(error, QString::fromLocal8Bit(std::strerror(ENOENT)));
+    }
+
+    // One read-back serves a whole card, file after file, whatever became of the one before.
+    void aReadBackKeptFromFileToFileGivesEachItsOwnChecksum()
+    {
+        const QByteArray large = varied(3 * DiskFile::chunkSize + 99);
+        const QByteArray small = large.left(1000);
+        const QString largePath = m_case + QStringLiteral("/large.MXF");
+        const QString smallPath = m_case + QStringLiteral("/small.XML");
+        writeFile(largePath, large);
+        writeFile(smallPath, small);
+        std::atomic<qint64> read{0};
+        const std::atomic<bool> go{false};
+        const std::atomic<bool> cancel{true};
+        QString error;
+        ReadBack readBack;
+
+        QCOMPARE(readBack.digest(largePath, read, go, error), std::optional(Xxh64::of(large)));
+        QCOMPARE(readBack.digest(smallPath, read, go, error), std::optional(Xxh64::of(small)));
+        QCOMPARE(readBack.digest(largePath, read, cancel, error), std::nullopt);
+        QCOMPARE(readBack.digest(m_case + QStringLiteral("/missing"), read, go, error), std::nullopt);
+        QCOMPARE(readBack.digest(largePath, read, go, error), std::optional(Xxh64::of(large)));
+        QCOMPARE(readBack.digest(smallPath, read, go, error), std::optional(Xxh64::of(small)));
+        QCOMPARE(read.load(), 2 * (large.size() + small.size()));
     }
 
     void aFileLargerThanTheRingReachesEveryPlaceWhole()
