@@ -13,9 +13,11 @@
 //              proving phase of the backup just made is set against the same
 //              read-back;
 //   two      — Tolvane's copy phase to two destinations against one.
-// The card's pages are dropped before every copy. With FASTDIR (a folder on
-// another, faster file system, e.g. a tmpfs), the two-destination pair writes
-// there. Prints every round, the median of each ratio, the speed of XXH64 in
+// The card's pages are dropped before every copy. Two destinations are meant
+// to be two drives: with FASTDIR (a folder on another file system, e.g. a
+// tmpfs standing for a second drive) the second copy of the two-destination
+// pair is written there, the first beside the single copy in WORKDIR; without
+// it, both copies share WORKDIR's disk, which then takes twice the writes. Prints every round, the median of each ratio, the speed of XXH64 in
 // memory against the read-back's and the backup's own processor time against
 // its duration (the checksum must never be what limits a phase), and the
 // machine's load (uptime) at the start and end.
@@ -230,7 +232,7 @@ int main(int argc, char** argv)
     std::vector<double> copyRatios, twoRatios, verifyRatios, provingRatios, readSpeeds, cpuShares;
     for (int round = 1; round <= rounds; ++round) {
         const QString one = work + QStringLiteral("/one");
-        const QString two = (fast.isEmpty() ? work : fast) + QStringLiteral("/two");
+        const QString two = work + QStringLiteral("/two");
         const QString three = (fast.isEmpty() ? work : fast) + QStringLiteral("/three");
         for (const QString& folder : {one, two, three}) {
             QDir(folder).removeRecursively();

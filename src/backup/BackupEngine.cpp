@@ -274,7 +274,10 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
         QStringList writeTo;
         QStringList checkAt;
         for (const Destination& destination : destinations) {
-            (destination.writes.at(i) ? writeTo : checkAt).append(join(destination.copyRoot, file.path));
+            const QString path = join(destination.copyRoot, file.path);
+            writeTo.append(destination.writes.at(i) ? path : QString());
+            if (!destination.writes.at(i))
+                checkAt.append(path);
         }
         const FileCopier::Outcome copied =
             copier.copy(join(card, file.path), file, writeTo, progress.bytesDone, progress.cancelRequested);
@@ -297,6 +300,8 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
             ++result.alreadyCopied;
         }
     }
+    if (const std::optional<CopyFinisher::Failure> failed = copier.finish())
+        return fail(BackupResult::Status::failed, {BackupText::cannotCopy(failed->finalPath, failed->error)});
     result.alreadyCopied /= int(destinations.size());
     result.copySeconds = timer.nsecsElapsed() / 1e9;
 
