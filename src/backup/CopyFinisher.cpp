@@ -58,7 +58,7 @@ void CopyFinisher::add(Copy copy)
 {
     {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_waiting.size() < std::size_t(waitingLimit); });
+        m_changed.wait(lock, [this] { return m_waiting.size() + m_finishing < std::size_t(waitingLimit); });
         m_waiting.push_back(std::move(copy));
     }
     m_changed.notify_all();
@@ -73,7 +73,7 @@ std::optional<CopyFinisher::Failure> CopyFinisher::failure()
 std::optional<CopyFinisher::Failure> CopyFinisher::drain()
 {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_waiting.empty() && !m_finishing; });
+    m_changed.wait(lock, [this] { return m_waiting.empty() && m_finishing == 0; });
     return m_failure;
 }
 
@@ -86,12 +86,12 @@ void CopyFinisher::run()
             return;
         std::deque<Copy> batch;
         batch.swap(m_waiting);
-        m_finishing = true;
+        m_finishing = batch.size();
         lock.unlock();
         m_changed.notify_all();
         finish(batch);
         lock.lock();
-        m_finishing = false;
+        m_finishing = 0;
         m_changed.notify_all();
     }
 }

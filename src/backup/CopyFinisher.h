@@ -16,8 +16,9 @@
 // and renamed, then its folder is flushed. The copies waiting when it turns to
 // them are finished together, every rename before the folders are flushed, so
 // many small files share a few of the disk's flushes instead of each paying
-// for its own while the card waits. At most `waitingLimit` copies wait, so the
-// copying is never far ahead of the disk.
+// for its own while the card waits. At most `waitingLimit` copies are in its
+// hands at once, waiting or being finished, so the copying is never far ahead
+// of the disk and every temporary fits the list of unfinished files.
 class CopyFinisher
 {
 public:
@@ -39,7 +40,7 @@ public:
         QString error;
     };
 
-    static constexpr int waitingLimit = 16;
+    static constexpr int waitingLimit = 12;
 
     CopyFinisher();
     // Finishes what is waiting first.
@@ -47,7 +48,7 @@ public:
     CopyFinisher(const CopyFinisher&) = delete;
     CopyFinisher& operator=(const CopyFinisher&) = delete;
 
-    // Hands a written copy over, once fewer than `waitingLimit` wait. After a
+    // Hands a written copy over, once fewer than `waitingLimit` are in hand. After a
     // failure, copies handed over are removed instead of finished.
     void add(Copy copy);
     // The first copy that could not be made final, so far.
@@ -62,7 +63,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Copy> m_waiting;
-    bool m_finishing = false;
+    // How many copies are being finished now; none when idle.
+    std::size_t m_finishing = 0;
     bool m_closing = false;
     std::optional<Failure> m_failure;
     QThreadPool m_thread;
