@@ -1,8 +1,5 @@
 #include "backup/DiskFile.h"
 
-#include "backup/ChunkRing.h"
-#include "backup/Xxh64.h"
-
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -31,16 +28,6 @@ bool writeAll(int fd, const char* data, qint64 size, QString& error)
         done += count;
     }
     return true;
-}
-
-void hashChunks(ChunkRing& ring, Xxh64& digest)
-{
-    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
-        if (chunk->size == 0)
-            return;
-        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
-        ring.release(0);
-    }
 }
 
 QString temporaryPath(const QString& finalPath)

@@ -5,9 +5,6 @@
 
 // Reading and writing a backup's files with plain system calls, so that what
 // reaches the disk and what is read back from it is under our control.
-class ChunkRing;
-class Xxh64;
-
 namespace DiskFile {
 
 // How much is read or written at once.
@@ -15,10 +12,6 @@ inline constexpr qint64 chunkSize = 8 * 1024 * 1024;
 
 // Writes all of `size` bytes to `fd`; false with `error` set when the disk refused.
 bool writeAll(int fd, const char* data, qint64 size, QString& error);
-
-// Takes the checksum of every chunk the ring passes to consumer 0, to the end
-// of the stream or until the ring is stopped.
-void hashChunks(ChunkRing& ring, Xxh64& digest);
 
 // Where a file that will be named `finalPath` is written until it is complete:
 // hidden beside it, so a folder listing never shows it as a finished file.

@@ -26,6 +26,17 @@ struct Writer
     std::unique_ptr<UnfinishedFiles::Entry> unfinished;
 };
 
+// The checksum: every chunk in turn, to the end of the stream or until the ring is stopped.
+void hashChunks(ChunkRing& ring, Xxh64& digest)
+{
+    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
+        if (chunk->size == 0)
+            return;
+        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
+        ring.release(0);
+    }
+}
+
 // One place's writer: every chunk in turn. A failure stops the ring, so the
 // reading and the other places stop too.
 void write(ChunkRing& ring, int consumer, Writer& writer)
@@ -128,8 +139,7 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     m_ring.start(int(writers.size()) + 1);
     Xxh64 digest;
     QList<QFuture<void>> consumers;
-    consumers.append(
-        QtConcurrent::run(&m_workers, [this, &digest] { DiskFile::hashChunks(m_ring, digest); }));
+    consumers.append(QtConcurrent::run(&m_workers, [this, &digest] { hashChunks(m_ring, digest); }));
     for (std::size_t i = 0; i < writers.size(); ++i) {
         Writer& writer = writers[i];
         const int consumer = int(i) + 1;

@@ -1,18 +1,17 @@
 #pragma once
 
-#include "backup/ChunkRing.h"
-
 #include <atomic>
 #include <optional>
+#include <QByteArray>
 #include <QString>
-#include <QThreadPool>
 
 // Reads files back as the disk holds them and takes their XXH64: each file's
-// pages are dropped from the cache before it is read, and the checksum of
-// each chunk is taken on another thread while the next is read, so reading is
-// all it waits for. Its buffers and that thread are kept from one file to the
-// next: a card is many files, and memory mapped afresh for each would cost
-// more than its checksum. One file at a time; use one per thread.
+// pages are dropped from the cache before it is read. The disk is asked for
+// the next chunk before the checksum of the one in hand is taken, so it reads
+// on while the checksum, many times faster than any disk, is taken on the
+// same thread. Its buffer is kept from one file to the next: a card is many
+// files, and memory mapped afresh for each would cost more than its checksum.
+// One file at a time; use one per thread.
 class ReadBack
 {
 public:
@@ -24,6 +23,5 @@ public:
                                   const std::atomic<bool>& cancel, QString& error);
 
 private:
-    QThreadPool m_checksum;
-    ChunkRing m_ring;
+    QByteArray m_buffer;
 };
