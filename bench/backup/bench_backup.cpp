@@ -13,12 +13,14 @@
 //              proving phase of the backup just made is set against the same
 //              read-back;
 //   two      — Tolvane's copy phase to two destinations against one.
-// The card's pages are dropped before every copy. With FASTDIR (a folder on
-// another, faster file system, e.g. a tmpfs), the two-destination pair writes
-// there. Prints every round, the median of each ratio, the speed of XXH64 in
-// memory against the read-back's and the backup's own processor time against
-// its duration (the checksum must never be what limits a phase), and the
-// machine's load (uptime) at the start and end.
+// The card's pages are dropped before every copy. Two destinations are meant
+// to be two drives: with FASTDIR (a folder on another file system, e.g. a
+// tmpfs standing for a second drive) the second copy of the two-destination
+// pair is written there, the first beside the single copy in WORKDIR; without
+// it, both copies share WORKDIR's disk, which then takes twice the writes. Prints every round, the median of
+// each ratio, the speed of XXH64 in memory against the read-back's and the backup's own processor time
+// against its duration (the checksum must never be what limits a phase), and the machine's load (uptime) at
+// the start and end.
 
 #include "backup/BackupEngine.h"
 #include "backup/BackupVerifier.h"
@@ -57,7 +59,8 @@ QString uptime()
     return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
 }
 
-// A P2-like card: large video and audio essence plus small XML, every byte written.
+// A P2-like card, every byte written: per clip its video essence, four audio
+// channels, the clip's XML and the camera's thumbnail bitmap.
 void makeCard(const QString& card, qint64 megabytes)
 {
     QRandomGenerator generator(2114);
@@ -66,22 +69,26 @@ void makeCard(const QString& card, qint64 megabytes)
     qint64 left = megabytes * 1024 * 1024;
     for (int clip = 1; left > 0; ++clip) {
         const QString name = QStringLiteral("%1AB").arg(clip, 4, 10, QLatin1Char('0'));
-        const QStringList files = {QStringLiteral("CONTENTS/VIDEO/%1.MXF").arg(name),
-                                   QStringLiteral("CONTENTS/AUDIO/%100.MXF").arg(name),
-                                   QStringLiteral("CONTENTS/CLIP/%1.XML").arg(name)};
-        const qint64 sizes[] = {std::min(left, clipBytes * 3 / 4), std::min(left, clipBytes / 4), 6000};
-        for (int i = 0; i < 3; ++i) {
-            QDir().mkpath(QFileInfo(card + QLatin1Char('/') + files.at(i)).path());
-            QFile file(card + QLatin1Char('/') + files.at(i));
+        QList<std::pair<QString, qint64>> files = {
+            {QStringLiteral("CONTENTS/VIDEO/%1.MXF").arg(name), std::min(left, clipBytes * 3 / 4)}};
+        for (int channel = 0; channel < 4; ++channel)
+            files.append(
+                {QStringLiteral("CONTENTS/AUDIO/%1%2.MXF").arg(name).arg(channel, 2, 10, QLatin1Char('0')),
+                 clipBytes / 16});
+        files.append({QStringLiteral("CONTENTS/CLIP/%1.XML").arg(name), 6000});
+        files.append({QStringLiteral("CONTENTS/ICON/%1.BMP").arg(name), 14454});
+        for (const auto& [path, size] : std::as_const(files)) {
+            QDir().mkpath(QFileInfo(card + QLatin1Char('/') + path).path());
+            QFile file(card + QLatin1Char('/') + path);
             if (!file.open(QIODevice::WriteOnly))
                 qFatal("cannot write the card");
-            for (qint64 written = 0; written < sizes[i];) {
+            for (qint64 written = 0; written < size;) {
                 generator.fillRange(reinterpret_cast<quint32*>(chunk.data()), chunk.size() / 4);
-                const qint64 part = std::min<qint64>(chunk.size(), sizes[i] - written);
+                const qint64 part = std::min<qint64>(chunk.size(), size - written);
                 file.write(chunk.constData(), part);
                 written += part;
             }
-            left -= sizes[i];
+            left -= size;
         }
     }
     QFile lastClip(card + QStringLiteral("/LASTCLIP.TXT"));
@@ -230,7 +237,7 @@ int main(int argc, char** argv)
     std::vector<double> copyRatios, twoRatios, verifyRatios, provingRatios, readSpeeds, cpuShares;
     for (int round = 1; round <= rounds; ++round) {
         const QString one = work + QStringLiteral("/one");
-        const QString two = (fast.isEmpty() ? work : fast) + QStringLiteral("/two");
+        const QString two = work + QStringLiteral("/two");
         const QString three = (fast.isEmpty() ? work : fast) + QStringLiteral("/three");
         for (const QString& folder : {one, two, three}) {
             QDir(folder).removeRecursively();

@@ -2,9 +2,9 @@
 
 #include "backup/BackupText.h"
 #include "backup/DirectoryHashes.h"
-#include "backup/DiskFile.h"
 #include "backup/FileCopier.h"
 #include "backup/MhlHistory.h"
+#include "backup/ReadBack.h"
 #include "backup/TreeListing.h"
 
 #include <fcntl.h>
@@ -267,13 +267,17 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
     progress.enter(BackupProgress::Stage::copying, listing.totalBytes);
     QList<quint64> digests(listing.files.size(), 0);
     FileCopier copier(int(destinations.size()));
+    ReadBack present;
     std::atomic<qint64> presentBytes{0};
     for (qsizetype i = 0; i < listing.files.size(); ++i) {
         const ListedFile& file = listing.files.at(i);
         QStringList writeTo;
         QStringList checkAt;
         for (const Destination& destination : destinations) {
-            (destination.writes.at(i) ? writeTo : checkAt).append(join(destination.copyRoot, file.path));
+            const QString path = join(destination.copyRoot, file.path);
+            writeTo.append(destination.writes.at(i) ? path : QString());
+            if (!destination.writes.at(i))
+                checkAt.append(path);
         }
         const FileCopier::Outcome copied =
             copier.copy(join(card, file.path), file, writeTo, progress.bytesDone, progress.cancelRequested);
@@ -286,7 +290,7 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
         for (const QString& path : checkAt) {
             QString error;
             const std::optional<quint64> there =
-                DiskFile::readBackDigest(path, presentBytes, progress.cancelRequested, error);
+                present.digest(path, presentBytes, progress.cancelRequested, error);
             if (progress.cancelRequested.load())
                 return fail(BackupResult::Status::cancelled, {BackupText::cancelledSentence()});
             if (!there)
@@ -296,6 +300,8 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
             ++result.alreadyCopied;
         }
     }
+    if (const std::optional<CopyFinisher::Failure> failed = copier.finish())
+        return fail(BackupResult::Status::failed, {BackupText::cannotCopy(failed->finalPath, failed->error)});
     result.alreadyCopied /= int(destinations.size());
     result.copySeconds = timer.nsecsElapsed() / 1e9;
 
@@ -321,11 +327,12 @@ BackupResult run(const BackupRequest& request, BackupProgress& progress)
     for (const Destination& destination : destinations) {
         verifying.append(QtConcurrent::run(&readers, [&destination, &listing, &digests, &progress] {
             QStringList mismatches;
+            ReadBack readBack;
             for (const qsizetype index : destination.toWrite) {
                 const QString path = join(destination.copyRoot, listing.files.at(index).path);
                 QString error;
                 const std::optional<quint64> digest =
-                    DiskFile::readBackDigest(path, progress.bytesDone, progress.cancelRequested, error);
+                    readBack.digest(path, progress.bytesDone, progress.cancelRequested, error);
                 if (progress.cancelRequested.load())
                     break;
                 if (digest != digests.at(index))

@@ -1,8 +1,8 @@
 #include "backup/BackupVerifier.h"
 
 #include "backup/DirectoryHashes.h"
-#include "backup/DiskFile.h"
 #include "backup/MhlHistory.h"
+#include "backup/ReadBack.h"
 #include "backup/TreeListing.h"
 
 #include <QFileInfo>
@@ -57,11 +57,12 @@ VerifyResult run(const QString& copyRoot, const QString& hostName, const QString
     manifest.toolName = toolName;
     manifest.toolVersion = toolVersion;
     manifest.process = Mhl::Process::inPlace;
+    ReadBack readBack;
     for (const ListedFile& file : listing.files) {
         if (!present.contains(file.path) || !recorded.contains(file.path))
             continue;
         QString error;
-        const std::optional<quint64> digest = DiskFile::readBackDigest(
+        const std::optional<quint64> digest = readBack.digest(
             scope + QLatin1Char('/') + file.path, progress.bytesDone, progress.cancelRequested, error);
         if (progress.cancelRequested.load()) {
             result.error = QStringLiteral("The verification was cancelled; the history is unchanged.");

@@ -2,64 +2,48 @@
 
 #include "backup/DiskFile.h"
 #include "backup/Xxh64.h"
-#include "base/UnfinishedFiles.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <memory>
 #include <QFile>
-#include <QFileInfo>
 #include <QFuture>
 #include <QtConcurrent/QtConcurrentRun>
-#include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 struct Writer
 {
+    int place = 0;
     QString finalPath;
     QString temporaryPath;
     int fd = -1;
     qint64 written = 0;
     QString error;
+    // Listed before it exists, and until it is renamed or removed, so a
+    // process ended at once by a second interrupt removes it first.
+    std::unique_ptr<UnfinishedFiles::Entry> unfinished;
 };
 
-// Makes the copy durable under its final name, with the source's time.
-bool complete(Writer& writer, const ListedFile& file)
+// The checksum: every chunk in turn, to the end of the stream or until the ring is stopped.
+void hashChunks(ChunkRing& ring, Xxh64& digest)
 {
-    const timespec times[2] = {{0, UTIME_OMIT}, {file.modifiedSeconds, file.modifiedNanoseconds}};
-    if (::fsync(writer.fd) != 0 || ::futimens(writer.fd, times) != 0) {
-        writer.error = DiskFile::systemError();
-        return false;
+    while (const std::optional<ChunkRing::Chunk> chunk = ring.next(0)) {
+        if (chunk->size == 0)
+            return;
+        digest.add(chunk->data, static_cast<std::size_t>(chunk->size));
+        ring.release(0);
     }
-    ::posix_fadvise(writer.fd, 0, 0, POSIX_FADV_DONTNEED);
-    const int closed = ::close(writer.fd);
-    writer.fd = -1;
-    if (closed != 0 || ::rename(QFile::encodeName(writer.temporaryPath).constData(),
-                                QFile::encodeName(writer.finalPath).constData()) != 0) {
-        writer.error = DiskFile::systemError();
-        return false;
-    }
-    if (!DiskFile::syncFolder(QFileInfo(writer.finalPath).path())) {
-        writer.error = DiskFile::systemError();
-        return false;
-    }
-    return true;
 }
 
-// One place's writer: every chunk in turn, then the copy made final. A
-// failure stops the ring, so the reading and the other places stop too.
-void write(ChunkRing& ring, int consumer, Writer& writer, const ListedFile& file)
+// One place's writer: every chunk in turn. A failure stops the ring, so the
+// reading and the other places stop too.
+void write(ChunkRing& ring, int consumer, Writer& writer)
 {
     while (const std::optional<ChunkRing::Chunk> chunk = ring.next(consumer)) {
-        if (chunk->size == 0) {
-            if (!complete(writer, file))
-                ring.stop();
+        if (chunk->size == 0)
             return;
-        }
         if (!DiskFile::writeAll(writer.fd, chunk->data, chunk->size, writer.error)) {
             ring.stop();
             return;
@@ -71,7 +55,7 @@ void write(ChunkRing& ring, int consumer, Writer& writer, const ListedFile& file
     }
 }
 
-void discard(QList<Writer>& writers)
+void discard(std::vector<Writer>& writers)
 {
     for (Writer& writer : writers) {
         if (writer.fd >= 0)
@@ -89,6 +73,28 @@ FileCopier::FileCopier(int placeCount) : m_ring(ringSlots, DiskFile::chunkSize)
     // ring for the others, so none may wait for a thread.
     m_workers.setMaxThreadCount(std::max(1, placeCount) + 1);
     m_workers.setExpiryTimeout(-1);
+    for (int place = 0; place < placeCount; ++place)
+        m_finishers.push_back(std::make_unique<CopyFinisher>());
+}
+
+std::optional<CopyFinisher::Failure> FileCopier::failure()
+{
+    for (const std::unique_ptr<CopyFinisher>& finisher : m_finishers) {
+        if (std::optional<CopyFinisher::Failure> failed = finisher->failure())
+            return failed;
+    }
+    return std::nullopt;
+}
+
+std::optional<CopyFinisher::Failure> FileCopier::finish()
+{
+    std::optional<CopyFinisher::Failure> first;
+    for (const std::unique_ptr<CopyFinisher>& finisher : m_finishers) {
+        std::optional<CopyFinisher::Failure> failed = finisher->drain();
+        if (!first)
+            first = std::move(failed);
+    }
+    return first;
 }
 
 FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile& file,
@@ -96,6 +102,11 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
                                      const std::atomic<bool>& cancel)
 {
     Outcome outcome;
+    if (const std::optional<CopyFinisher::Failure> failed = failure()) {
+        outcome.failedPath = failed->finalPath;
+        outcome.error = failed->error;
+        return outcome;
+    }
     const int source = ::open(QFile::encodeName(sourcePath).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (source < 0) {
         outcome.failedPath = sourcePath;
@@ -104,39 +115,36 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
     }
     ::posix_fadvise(source, 0, 0, POSIX_FADV_SEQUENTIAL);
 
-    // Listed before they exist, and until they are renamed or removed, so a
-    // process ended at once by a second interrupt removes them first; made
-    // through the list, so none is made once that removal has begun.
-    std::vector<std::unique_ptr<UnfinishedFiles::Entry>> unfinished;
-    QList<Writer> writers;
-    for (const QString& finalPath : finalPaths) {
-        Writer writer;
-        writer.finalPath = finalPath;
-        writer.temporaryPath = DiskFile::temporaryPath(finalPath);
-        unfinished.push_back(std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath));
-        writer.fd = DiskFile::createTemporary(*unfinished.back());
+    std::vector<Writer> writers;
+    for (int place = 0; place < int(finalPaths.size()) && place < int(m_finishers.size()); ++place) {
+        if (finalPaths.at(place).isEmpty())
+            continue;
+        Writer& writer = writers.emplace_back();
+        writer.place = place;
+        writer.finalPath = finalPaths.at(place);
+        writer.temporaryPath = DiskFile::temporaryPath(writer.finalPath);
+        // Listed before it exists and made through the list: a second
+        // interrupt removes it, and none is made once that removal has begun.
+        writer.unfinished = std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath);
+        writer.fd = DiskFile::createTemporary(*writer.unfinished);
         if (writer.fd < 0) {
-            outcome.failedPath = finalPath;
+            outcome.failedPath = writer.finalPath;
             outcome.error = DiskFile::systemError();
             discard(writers);
             ::close(source);
             return outcome;
         }
-        writers.append(writer);
     }
-    if (m_workers.maxThreadCount() < writers.size() + 1)
-        m_workers.setMaxThreadCount(int(writers.size()) + 1);
 
     m_ring.start(int(writers.size()) + 1);
     Xxh64 digest;
     QList<QFuture<void>> consumers;
-    consumers.append(
-        QtConcurrent::run(&m_workers, [this, &digest] { DiskFile::hashChunks(m_ring, digest); }));
-    for (qsizetype i = 0; i < writers.size(); ++i) {
+    consumers.append(QtConcurrent::run(&m_workers, [this, &digest] { hashChunks(m_ring, digest); }));
+    for (std::size_t i = 0; i < writers.size(); ++i) {
         Writer& writer = writers[i];
         const int consumer = int(i) + 1;
-        consumers.append(QtConcurrent::run(
-            &m_workers, [this, &writer, &file, consumer] { write(m_ring, consumer, writer, file); }));
+        consumers.append(
+            QtConcurrent::run(&m_workers, [this, &writer, consumer] { write(m_ring, consumer, writer); }));
     }
 
     bool readToTheEnd = false;
@@ -178,10 +186,14 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         outcome.failedPath = failed->finalPath;
         outcome.error = failed->error;
     } else {
+        for (Writer& writer : writers) {
+            m_finishers.at(std::size_t(writer.place))
+                ->add({writer.fd, writer.temporaryPath, writer.finalPath, file.modifiedSeconds,
+                       file.modifiedNanoseconds, std::move(writer.unfinished)});
+        }
         outcome.digest = digest.digest();
         return outcome;
     }
-    // Copies already renamed are complete and correct; only the rest go.
     discard(writers);
     return outcome;
 }

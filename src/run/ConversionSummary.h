@@ -18,10 +18,10 @@ struct ConversionSummary
     qint64 excludedByPairing = 0;
     // Clips the run never reached because it ended early, and why it did.
     int notStarted = 0;
-    std::optional<RunStop> stop;
+    std::optional<RunStop> stop = {};
     // Movies the user left out of the run on purpose.
     qint64 notChosen = 0;
-    QString outputFolder;
+    QString outputFolder = {};
 
     bool operator==(const ConversionSummary&) const = default;
 };

@@ -47,7 +47,7 @@ struct ConversionHistoryEntry
     // Clips the user left out of the run on purpose.
     qint64 notChosen = 0;
     // The card's backup, when the run began with one.
-    std::optional<BackupRecord> backup;
+    std::optional<BackupRecord> backup = {};
 
     bool operator==(const ConversionHistoryEntry& other) const = default;
 };

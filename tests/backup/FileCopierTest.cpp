@@ -1,6 +1,8 @@
 #include "backup/FileCopier.h"
 
+#include "backup/CopyFinisher.h"
 #include "backup/DiskFile.h"
+#include "backup/ReadBack.h"
 #include "backup/Xxh64.h"
 #include "BackupCardTree.h"
 #include "BackupTests.h"
@@ -77,12 +79,13 @@ private slots:
         std::atomic<qint64> read{0};
         const std::atomic<bool> cancel{false};
         QString error;
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::optional(Xxh64::of(bytes)));
+        ReadBack readBack;
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::optional(Xxh64::of(bytes)));
         QCOMPARE(read.load(), bytes.size());
         QCOMPARE(error, QString());
 
         writeFile(path, QByteArray());
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::optional(Xxh64::of({})));
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::optional(Xxh64::of({})));
     }
 
     void aCancelledOrUnreadableReadBackGivesNoChecksum()
@@ -92,13 +95,37 @@ private slots:
         std::atomic<qint64> read{0};
         const std::atomic<bool> cancel{true};
         QString error;
-        QCOMPARE(DiskFile::readBackDigest(path, read, cancel, error), std::nullopt);
+        ReadBack readBack;
+        QCOMPARE(readBack.digest(path, read, cancel, error), std::nullopt);
         QCOMPARE(read.load(), 0);
 
         const std::atomic<bool> go{false};
-        QCOMPARE(DiskFile::readBackDigest(m_case + QStringLiteral("/missing"), read, go, error),
-                 std::nullopt);
+        QCOMPARE(readBack.digest(m_case + QStringLiteral("/missing"), read, go, error), std::nullopt);
         QCOMPARE(error, QString::fromLocal8Bit(std::strerror(ENOENT)));
+    }
+
+    // One read-back serves a whole card, file after file, whatever became of the one before.
+    void aReadBackKeptFromFileToFileGivesEachItsOwnChecksum()
+    {
+        const QByteArray large = varied(3 * DiskFile::chunkSize + 99);
+        const QByteArray small = large.left(1000);
+        const QString largePath = m_case + QStringLiteral("/large.MXF");
+        const QString smallPath = m_case + QStringLiteral("/small.XML");
+        writeFile(largePath, large);
+        writeFile(smallPath, small);
+        std::atomic<qint64> read{0};
+        const std::atomic<bool> go{false};
+        const std::atomic<bool> cancel{true};
+        QString error;
+        ReadBack readBack;
+
+        QCOMPARE(readBack.digest(largePath, read, go, error), std::optional(Xxh64::of(large)));
+        QCOMPARE(readBack.digest(smallPath, read, go, error), std::optional(Xxh64::of(small)));
+        QCOMPARE(readBack.digest(largePath, read, cancel, error), std::nullopt);
+        QCOMPARE(readBack.digest(m_case + QStringLiteral("/missing"), read, go, error), std::nullopt);
+        QCOMPARE(readBack.digest(largePath, read, go, error), std::optional(Xxh64::of(large)));
+        QCOMPARE(readBack.digest(smallPath, read, go, error), std::optional(Xxh64::of(small)));
+        QCOMPARE(read.load(), 2 * (large.size() + small.size()));
     }
 
     void aFileLargerThanTheRingReachesEveryPlaceWhole()
@@ -119,11 +146,88 @@ private slots:
         QCOMPARE(outcome.failedPath, QString());
         QCOMPARE(outcome.digest, std::optional(Xxh64::of(bytes)));
         QCOMPARE(read.load(), bytes.size());
+        QVERIFY(!copier.finish());
         for (const QString& copy : copies) {
             QVERIFY(readFile(copy) == bytes);
             QCOMPARE(BackupCardTree::modifiedNanoseconds(copy), BackupCardTree::modifiedNanoseconds(source));
             QCOMPARE(everyFileBelow(QFileInfo(copy).path()), QStringList{QStringLiteral("clip.MXF")});
         }
+    }
+
+    // Copies are made final behind the copying, many at once, never more
+    // waiting than the finisher allows; each keeps its source's time.
+    void manySmallFilesAllReachTheirFinalNamesWithTheirTimes()
+    {
+        const QString card = folder(QStringLiteral("card"));
+        const QStringList places = {folder(QStringLiteral("one")), folder(QStringLiteral("two"))};
+        FileCopier copier(2);
+        std::atomic<qint64> read{0};
+        const std::atomic<bool> cancel{false};
+        QStringList names;
+        const int count = 3 * CopyFinisher::waitingLimit + 1;
+        for (int i = 0; i < count; ++i) {
+            const QString name = QStringLiteral("%1AB.XML").arg(i, 4, 10, QLatin1Char('0'));
+            names.append(name);
+            const QString source = card + QLatin1Char('/') + name;
+            writeFile(source, name.toUtf8().repeated(i + 1));
+            // The second place has every third file already, so nothing is written there for it.
+            const QString second = i % 3 == 0 ? QString() : places.at(1) + QLatin1Char('/') + name;
+            const FileCopier::Outcome outcome = copier.copy(
+                source, listed(source, name), {places.at(0) + QLatin1Char('/') + name, second}, read, cancel);
+            QCOMPARE(outcome.digest, std::optional(Xxh64::of(name.toUtf8().repeated(i + 1))));
+        }
+
+        QVERIFY(!copier.finish());
+
+        QCOMPARE(everyFileBelow(places.at(0)), names);
+        QStringList second;
+        for (int i = 0; i < count; ++i) {
+            const QString name = names.at(i);
+            const QString source = card + QLatin1Char('/') + name;
+            QCOMPARE(readFile(places.at(0) + QLatin1Char('/') + name), readFile(source));
+            QCOMPARE(BackupCardTree::modifiedNanoseconds(places.at(0) + QLatin1Char('/') + name),
+                     BackupCardTree::modifiedNanoseconds(source));
+            if (i % 3 != 0)
+                second.append(name);
+        }
+        QCOMPARE(everyFileBelow(places.at(1)), second);
+    }
+
+    // A copy that cannot take its final name fails the next file before it is
+    // read, and the finish names it; nothing of it, nor of what waited behind
+    // it, stays under a temporary name.
+    void aCopyThatCannotBeMadeFinalFailsWhatFollowsAndLeavesNoTemporary()
+    {
+        const QString card = folder(QStringLiteral("card"));
+        const QString place = folder(QStringLiteral("one"));
+        // A folder in the way of the final name: the rename cannot take it.
+        writeFile(place + QStringLiteral("/0001AB.MXF/in the way"), "not a copy");
+        FileCopier copier(1);
+        std::atomic<qint64> read{0};
+        const std::atomic<bool> cancel{false};
+        const QString blocked = place + QStringLiteral("/0001AB.MXF");
+        writeFile(card + QStringLiteral("/0001AB.MXF"), "video");
+        QVERIFY(copier
+                    .copy(card + QStringLiteral("/0001AB.MXF"),
+                          listed(card + QStringLiteral("/0001AB.MXF"), QStringLiteral("0001AB.MXF")),
+                          {blocked}, read, cancel)
+                    .digest);
+
+        const std::optional<CopyFinisher::Failure> failure = copier.finish();
+        QVERIFY(failure);
+        QCOMPARE(failure->finalPath, blocked);
+        QCOMPARE(failure->error, QString::fromLocal8Bit(std::strerror(EISDIR)));
+
+        writeFile(card + QStringLiteral("/0002AB.MXF"), "more video");
+        const qint64 readBefore = read.load();
+        const FileCopier::Outcome next =
+            copier.copy(card + QStringLiteral("/0002AB.MXF"),
+                        listed(card + QStringLiteral("/0002AB.MXF"), QStringLiteral("0002AB.MXF")),
+                        {place + QStringLiteral("/0002AB.MXF")}, read, cancel);
+        QCOMPARE(next.digest, std::nullopt);
+        QCOMPARE(next.failedPath, blocked);
+        QCOMPARE(read.load(), readBefore);
+        QCOMPARE(everyFileBelow(place), QStringList{QStringLiteral("0001AB.MXF/in the way")});
     }
 
     void aWriteFailingInTheMiddleOfTheRingNamesItsCopyAndLeavesNothing()

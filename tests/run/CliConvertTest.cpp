@@ -677,7 +677,7 @@ private slots:
         const qsizetype shown = run.standardOutput.lastIndexOf(waiting);
         QVERIFY2(shown > progressLine.match(run.standardOutput).capturedStart(),
                  qPrintable(run.standardOutput));
-        const QRegularExpression wiped(QStringLiteral("\r +\rAll done\. 2 clips converted\."));
+        const QRegularExpression wiped(QStringLiteral("\r +\rAll done\\. 2 clips converted\\."));
         QVERIFY2(wiped.match(run.standardOutput, shown).hasMatch(), qPrintable(run.standardOutput));
     }
 
