@@ -1,5 +1,7 @@
 #include "backup/DiskFile.h"
 
+#include "base/UnfinishedFiles.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -34,6 +36,13 @@ QString temporaryPath(const QString& finalPath)
 {
     const QFileInfo info(finalPath);
     return info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".tolvane-part");
+}
+
+int createTemporary(UnfinishedFiles::Entry& unfinished)
+{
+    return unfinished.create([](const char* path) {
+        return ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+    });
 }
 
 bool syncFolder(const QString& path)

@@ -5,6 +5,10 @@
 
 // Reading and writing a backup's files with plain system calls, so that what
 // reaches the disk and what is read back from it is under our control.
+namespace UnfinishedFiles {
+class Entry;
+}
+
 namespace DiskFile {
 
 // How much is read or written at once.
@@ -16,6 +20,11 @@ bool writeAll(int fd, const char* data, qint64 size, QString& error);
 // Where a file that will be named `finalPath` is written until it is complete:
 // hidden beside it, so a folder listing never shows it as a finished file.
 QString temporaryPath(const QString& finalPath);
+
+// Creates, or empties, the temporary file `unfinished` lists, for writing:
+// a descriptor, or -1 with errno set. A temporary file of an earlier,
+// interrupted run is ours to replace; a process that is ending creates none.
+int createTemporary(UnfinishedFiles::Entry& unfinished);
 
 // Flushes the folder at `path` itself, so that a rename inside it is on disk.
 bool syncFolder(const QString& path);

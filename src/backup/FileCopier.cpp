@@ -123,10 +123,10 @@ FileCopier::Outcome FileCopier::copy(const QString& sourcePath, const ListedFile
         writer.place = place;
         writer.finalPath = finalPaths.at(place);
         writer.temporaryPath = DiskFile::temporaryPath(writer.finalPath);
+        // Listed before it exists and made through the list: a second
+        // interrupt removes it, and none is made once that removal has begun.
         writer.unfinished = std::make_unique<UnfinishedFiles::Entry>(writer.temporaryPath);
-        // A temporary file of an earlier, interrupted run is ours to replace.
-        writer.fd = ::open(QFile::encodeName(writer.temporaryPath).constData(),
-                           O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+        writer.fd = DiskFile::createTemporary(*writer.unfinished);
         if (writer.fd < 0) {
             outcome.failedPath = writer.finalPath;
             outcome.error = DiskFile::systemError();

@@ -6,7 +6,6 @@
 #include "base/Durability.h"
 #include "base/UnfinishedFiles.h"
 
-#include <fcntl.h>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -24,15 +23,14 @@ QString historyFolder(const QString& scope)
 bool writeDurably(const QString& path, const QByteArray& bytes, QString& error)
 {
     const QString temporary = DiskFile::temporaryPath(path);
-    const UnfinishedFiles::Entry unfinished(temporary);
+    UnfinishedFiles::Entry unfinished(temporary);
     const QByteArray encoded = QFile::encodeName(temporary);
     const auto fail = [&](const QString& reason) {
         ::unlink(encoded.constData());
         error = QStringLiteral("“%1” could not be written: %2").arg(path, reason);
         return false;
     };
-    // A temporary file of an earlier, interrupted run is ours to replace.
-    const int fd = ::open(encoded.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+    const int fd = DiskFile::createTemporary(unfinished);
     if (fd < 0)
         return fail(DiskFile::systemError());
     QString reason;

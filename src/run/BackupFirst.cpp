@@ -9,6 +9,7 @@
 #include "run/LogWriter.h"
 #include "store/BackupSettings.h"
 
+#include <algorithm>
 #include <QCoroFuture>
 #include <QCoroSignal>
 #include <QPointer>
@@ -45,6 +46,16 @@ BackupFirst::~BackupFirst()
 {
     if (m_progress)
         m_progress->cancelRequested.store(true);
+}
+
+BackupProgress::Stage BackupFirst::stage() const
+{
+    return m_progress ? m_progress->stage.load() : BackupProgress::Stage::preparing;
+}
+
+qint64 BackupFirst::bytesLeft() const
+{
+    return m_progress ? std::max<qint64>(m_progress->bytesTotal.load() - m_progress->bytesDone.load(), 0) : 0;
 }
 
 double BackupFirst::progress() const
@@ -95,12 +106,19 @@ void BackupFirst::cancel()
 
 void BackupFirst::endSession()
 {
-    if (!m_backingUp) {
+    if (!m_underWay) {
         m_driver.endSession();
         return;
     }
     m_endingSession = true;
     cancel();
+}
+
+void BackupFirst::recordWithoutRun(const BackupRecord& record, const QString& folder)
+{
+    if (const std::optional<QString> failure = m_driver.recordBackupAlone(record, folder))
+        m_resultText += QLatin1Char(' ') + LogWriter::writeFailuresSentence({LogWriter::writeFailure(
+                                               ConversionHistoryStore::displayName(), *failure)});
 }
 
 void BackupFirst::refreshProgress()
@@ -132,6 +150,7 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     m_stage = BackupProgress::Stage::preparing;
     m_stageTime.start();
     m_backingUp = true;
+    m_underWay = true;
     m_ejectMessage.clear();
     m_resultText.clear();
     m_copies.clear();
@@ -151,20 +170,19 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     m_resultText = resultSentence(result);
     m_copies = result.copies;
     const BackupRecord record{historyOutcome(result.status), result.copies};
-    if (result.isProven()) {
+    if (result.isProven())
         m_ejectMessage = BackupText::cardMayBeEjected();
-    } else if (const std::optional<QString> failure =
-                   m_driver.recordUnprovenBackup(record, destinations.first())) {
-        m_resultText += QLatin1Char(' ') + LogWriter::writeFailuresSentence({LogWriter::writeFailure(
-                                               ConversionHistoryStore::displayName(), *failure)});
-    }
+    // A backup proven as the session ends (its history was being written) is
+    // recorded too: no run follows it.
+    if (!result.isProven() || m_endingSession)
+        recordWithoutRun(record, destinations.first());
     emit stateChanged();
-    if (m_endingSession) {
-        m_driver.endSession();
+    if (m_endingSession || !result.isProven()) {
+        m_underWay = false;
+        if (m_endingSession)
+            m_driver.endSession();
         co_return;
     }
-    if (!result.isProven())
-        co_return;
 
     // The movies come from the first proven copy, scanned and paired afresh;
     // the clips chosen on the card stay chosen there, by name.
@@ -179,7 +197,18 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
     m_driver.scan(copy);
     while (self && m_driver.phase() == ConversionViewModel::Phase::scanning)
         co_await qCoro(&m_driver, &ConversionViewModel::phaseChanged);
-    if (!self || m_driver.phase() != ConversionViewModel::Phase::scanned)
+    if (!self)
+        co_return;
+    m_underWay = false;
+    // The session ended while the copy was scanned: the proven backup is
+    // recorded, and nothing is converted.
+    if (m_endingSession) {
+        recordWithoutRun(record, destinations.first());
+        emit stateChanged();
+        m_driver.endSession();
+        co_return;
+    }
+    if (m_driver.phase() != ConversionViewModel::Phase::scanned)
         co_return;
     if (someChosen && !m_driver.chooseOnlyNamed(chosenNames).isEmpty())
         co_return;

@@ -2,6 +2,7 @@
 
 #include "backup/BackupProgress.h"
 #include "backup/BackupResult.h"
+#include "store/ConversionHistoryStore.h"
 
 #include <memory>
 #include <optional>
@@ -40,6 +41,12 @@ public:
     ~BackupFirst() override;
 
     bool isBackingUp() const { return m_backingUp; }
+    // From Convert until the conversion from the proven copy has begun, or
+    // the backup ended without one; `endSession` then waits for it.
+    bool isUnderWay() const { return m_underWay; }
+    // Where the backup under way is, and how many bytes of that stage are left.
+    BackupProgress::Stage stage() const;
+    qint64 bytesLeft() const;
     const QString& progressLine() const { return m_progressLine; }
     double progress() const;
     const QString& ejectMessage() const { return m_ejectMessage; }
@@ -51,10 +58,12 @@ public:
     Q_INVOKABLE void convert();
     // Stops a backup under way; no incomplete file stays.
     Q_INVOKABLE void cancel();
-    // Ends the session as a hang-up, SIGTERM or Ctrl-C asks the window to: a
-    // backup under way is cancelled as by Cancel and recorded in the history,
-    // nothing is converted after it, and then the driver's session ends
-    // (`ConversionViewModel::endSession`), as it does at once outside a backup.
+    // Ends the session as a hang-up, SIGTERM or Ctrl-C, logging out or a quit
+    // the user confirmed asks the window to: a backup under way is cancelled
+    // as by Cancel and recorded in the history, nothing is converted after it,
+    // and then the driver's session ends (`ConversionViewModel::endSession`),
+    // as it does at once outside a backup. A proven backup whose copy is being
+    // scanned is recorded once the scan is over, and nothing is converted.
     void endSession();
 
     // The summary's sentence for a finished backup.
@@ -67,6 +76,8 @@ signals:
 private:
     QCoro::Task<> backUpThenConvert(QString card, QStringList destinations);
     void refreshProgress();
+    // Records the backup in the history on its own, saying so when it cannot.
+    void recordWithoutRun(const BackupRecord& record, const QString& folder);
 
     BackupSettings& m_settings;
     ConversionViewModel& m_driver;
@@ -75,6 +86,7 @@ private:
     QElapsedTimer m_stageTime;
     BackupProgress::Stage m_stage = BackupProgress::Stage::preparing;
     bool m_backingUp = false;
+    bool m_underWay = false;
     bool m_endingSession = false;
     QString m_progressLine;
     QString m_ejectMessage;

@@ -774,8 +774,8 @@ QString ConversionViewModel::historyCardName() const
                            : QStringLiteral("P2 Card");
 }
 
-std::optional<QString> ConversionViewModel::recordUnprovenBackup(const BackupRecord& backup,
-                                                                 const QString& folder)
+std::optional<QString> ConversionViewModel::recordBackupAlone(const BackupRecord& backup,
+                                                              const QString& folder)
 {
     const int chosen = chosenCount();
     return m_history.record(historyCardName(), folder, 0, 0, 0, m_excludedClipCount, chosen,

@@ -193,10 +193,11 @@ public:
     // names its first copy as the movies' source, and the history entry
     // records it. Nothing for a card converted directly.
     void setBackup(std::optional<BackupRecord> backup) { m_backup = std::move(backup); }
-    // Records in the history that the loaded card's backup failed or was
-    // cancelled, so nothing was converted; `folder` is where the first copy
-    // was to go. Says why the history could not be saved, if it could not.
-    std::optional<QString> recordUnprovenBackup(const BackupRecord& backup, const QString& folder);
+    // Records in the history the loaded card's backup that no conversion
+    // followed: it failed, was cancelled, or the session ended; `folder` is
+    // where the first copy was to go. Says why the history could not be
+    // saved, if it could not.
+    std::optional<QString> recordBackupAlone(const BackupRecord& backup, const QString& folder);
     // The line CONVERSION_REPORT.txt opens with for a run made from a verified copy.
     static QString verifiedCopyReportLine(const QString& path);
     // Asks the running conversion to stop; the batch then ends as usual, with

@@ -16,8 +16,9 @@ AppContext::AppContext(std::shared_ptr<KeyValueStore> defaults, std::shared_ptr<
       m_recentFolders(defaults), m_history(defaults),
       m_driver(m_settings, m_recentFolders, m_history, m_desktop), m_recentFoldersModel(m_recentFolders),
       m_texts(Platform::current()), m_maintenance(m_driver, m_settings, *m_desktop),
-      m_freeSpaceConfirmation(m_driver, *m_desktop), m_session(m_driver, m_desktop, session, defaults),
-      m_backupSettings(defaults), m_backupFirst(m_backupSettings, m_driver),
+      m_freeSpaceConfirmation(m_driver, *m_desktop), m_backupSettings(defaults),
+      m_backupFirst(m_backupSettings, m_driver),
+      m_session(m_driver, m_backupFirst, m_desktop, session, defaults),
       // Sheets:
       m_pairingDetails(m_driver), m_historyPresenter(m_history, m_desktop),
       m_settingsPresenter(m_settings, Platform::current()),

@@ -111,11 +111,12 @@ private:
     PlatformTexts m_texts;
     AppMaintenance m_maintenance;
     FreeSpaceConfirmation m_freeSpaceConfirmation;
-    SessionPresenter m_session;
-    QCoro::Task<> m_outputFolderChooser;
     BackupSettings m_backupSettings;
     // After the driver, so it goes first: it drives it.
     BackupFirst m_backupFirst;
+    // After the backup, so it goes first: it ends the backup on quitting.
+    SessionPresenter m_session;
+    QCoro::Task<> m_outputFolderChooser;
     QCoro::Task<> m_backupDestinationChooser;
     // Sheets:
     PairingDetailsPresenter m_pairingDetails;

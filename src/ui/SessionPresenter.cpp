@@ -1,5 +1,6 @@
 #include "ui/SessionPresenter.h"
 
+#include "backup/BackupText.h"
 #include "base/AppInfo.h"
 #include "run/ProgressText.h"
 #include "ui/RunSummaryPresenter.h"
@@ -20,11 +21,11 @@ constexpr int reachableHeight = 24;
 
 } // namespace
 
-SessionPresenter::SessionPresenter(ConversionViewModel& driver, std::shared_ptr<Desktop> desktop,
-                                   std::shared_ptr<DesktopSession> session,
+SessionPresenter::SessionPresenter(ConversionViewModel& driver, BackupFirst& backup,
+                                   std::shared_ptr<Desktop> desktop, std::shared_ptr<DesktopSession> session,
                                    std::shared_ptr<KeyValueStore> store, QObject* parent)
-    : QObject(parent), m_driver(driver), m_desktop(std::move(desktop)), m_session(std::move(session)),
-      m_store(std::move(store)), m_shownTitle(windowTitle())
+    : QObject(parent), m_driver(driver), m_backup(backup), m_desktop(std::move(desktop)),
+      m_session(std::move(session)), m_store(std::move(store)), m_shownTitle(windowTitle())
 {
     connect(&m_driver, &ConversionViewModel::overallProgressChanged, this, &SessionPresenter::followProgress);
     connect(&m_driver, &ConversionViewModel::phaseChanged, this, &SessionPresenter::followProgress);
@@ -53,6 +54,33 @@ QString SessionPresenter::clipsLeftText(int clipsLeft)
                "and the reports are written.");
 }
 
+QString SessionPresenter::backupLeftText(BackupProgress::Stage stage, qint64 bytesLeft)
+{
+    const QString stopping =
+        QStringLiteral("The card is not backed up yet: stopping leaves no partial copy, and the backup is "
+                       "recorded in the history as cancelled.");
+    switch (stage) {
+    case BackupProgress::Stage::copying:
+        if (bytesLeft > 0)
+            return QStringLiteral("%1 still to copy. ").arg(BackupText::size(bytesLeft)) + stopping;
+        break;
+    case BackupProgress::Stage::verifying:
+        if (bytesLeft > 0)
+            return QStringLiteral("%1 of the copies still to read back and check. ")
+                       .arg(BackupText::size(bytesLeft)) +
+                   stopping;
+        break;
+    case BackupProgress::Stage::recording:
+    case BackupProgress::Stage::finished:
+        // The copies are proven; what is left is too short to stop.
+        return QStringLiteral("The copies are proven and their ASC MHL history is being written. Tolvane "
+                              "quits once it is written, and the backup is recorded in the history.");
+    case BackupProgress::Stage::preparing:
+        break;
+    }
+    return stopping;
+}
+
 void SessionPresenter::followProgress()
 {
     const QString title = windowTitle();
@@ -79,13 +107,19 @@ void SessionPresenter::runEnded()
 
 bool SessionPresenter::requestQuit()
 {
-    if (!m_driver.isConverting()) {
-        emit quitRequested();
-        return true;
+    if (m_driver.isConverting() || m_backup.isBackingUp()) {
+        if (!m_asking)
+            m_question = askBeforeQuitting();
+        return false;
     }
-    if (!m_asking)
-        m_question = askBeforeQuitting();
-    return false;
+    // A proven backup about to be converted from: nothing to ask, but it is
+    // recorded before the app quits.
+    if (m_backup.isUnderWay()) {
+        stopAndQuit();
+        return false;
+    }
+    emit quitRequested();
+    return true;
 }
 
 QCoro::Task<> SessionPresenter::askBeforeQuitting()
@@ -93,9 +127,14 @@ QCoro::Task<> SessionPresenter::askBeforeQuitting()
     m_asking = true;
     const QPointer<SessionPresenter> self(this);
     const std::shared_ptr<Desktop> desktop = m_desktop;
-    QCoro::Task<int> asking = desktop->showAlert(
-        AlertStyle::warning, quitQuestion(), clipsLeftText(m_driver.totalCount() - m_driver.completedCount()),
-        {keepConvertingTitle(), stopAndQuitTitle()});
+    QCoro::Task<int> asking =
+        m_backup.isBackingUp()
+            ? desktop->showAlert(AlertStyle::warning, backupQuitQuestion(),
+                                 backupLeftText(m_backup.stage(), m_backup.bytesLeft()),
+                                 {keepBackingUpTitle(), stopAndQuitTitle()})
+            : desktop->showAlert(AlertStyle::warning, quitQuestion(),
+                                 clipsLeftText(m_driver.totalCount() - m_driver.completedCount()),
+                                 {keepConvertingTitle(), stopAndQuitTitle()});
     const int chosen = co_await asking;
     if (!self)
         co_return;
@@ -106,6 +145,10 @@ QCoro::Task<> SessionPresenter::askBeforeQuitting()
 
 void SessionPresenter::stopAndQuit()
 {
+    if (m_backup.isUnderWay()) {
+        m_stopping = endBackupThenQuit();
+        return;
+    }
     if (!m_driver.isConverting()) {
         emit quitRequested();
         return;
@@ -122,6 +165,18 @@ QCoro::Task<> SessionPresenter::stopThenQuit()
     // The run ends with its reports, the debug report last.
     while (driver && driver->debugReportGenerationTick() == reportsBefore)
         co_await qCoro(driver.data(), &ConversionViewModel::debugReportGenerationTickChanged);
+    if (self)
+        emit self->quitRequested();
+}
+
+QCoro::Task<> SessionPresenter::endBackupThenQuit()
+{
+    const QPointer<SessionPresenter> self(this);
+    const QPointer<ConversionViewModel> driver(&m_driver);
+    // The session ends once the backup has stopped and is recorded, always
+    // after this returns: the backup's end comes through the event loop.
+    m_backup.endSession();
+    co_await qCoro(driver.data(), &ConversionViewModel::sessionEnded);
     if (self)
         emit self->quitRequested();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backup/BackupProgress.h"
+#include "run/BackupFirst.h"
 #include "run/ConversionViewModel.h"
 #include "session/DesktopSession.h"
 #include "store/Desktop.h"
@@ -14,8 +16,8 @@
 
 // What the desktop around the window shows of a run (its percentage in the
 // window title, the bar on the launcher entry, a notification at its end while
-// the window is not the active one) and how the app ends during a run: never
-// without stopping it cleanly first. Also keeps the window's place.
+// the window is not the active one) and how the app ends during a run or a
+// backup: never without stopping it cleanly first. Also keeps the window's place.
 class SessionPresenter : public QObject
 {
     Q_OBJECT
@@ -26,7 +28,7 @@ class SessionPresenter : public QObject
     Q_PROPERTY(bool windowActive READ windowActive WRITE setWindowActive NOTIFY windowActiveChanged)
 
 public:
-    SessionPresenter(ConversionViewModel& driver, std::shared_ptr<Desktop> desktop,
+    SessionPresenter(ConversionViewModel& driver, BackupFirst& backup, std::shared_ptr<Desktop> desktop,
                      std::shared_ptr<DesktopSession> session, std::shared_ptr<KeyValueStore> store,
                      QObject* parent = nullptr);
 
@@ -37,12 +39,15 @@ public:
     bool windowActive() const { return m_windowActive; }
     void setWindowActive(bool active);
 
-    // A request to close the window or quit. Outside a run the app quits at
-    // once; during one the user is asked first. False while the app stays.
+    // A request to close the window or quit. Outside a run or a backup the
+    // app quits at once; during one the user is asked first. False while the
+    // app stays.
     Q_INVOKABLE bool requestQuit();
     // Cancels the run under way as the Cancel button does, waits for its
-    // reports and then quits; quits at once outside a run. Nobody is asked:
-    // this is the session manager's quit.
+    // reports and then quits; during a backup, cancels it, records it in the
+    // history and then quits (`BackupFirst::endSession`), converting nothing;
+    // quits at once outside both. Nobody is asked: this is the session
+    // manager's quit.
     Q_INVOKABLE void stopAndQuit();
 
     // The window's last place, when it still fits on one of `screens`.
@@ -58,6 +63,12 @@ public:
     static QString quitQuestion() { return QStringLiteral("Stop converting and quit?"); }
     static QString keepConvertingTitle() { return QStringLiteral("Keep Converting"); }
     static QString stopAndQuitTitle() { return QStringLiteral("Stop and Quit"); }
+    // The alert during a backup: its question, the button that keeps it
+    // going ("Stop and Quit" stops it), and what stopping means at `stage`
+    // with `bytesLeft` of that stage still to do.
+    static QString backupQuitQuestion() { return QStringLiteral("Stop the backup and quit?"); }
+    static QString keepBackingUpTitle() { return QStringLiteral("Keep Backing Up"); }
+    static QString backupLeftText(BackupProgress::Stage stage, qint64 bytesLeft);
     // The notification's one action, named as the summary card's button.
     static QString openOutputFolderTitle() { return QStringLiteral("Open Output Folder"); }
 
@@ -72,8 +83,10 @@ private:
     void runEnded();
     QCoro::Task<> askBeforeQuitting();
     QCoro::Task<> stopThenQuit();
+    QCoro::Task<> endBackupThenQuit();
 
     ConversionViewModel& m_driver;
+    BackupFirst& m_backup;
     std::shared_ptr<Desktop> m_desktop;
     std::shared_ptr<DesktopSession> m_session;
     std::shared_ptr<KeyValueStore> m_store;

@@ -63,7 +63,7 @@ int main(int argc, char* argv[])
     AppContext::setCurrent(&context);
     QObject::connect(context.session(), &SessionPresenter::quitRequested, &app, &QGuiApplication::quit,
                      Qt::QueuedConnection);
-    // Logging out stops a run as "Stop and Quit" does, without asking.
+    // Logging out stops a run or a backup as "Stop and Quit" does, without asking.
     QObject::connect(&app, &QGuiApplication::commitDataRequest, context.session(),
                      &SessionPresenter::stopAndQuit);
 

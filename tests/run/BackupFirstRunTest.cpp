@@ -58,6 +58,30 @@ class BackupFirstRunTest : public QObject
         m_backupSettings->setDestination(0, destination);
     }
 
+    // The card scanned and Convert pressed with "Back Up First" to `destination`.
+    std::unique_ptr<BackupFirst> startBackingUp(const QString& destination)
+    {
+        backUpFirstTo(destination);
+        if (!scanCard())
+            return nullptr;
+        auto backup = std::make_unique<BackupFirst>(*m_backupSettings, *m_session.driver);
+        backup->convert();
+        return backup;
+    }
+
+    // The history's one entry records the backup to `destination` as
+    // `outcome`, and nothing was converted.
+    void verifyRecordedAlone(BackupRecord::Outcome outcome, const QString& destination)
+    {
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+        QCOMPARE(m_session.history->entries().size(), 1);
+        const ConversionHistoryEntry& entry = m_session.history->entries().first();
+        QCOMPARE(entry.converted, 0);
+        QCOMPARE(entry.backup,
+                 std::optional(BackupRecord{outcome, {destination + QLatin1Char('/') + m_cardName}}));
+    }
+
 private slots:
     void initTestCase()
     {
@@ -152,32 +176,80 @@ private slots:
     void endingTheSessionDuringTheBackupCancelsItRecordsItAndConvertsNothing()
     {
         const QString destination = folder(QStringLiteral("drive"));
-        backUpFirstTo(destination);
-        QVERIFY(scanCard());
-        BackupFirst backup(*m_backupSettings, *m_session.driver);
         QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
-        backup.convert();
-        QVERIFY(backup.isBackingUp());
+        const std::unique_ptr<BackupFirst> backup = startBackingUp(destination);
+        QVERIFY(backup);
+        QVERIFY(backup->isBackingUp());
 
-        backup.endSession();
+        backup->endSession();
         // Not before the backup has stopped and is recorded.
         QCOMPARE(ended.count(), 0);
         QVERIFY(ended.wait(workTimeoutMs));
 
-        QVERIFY(!backup.isBackingUp());
-        QCOMPARE(backup.resultText(), BackupText::cancelledSentence());
-        QCOMPARE(m_session.driver->phase(), Phase::scanned);
-        QCOMPARE(QDir(m_output).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-        QCOMPARE(m_session.history->entries().size(), 1);
-        const ConversionHistoryEntry& entry = m_session.history->entries().first();
-        QCOMPARE(entry.converted, 0);
-        QCOMPARE(entry.backup, std::optional(BackupRecord{BackupRecord::Outcome::cancelled,
-                                                          {destination + QLatin1Char('/') + m_cardName}}));
+        QVERIFY(!backup->isBackingUp());
+        QCOMPARE(backup->resultText(), BackupText::cancelledSentence());
+        verifyRecordedAlone(BackupRecord::Outcome::cancelled, destination);
         QDirIterator left(destination, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
         while (left.hasNext()) {
             const QString path = left.next();
             QVERIFY2(!path.endsWith(QLatin1String(".tolvane-part")), qPrintable(path));
         }
+    }
+
+    // The session ends as the backup is proven, while its history is written
+    // (the last stage, which a cancel does not stop): the proven backup is
+    // recorded though no run follows it, and nothing is converted.
+    void aBackupProvenAsTheSessionEndsIsRecordedAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        const std::unique_ptr<BackupFirst> backup = startBackingUp(destination);
+        QVERIFY(backup);
+        // This thread does not return to its event loop meanwhile, so the
+        // backup's end waits to be taken in until the session is ending.
+        QElapsedTimer waited;
+        waited.start();
+        while (backup->stage() != BackupProgress::Stage::finished && waited.elapsed() < workTimeoutMs)
+            QThread::msleep(1);
+        QCOMPARE(backup->stage(), BackupProgress::Stage::finished);
+        QVERIFY(backup->isBackingUp());
+        backup->endSession();
+        QVERIFY(ended.wait(workTimeoutMs));
+
+        QCOMPARE(backup->ejectMessage(), BackupText::cardMayBeEjected());
+        verifyRecordedAlone(BackupRecord::Outcome::proven, destination);
+    }
+
+    // The session ends once the backup is proven, while its copy is scanned
+    // for the conversion: the backup is recorded, and nothing is converted.
+    void endingTheSessionWhileTheCopyIsScannedRecordsTheBackupAndConvertsNothing()
+    {
+        const QString destination = folder(QStringLiteral("drive"));
+        QSignalSpy ended(m_session.driver.get(), &ConversionViewModel::sessionEnded);
+        std::unique_ptr<BackupFirst> backup;
+        bool endedWhileScanning = false;
+        qsizetype endedAtOnce = 0;
+        connect(m_session.driver.get(), &ConversionViewModel::phaseChanged, this, [&] {
+            if (backup && !backup->isBackingUp() && backup->isUnderWay() && !endedWhileScanning &&
+                m_session.driver->phase() == Phase::scanning) {
+                endedWhileScanning = true;
+                backup->endSession();
+                endedAtOnce = ended.count();
+            }
+        });
+        backup = startBackingUp(destination);
+        QVERIFY(backup);
+        QVERIFY(QTest::qWaitFor([&] { return !ended.isEmpty(); }, workTimeoutMs));
+
+        QVERIFY(endedWhileScanning);
+        // Not before the scan is over and the backup recorded.
+        QCOMPARE(endedAtOnce, 0);
+        QVERIFY(!backup->isUnderWay());
+        QCOMPARE(backup->ejectMessage(), BackupText::cardMayBeEjected());
+        verifyRecordedAlone(BackupRecord::Outcome::proven, destination);
+        QTest::qWait(200);
+        QCOMPARE(m_session.driver->phase(), Phase::scanned);
+        QCOMPARE(ended.count(), 1);
     }
 
     void endingTheSessionOutsideABackupEndsItAtOnce()

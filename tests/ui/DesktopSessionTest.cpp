@@ -1,3 +1,5 @@
+#include "backup/BackupProgress.h"
+#include "backup/BackupText.h"
 #include "media/FFmpegService.h"
 #include "PrivateBus.h"
 #include "session/DBusDesktopSession.h"
@@ -10,8 +12,10 @@
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
+#include <optional>
 #include <QDir>
 #include <QDirIterator>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -54,7 +58,16 @@ private:
     std::unique_ptr<QTemporaryDir> work_;
     QString card_;
     QString longCard_;
+    // A card with a large file beside CONTENTS, so a backup of it is surely
+    // seen copying.
+    QString backupCard_;
+    const QString backupCardName_ = QStringLiteral("BACKUP CARD");
     int connections_ = 0;
+    int drives_ = 0;
+    // Where the backup under test goes, and the run folders before it.
+    QString destination_;
+    std::optional<SmallDisk> disk_;
+    QStringList runsBefore_;
 
     std::shared_ptr<DBusDesktopSession> sessionOn(const PrivateBus& bus)
     {
@@ -71,6 +84,67 @@ private:
         ConversionViewModel* const driver = fixture.session.context->driver();
         driver->scan(card);
         return QTest::qWaitFor([driver] { return driver->phase() == Phase::scanned; }, workTimeoutMs);
+    }
+
+    QString bigCopyInProgress() const
+    {
+        return destination_ + QLatin1Char('/') + backupCardName_ + QStringLiteral("/.BIG.BIN.tolvane-part");
+    }
+
+    QStringList runFolders() const
+    {
+        return QDir(work_->filePath(QStringLiteral("movies")))
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    }
+
+    // Opens the window on the backup card with "Back Up First" to a drive in
+    // memory, presses Convert and waits until the card's large file is being
+    // copied.
+    void startBackingUp(MainWindowFixture& fixture)
+    {
+        destination_ = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
+        disk_.emplace(destination_, QStringLiteral("size=4g"));
+        QVERIFY2(disk_->mounted(), "the tests mount a tmpfs, which needs root");
+        runsBefore_ = runFolders();
+        QVERIFY(openOn(fixture, backupCard_));
+        BackupSettings* const settings = fixture.session.context->backupSettings();
+        settings->setBackUpFirst(true);
+        settings->setDestination(0, destination_);
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+        backup->convert();
+        QVERIFY(backup->isBackingUp());
+        QVERIFY(QTest::qWaitFor([&] { return QFileInfo(bigCopyInProgress()).size() > 0; }, workTimeoutMs));
+        QVERIFY(backup->isBackingUp());
+        QCOMPARE(backup->stage(), BackupProgress::Stage::copying);
+    }
+
+    // The backup stopped as Cancel stops it: recorded in the history as
+    // cancelled, nothing converted, and nothing incomplete in the copy.
+    void verifyStoppedAndRecorded(MainWindowFixture& fixture)
+    {
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        QVERIFY(!fixture.session.context->backupFirst()->isBackingUp());
+        QCOMPARE(fixture.session.context->backupFirst()->resultText(), BackupText::cancelledSentence());
+        const QString copy = destination_ + QLatin1Char('/') + backupCardName_;
+        const QList<ConversionHistoryEntry> entries = fixture.session.context->history()->entries();
+        QCOMPARE(entries.size(), 1);
+        QCOMPARE(entries.first().cardName, backupCardName_);
+        QCOMPARE(entries.first().converted, 0);
+        QCOMPARE(entries.first().backup,
+                 std::optional(BackupRecord{BackupRecord::Outcome::cancelled, {copy}}));
+        // What the copy holds is whole: each file as large as the card's, and no temporary.
+        const QStringList left = everyFileBelow(copy);
+        QVERIFY(!left.contains(QStringLiteral("BIG.BIN")));
+        for (const QString& file : left) {
+            QVERIFY2(!file.endsWith(QLatin1String(".tolvane-part")), qPrintable(file));
+            QCOMPARE(QFileInfo(copy + QLatin1Char('/') + file).size(),
+                     QFileInfo(backupCard_ + QLatin1Char('/') + file).size());
+        }
+        // Nothing converted, and no conversion starts after it.
+        QTest::qWait(500);
+        QCOMPARE(driver->phase(), Phase::scanned);
+        QVERIFY(driver->jobs().isEmpty());
+        QCOMPARE(runFolders(), runsBefore_);
     }
 
     static bool runWritten(MainWindowFixture& fixture, int debugTick)
@@ -93,7 +167,16 @@ private slots:
         const RunCards cards = writeRunCards(*work_);
         card_ = cards.card;
         longCard_ = cards.longCard;
+        SyntheticCard::CardSpec plan;
+        plan.clips = {SyntheticCard::clip(1, 1)};
+        backupCard_ = SyntheticCard::write(plan, work_->filePath(backupCardName_)).rootPath;
+        QFile big(backupCard_ + QStringLiteral("/BIG.BIN"));
+        QVERIFY(big.open(QIODevice::WriteOnly));
+        // Sparse: costs no disk here, and still takes a while to copy.
+        QVERIFY(big.resize(qint64(3) * 1024 * 1024 * 1024));
     }
+
+    void cleanup() { disk_.reset(); }
 
     void cleanupTestCase()
     {
@@ -144,8 +227,9 @@ private slots:
         UiSession session;
         const QString file = work_->filePath(QStringLiteral("place/Tolvane.json"));
         const auto presenterOver = [&session](const QString& path) {
-            return std::make_unique<SessionPresenter>(*session.context->driver(), session.desktop, nullptr,
-                                                      std::make_shared<QSettingsKeyValueStore>(path));
+            return std::make_unique<SessionPresenter>(
+                *session.context->driver(), *session.context->backupFirst(), session.desktop, nullptr,
+                std::make_shared<QSettingsKeyValueStore>(path));
         };
         QCOMPARE(presenterOver(file)->restoredGeometry(), QRect());
         presenterOver(file)->saveGeometry({20, 30, 700, 500});
@@ -280,6 +364,107 @@ private slots:
         QCOMPARE(fixture.session.desktop->alertRequests.size(), 0);
         QCOMPARE(driver->phase(), Phase::finished);
         QVERIFY(QFile::exists(QDir(*driver->outputFolderURL()).filePath(QStringLiteral("DEBUG_REPORT.txt"))));
+    }
+
+    // Closing the window during Back Up First asks in the backup's words;
+    // keeping it changes nothing, stopping cancels the backup as Cancel does,
+    // records it, converts nothing and then quits.
+    void closingDuringABackupAsksThenStopsRecordsAndQuits()
+    {
+        MainWindowFixture fixture;
+        startBackingUp(fixture);
+        if (QTest::currentTestFailed())
+            return;
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+        QSignalSpy quits(fixture.session.context->session(), &SessionPresenter::quitRequested);
+        QSignalSpy ended(fixture.session.context->driver(), &ConversionViewModel::sessionEnded);
+        fixture.session.desktop->alertAnswers = {0, 1};
+
+        const QString stopping = QStringLiteral(
+            "The card is not backed up yet: stopping leaves no partial copy, and the backup is recorded in "
+            "the history as cancelled.");
+        const QRegularExpression copyLeft(QStringLiteral("^[0-9.]+ (bytes|kB|MB|GB) still to copy\\. "));
+        for (int answer : {0, 1}) {
+            QVERIFY(!fixture.window()->close());
+            QCOMPARE(fixture.session.desktop->alertRequests.size(), answer + 1);
+            const ScriptedDesktop::AlertRequest& asked = fixture.session.desktop->alertRequests.last();
+            QCOMPARE(asked.style, AlertStyle::warning);
+            QCOMPARE(asked.message, QStringLiteral("Stop the backup and quit?"));
+            QVERIFY2(asked.informativeText.contains(copyLeft) && asked.informativeText.endsWith(stopping),
+                     qPrintable(asked.informativeText));
+            QCOMPARE(asked.buttons,
+                     (QStringList{QStringLiteral("Keep Backing Up"), QStringLiteral("Stop and Quit")}));
+            if (answer == 0) {
+                // Kept: the backup goes on and the window stays.
+                QVERIFY(backup->isBackingUp());
+                QVERIFY(backup->progressLine() != QStringLiteral("Cancelling…"));
+                QVERIFY(fixture.window()->isVisible());
+                QCOMPARE(quits.size(), 0);
+            }
+        }
+        QVERIFY(quits.wait(workTimeoutMs));
+        QCOMPARE(ended.size(), 1);
+        verifyStoppedAndRecorded(fixture);
+        QCOMPARE(quits.size(), 1);
+    }
+
+    // Logging out during Back Up First stops and records the backup as
+    // closing the window does, without asking.
+    void loggingOutDuringABackupStopsRecordsAndQuitsWithoutAsking()
+    {
+        MainWindowFixture fixture;
+        startBackingUp(fixture);
+        if (QTest::currentTestFailed())
+            return;
+        QSignalSpy quits(fixture.session.context->session(), &SessionPresenter::quitRequested);
+        QSignalSpy ended(fixture.session.context->driver(), &ConversionViewModel::sessionEnded);
+
+        // What main.cpp connects QGuiApplication::commitDataRequest to.
+        fixture.session.context->session()->stopAndQuit();
+        // Not before the backup has stopped and is recorded.
+        QCOMPARE(quits.size(), 0);
+        QVERIFY(quits.wait(workTimeoutMs));
+        QCOMPARE(ended.size(), 1);
+        QCOMPARE(fixture.session.desktop->alertRequests.size(), 0);
+        verifyStoppedAndRecorded(fixture);
+    }
+
+    // Closing the window once the backup is proven, while its copy is scanned
+    // for the conversion: nothing to ask, the backup is recorded, nothing is
+    // converted, and then the app quits.
+    void closingWhileTheProvenCopyIsScannedRecordsTheBackupAndQuits()
+    {
+        const QString destination = work_->filePath(QStringLiteral("drive %1").arg(++drives_));
+        QVERIFY(QDir().mkpath(destination));
+        MainWindowFixture fixture;
+        QVERIFY(openOn(fixture, card_));
+        const QStringList runsBefore = runFolders();
+        ConversionViewModel* const driver = fixture.session.context->driver();
+        BackupFirst* const backup = fixture.session.context->backupFirst();
+        fixture.session.context->backupSettings()->setBackUpFirst(true);
+        fixture.session.context->backupSettings()->setDestination(0, destination);
+        QSignalSpy quits(fixture.session.context->session(), &SessionPresenter::quitRequested);
+        std::optional<bool> closed;
+        connect(driver, &ConversionViewModel::phaseChanged, this, [&] {
+            if (!closed && !backup->isBackingUp() && backup->isUnderWay() &&
+                driver->phase() == Phase::scanning)
+                closed = fixture.window()->close();
+        });
+        backup->convert();
+        QVERIFY(QTest::qWaitFor([&] { return !quits.isEmpty(); }, workTimeoutMs));
+
+        QCOMPARE(closed, std::optional(false));
+        QCOMPARE(fixture.session.desktop->alertRequests.size(), 0);
+        const QList<ConversionHistoryEntry> entries = fixture.session.context->history()->entries();
+        QCOMPARE(entries.size(), 1);
+        QCOMPARE(entries.first().converted, 0);
+        QCOMPARE(entries.first().backup,
+                 std::optional(BackupRecord{BackupRecord::Outcome::proven,
+                                            {destination + QLatin1Char('/') + QFileInfo(card_).fileName()}}));
+        QTest::qWait(200);
+        QCOMPARE(driver->phase(), Phase::scanned);
+        QCOMPARE(runFolders(), runsBefore);
+        QCOMPARE(quits.size(), 1);
     }
 
     void outsideARunQuitIsAtOnce()

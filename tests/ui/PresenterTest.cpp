@@ -8,6 +8,7 @@
 #include "ui/PlatformTexts.h"
 #include "ui/ProgressPresenter.h"
 #include "ui/RunSummaryPresenter.h"
+#include "ui/SessionPresenter.h"
 #include "ui/UiText.h"
 #include "UiTests.h"
 
@@ -270,6 +271,40 @@ private slots:
                            "does not fit."));
         QCOMPARE(FreeSpaceConfirmation::buttons(),
                  QStringList({QStringLiteral("Convert Anyway"), QStringLiteral("Cancel")}));
+    }
+
+    // The question quitting asks during a run and during a backup: each in
+    // its own words, with what stopping loses and what is still to do.
+    void quittingDuringARunOrABackupAsksInItsOwnWords()
+    {
+        QCOMPARE(SessionPresenter::quitQuestion(), QStringLiteral("Stop converting and quit?"));
+        QCOMPARE(SessionPresenter::keepConvertingTitle(), QStringLiteral("Keep Converting"));
+        QCOMPARE(SessionPresenter::stopAndQuitTitle(), QStringLiteral("Stop and Quit"));
+        QCOMPARE(
+            SessionPresenter::clipsLeftText(1),
+            QStringLiteral("1 clip still to convert. Stopping ends the running clip without leaving part "
+                           "of a movie, and the reports are written."));
+
+        using Stage = BackupProgress::Stage;
+        const qint64 gigabytes = qint64(2100) * 1000 * 1000;
+        QCOMPARE(SessionPresenter::backupQuitQuestion(), QStringLiteral("Stop the backup and quit?"));
+        QCOMPARE(SessionPresenter::keepBackingUpTitle(), QStringLiteral("Keep Backing Up"));
+        const QString stopping = QStringLiteral(
+            "The card is not backed up yet: stopping leaves no partial copy, and the backup is recorded in "
+            "the history as cancelled.");
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::copying, gigabytes),
+                 QStringLiteral("2.1 GB still to copy. ") + stopping);
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::verifying, gigabytes),
+                 QStringLiteral("2.1 GB of the copies still to read back and check. ") + stopping);
+        // Nothing said of the bytes before they are counted or once a stage is through them.
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::preparing, 0), stopping);
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::copying, 0), stopping);
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::verifying, 0), stopping);
+        const QString recording = QStringLiteral(
+            "The copies are proven and their ASC MHL history is being written. Tolvane quits once it is "
+            "written, and the backup is recorded in the history.");
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::recording, 0), recording);
+        QCOMPARE(SessionPresenter::backupLeftText(Stage::finished, 0), recording);
     }
 
     // The footer is one line: a folder's name can neither break it nor hide part of itself.

@@ -1,17 +1,21 @@
 // Renders the main window in each of its states, offscreen, into PNG files:
-// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space].
+// ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space]
+//                [--quit-during-backup].
 // Run by scripts/screenshots; with --clip-list only the clip list's own pictures
 // are rendered, with --backup only the "Back Up First" option, a backed-up run's
 // summary and the history of a backed-up run and a failed backup, with
-// --not-enough-space only the question asked when a run cannot fit (a small
-// tmpfs is mounted for it, which needs root).
+// --not-enough-space only the question asked when a run cannot fit, with
+// --quit-during-backup only the question asked when the window is closed
+// during a backup (each mounts a tmpfs, which needs root).
 #include "media/FFmpegService.h"
+#include "store/MemoryKeyValueStore.h"
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ToolFolder.h"
 #include "ui/ClipListModel.h"
 #include "ui/FreeSpaceConfirmation.h"
 #include "ui/QtDesktop.h"
+#include "ui/SessionPresenter.h"
 #include "UiTestSupport.h"
 
 #include <QDir>
@@ -165,7 +169,8 @@ int main(int argc, char* argv[])
     const QStringList arguments = app.arguments();
     if (arguments.size() < 2) {
         QTextStream(stderr)
-            << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space]\n";
+            << "usage: ui_screenshots OUTPUT_FOLDER [--dark] [--clip-list] [--backup] [--not-enough-space] "
+               "[--quit-during-backup]\n";
         return 2;
     }
     const bool dark = arguments.contains(QStringLiteral("--dark"));
@@ -225,6 +230,38 @@ int main(int argc, char* argv[])
         driver->start();
         shot = shot && waitFor([driver] { return !driver->spaceShortfall().isEmpty(); });
         shot = shot && shooter.shoot(QStringLiteral("20-not-enough-space"));
+        FFmpegService::setToolDirectoriesForTesting({});
+        return shot ? 0 : 1;
+    }
+    if (arguments.contains(QStringLiteral("--quit-during-backup"))) {
+        // A card with a large file, backed up to a drive in memory, so the
+        // copying goes on while the question is shown.
+        QFile big(verified + QStringLiteral("/PRIVATE.BIN"));
+        const QString drive = work.filePath(QStringLiteral("Shuttle A"));
+        const SmallDisk shuttle(drive, QStringLiteral("size=4g"));
+        if (!shuttle.mounted() || !big.open(QIODevice::WriteOnly) ||
+            !big.resize(qint64(3) * 1024 * 1024 * 1024)) {
+            QTextStream(stderr) << "a tmpfs could not be mounted (this needs root)\n";
+            return 1;
+        }
+        big.close();
+        BackupSettings& backup = *fixture.session.context->backupSettings();
+        backup.setBackUpFirst(true);
+        backup.setDestination(0, drive);
+        driver->scan(verified);
+        bool shot = waitFor(phaseIs(Phase::scanned));
+        BackupFirst* const backupFirst = fixture.session.context->backupFirst();
+        backupFirst->convert();
+        shot = shot && waitFor([backupFirst] {
+                   return backupFirst->stage() == BackupProgress::Stage::copying &&
+                          backupFirst->progress() > 0.05;
+               });
+        // The app's own alert, drawn in the window, as closing it asks.
+        SessionPresenter quitting(*driver, *backupFirst, std::make_shared<QtDesktop>(&fixture.engine),
+                                  nullptr, std::make_shared<MemoryKeyValueStore>());
+        shot = shot && !quitting.requestQuit() && shooter.shoot(QStringLiteral("21-quit-during-backup"));
+        backupFirst->cancel();
+        shot = waitFor([backupFirst] { return !backupFirst->isBackingUp(); }) && shot;
         FFmpegService::setToolDirectoriesForTesting({});
         return shot ? 0 : 1;
     }
