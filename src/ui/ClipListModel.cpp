@@ -2,6 +2,7 @@
 
 #include "run/ConversionViewModel.h"
 #include "ui/DriverPresenter.h"
+#include "ui/ThumbnailImages.h"
 #include "ui/UiText.h"
 
 #include <iterator>
@@ -143,7 +144,7 @@ void ClipListModel::jobUpdated(const QString& key)
 
 void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
-    m_thumbnails.insert(key, imageURL);
+    m_thumbnails.insert(key, ThumbnailImages::source(imageURL));
     const auto row = m_rowOfKey.constFind(key);
     if (row == m_rowOfKey.cend())
         return;
