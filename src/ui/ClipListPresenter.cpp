@@ -1,22 +1,12 @@
 #include "ui/ClipListPresenter.h"
 
 #include "run/ConversionViewModel.h"
-#include "ui/ThumbnailImages.h"
-
-#include <QQmlEngine>
 
 ClipListPresenter::ClipListPresenter(QObject* parent)
     : DriverPresenter({&ConversionViewModel::choiceChanged, &ConversionViewModel::phaseChanged}, parent)
 {
     connect(this, &DriverPresenter::driverChanged, this, [this] { m_model.setDriver(driver()); });
     setHeld(true);
-}
-
-void ClipListPresenter::classBegin()
-{
-    QQmlEngine* const engine = qmlEngine(this);
-    if (engine && !engine->imageProvider(QLatin1StringView(ThumbnailImages::providerId)))
-        engine->addImageProvider(QLatin1StringView(ThumbnailImages::providerId), new ThumbnailImages);
 }
 
 void ClipListPresenter::setActive(bool active)

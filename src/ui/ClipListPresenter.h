@@ -3,16 +3,13 @@
 #include "ui/ClipListModel.h"
 #include "ui/DriverPresenter.h"
 
-#include <QQmlParserStatus>
 #include <QtQml/qqmlregistration.h>
 
 // The clip list of a scanned card and of a run: its rows, the choice of which
-// movies to convert and what a row offers once its movie is there. The first
-// list of an engine gives it the provider of the rows' thumbnails.
-class ClipListPresenter : public DriverPresenter, public QQmlParserStatus
+// movies to convert and what a row offers once its movie is there.
+class ClipListPresenter : public DriverPresenter
 {
     Q_OBJECT
-    Q_INTERFACES(QQmlParserStatus)
     QML_ELEMENT
     Q_PROPERTY(ClipListModel* model READ model CONSTANT)
     // "N of M clips chosen"
@@ -46,9 +43,6 @@ public:
     // Reveals or opens the movie of a row whose movie the run left in its folder.
     Q_INVOKABLE void showInFolder(const QString& key);
     Q_INVOKABLE void openMovie(const QString& key);
-
-    void classBegin() override;
-    void componentComplete() override {}
 
 signals:
     void activeChanged();

@@ -5,6 +5,7 @@
 #include "store/QSettingsKeyValueStore.h"
 #include "ui/AppContext.h"
 #include "ui/AppStyle.h"
+#include "ui/EngineSetup.h"
 #include "ui/QtDesktop.h"
 
 #include <memory>
@@ -68,6 +69,7 @@ int main(int argc, char* argv[])
                      &SessionPresenter::stopAndQuit);
 
     // Qt 6.4 has no loadFromModule; the module's files sit under its URI in the resources.
+    setUpEngine(*engine);
     engine->load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
     if (engine->rootObjects().isEmpty())
         return 1;

@@ -3,16 +3,20 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 #include "ui/ClipListPresenter.h"
+#include "ui/EngineSetup.h"
 #include "ui/RunSummaryPresenter.h"
 #include "ui/ThumbnailImages.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
+#include <memory>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QQmlComponent>
+#include <QQmlEngine>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -199,6 +203,28 @@ private slots:
                                       .section(QLatin1Char('/'), 3),
                                   &size, QSize(0, 54))
                     .isNull());
+    }
+
+    // An engine set up for Tolvane shows a thumbnail through the provider, at
+    // the size its image asks for, and selects no files.
+    void anEngineShowsThumbnailsThroughTheProvider()
+    {
+        QTemporaryDir folder;
+        const QString path = QDir(folder.path()).filePath(QStringLiteral("frame #1.png"));
+        QImage frame(192, 108, QImage::Format_RGB32);
+        frame.fill(Qt::darkCyan);
+        QVERIFY(frame.save(path, "PNG"));
+        QQmlEngine engine;
+        setUpEngine(engine);
+        QVERIFY(engine.urlInterceptors().isEmpty());
+        QQmlComponent component(&engine);
+        component.setData("import QtQuick\nImage { asynchronous: true; sourceSize.height: 54 }", QUrl());
+        std::unique_ptr<QObject> image(component.createWithInitialProperties(
+            {{QStringLiteral("source"), ThumbnailImages::source(QUrl::fromLocalFile(path).toString())}}));
+        QVERIFY2(image, qPrintable(component.errorString()));
+        QTRY_COMPARE(image->property("status").toInt(), 1); // Image.Ready
+        QCOMPARE(image->property("implicitWidth").toReal(), 96.0);
+        QCOMPARE(image->property("implicitHeight").toReal(), 54.0);
     }
 
     void thumbnailsComeFromTheCameraBitmaps()

@@ -5,6 +5,7 @@
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ui/AppStyle.h"
+#include "ui/EngineSetup.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -53,6 +54,7 @@ MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store,
                                      std::shared_ptr<DesktopSession> desktopSession)
     : session(std::move(store), std::move(desktopSession))
 {
+    setUpEngine(engine);
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
 }
 

@@ -1,3 +1,4 @@
+#include "ui/EngineSetup.h"
 #include "UiTestSupport.h"
 
 #include <QObject>
@@ -35,6 +36,7 @@ public slots:
     {
         // The Tolvane module lives at qrc:/Tolvane.
         engine->addImportPath(QStringLiteral("qrc:/"));
+        setUpEngine(*engine);
         m_session = std::make_unique<UiSession>();
         m_fixture = std::make_unique<QmlTestFixture>(*m_session);
         qmlRegisterSingletonInstance("TolvaneTest", 1, 0, "Fixture", m_fixture.get());
