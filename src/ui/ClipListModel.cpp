@@ -82,9 +82,9 @@ void ClipListModel::setActive(bool active)
         return;
     m_active = active;
     if (m_active && m_stale) {
-        // Built in the next turn of the loop, not in the one that switches
-        // the window's view, so the two never weigh on the same frame.
-        QTimer::singleShot(0, this, [this] {
+        // Built a frame after the switch of the window's view, once that is
+        // drawn: the next turn of the loop often comes before the frame.
+        QTimer::singleShot(buildDelayMs, this, [this] {
             if (m_active && m_stale)
                 reload();
         });

@@ -53,6 +53,9 @@ public:
     // bitmaps of a whole card arrive at once.
     static constexpr int thumbnailIntervalMs = 16;
 
+    // A list shown by a switch of view builds its rows this long after it.
+    static constexpr int buildDelayMs = 16;
+
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
