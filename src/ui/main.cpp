@@ -69,10 +69,10 @@ int main(int argc, char* argv[])
                      &SessionPresenter::stopAndQuit);
 
     // Qt 6.4 has no loadFromModule; the module's files sit under its URI in the resources.
-    setUpEngine(*engine);
     engine->load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
     if (engine->rootObjects().isEmpty())
         return 1;
+    setUpEngine(*engine);
     // A card named on the command line (or by a file manager's "Open With")
     // is scanned at once, as if dropped on the window.
     if (card)

@@ -15,8 +15,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QQmlApplicationEngine>
 #include <QQmlComponent>
-#include <QQmlEngine>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -219,7 +219,9 @@ private slots:
         QImage frame(192, 108, QImage::Format_RGB32);
         frame.fill(Qt::darkCyan);
         QVERIFY(frame.save(path, "PNG"));
-        QQmlEngine engine;
+        QQmlApplicationEngine engine;
+        engine.loadData("import QtQml\nQtObject {}");
+        QVERIFY(!engine.urlInterceptors().isEmpty());
         setUpEngine(engine);
         QVERIFY(engine.urlInterceptors().isEmpty());
         QQmlComponent component(&engine);

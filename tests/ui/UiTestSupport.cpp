@@ -54,8 +54,8 @@ MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store,
                                      std::shared_ptr<DesktopSession> desktopSession)
     : session(std::move(store), std::move(desktopSession))
 {
-    setUpEngine(engine);
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
+    setUpEngine(engine);
 }
 
 MainWindowFixture::~MainWindowFixture()
