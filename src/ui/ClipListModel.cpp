@@ -2,7 +2,6 @@
 
 #include "run/ConversionViewModel.h"
 #include "ui/DriverPresenter.h"
-#include "ui/ThumbnailImages.h"
 #include "ui/UiText.h"
 
 #include <algorithm>
@@ -155,7 +154,7 @@ void ClipListModel::jobUpdated(const QString& key)
 
 void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
-    m_thumbnails.insert(key, ThumbnailImages::source(imageURL));
+    m_thumbnails.insert(key, imageURL);
     const auto row = m_rowOfKey.constFind(key);
     // A row the list has yet to add is read whole when added.
     if (row == m_rowOfKey.cend() || *row >= m_shown)

@@ -125,7 +125,6 @@ private:
     // Each row's facts line, made when first asked for.
     mutable QList<QString> m_detailsOfRow;
     bool m_runStarted = false;
-    // The image source of each row's thumbnail that has arrived (see ThumbnailImages).
     QHash<QString, QString> m_thumbnails;
     // The rows changed and not yet announced, each with a bit per role
     // (1 << (role - KeyRole)).

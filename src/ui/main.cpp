@@ -5,7 +5,6 @@
 #include "store/QSettingsKeyValueStore.h"
 #include "ui/AppContext.h"
 #include "ui/AppStyle.h"
-#include "ui/EngineSetup.h"
 #include "ui/QtDesktop.h"
 
 #include <memory>
@@ -72,7 +71,6 @@ int main(int argc, char* argv[])
     engine->load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
     if (engine->rootObjects().isEmpty())
         return 1;
-    setUpEngine(*engine);
     // A card named on the command line (or by a file manager's "Open With")
     // is scanned at once, as if dropped on the window.
     if (card)

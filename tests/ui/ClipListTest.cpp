@@ -3,9 +3,7 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 #include "ui/ClipListPresenter.h"
-#include "ui/EngineSetup.h"
 #include "ui/RunSummaryPresenter.h"
-#include "ui/ThumbnailImages.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
 
@@ -15,9 +13,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
-#include <QQmlApplicationEngine>
-#include <QQmlComponent>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -207,62 +202,6 @@ private slots:
                  QStringLiteral("1 clip converted"));
     }
 
-    // A thumbnail reaches its image through the list's provider, whatever its
-    // path, decoded at the row's size and never enlarged.
-    void thumbnailImagesKeepAnyPathAndComeAtTheAskedSize()
-    {
-        QTemporaryDir folder;
-        const QString path =
-            QDir(folder.path()).filePath(QStringLiteral("-odd $name \"quoted\" #1 %20 \u00e9\nline.png"));
-        QImage frame(192, 108, QImage::Format_RGB32);
-        frame.fill(Qt::darkCyan);
-        QVERIFY(frame.save(path, "PNG"));
-        const QString fileURL = QUrl::fromLocalFile(path).toString();
-        const QString source = ThumbnailImages::source(fileURL);
-        QVERIFY(source.startsWith(QStringLiteral("image://clipthumbnail/")));
-        QCOMPARE(ThumbnailImages::fileURL(source), fileURL);
-        QCOMPARE(ThumbnailImages::fileURL(fileURL), QString());
-
-        ThumbnailImages images;
-        const QString id = source.section(QLatin1Char('/'), 3);
-        QSize size;
-        const QImage scaled = images.requestImage(id, &size, QSize(0, 54));
-        QCOMPARE(size, QSize(192, 108));
-        QCOMPARE(scaled.size(), QSize(96, 54));
-        QCOMPARE(scaled.pixelColor(48, 27), QColor(Qt::darkCyan));
-        QCOMPARE(images.requestImage(id, &size, QSize(0, 216)).size(), QSize(192, 108));
-        QCOMPARE(images.requestImage(id, &size, QSize()).size(), QSize(192, 108));
-        QVERIFY(images
-                    .requestImage(ThumbnailImages::source(QStringLiteral("file:///nowhere.png"))
-                                      .section(QLatin1Char('/'), 3),
-                                  &size, QSize(0, 54))
-                    .isNull());
-    }
-
-    // An engine set up for Tolvane shows a thumbnail through the provider, at
-    // the size its image asks for, and selects no files.
-    void anEngineShowsThumbnailsThroughTheProvider()
-    {
-        QTemporaryDir folder;
-        const QString path = QDir(folder.path()).filePath(QStringLiteral("frame #1.png"));
-        QImage frame(192, 108, QImage::Format_RGB32);
-        frame.fill(Qt::darkCyan);
-        QVERIFY(frame.save(path, "PNG"));
-        QQmlApplicationEngine engine;
-        engine.loadData("import QtQml\nQtObject {}");
-        QVERIFY(!engine.urlInterceptors().isEmpty());
-        setUpEngine(engine);
-        QVERIFY(engine.urlInterceptors().isEmpty());
-        QQmlComponent component(&engine);
-        component.setData("import QtQuick\nImage { asynchronous: true; sourceSize.height: 54 }", QUrl());
-        std::unique_ptr<QObject> image(component.createWithInitialProperties(
-            {{QStringLiteral("source"), ThumbnailImages::source(QUrl::fromLocalFile(path).toString())}}));
-        QVERIFY2(image, qPrintable(component.errorString()));
-        QTRY_COMPARE(image->property("status").toInt(), 1); // Image.Ready
-        QCOMPARE(image->property("implicitWidth").toReal(), 96.0);
-        QCOMPARE(image->property("implicitHeight").toReal(), 54.0);
-    }
-
     void thumbnailsComeFromTheCameraBitmaps()
     {
         QTemporaryDir card;
@@ -276,7 +215,7 @@ private slots:
         loadListedCard(*session.context->driver(), card.path(), icons);
         const QModelIndex second = presenter.model()->index(1);
         QTRY_COMPARE_WITH_TIMEOUT(
-            ThumbnailImages::fileURL(second.data(ClipListModel::ThumbnailRole).toString()),
+            second.data(ClipListModel::ThumbnailRole).toString(),
             QUrl::fromLocalFile(QDir(icons).filePath(QStringLiteral("0002AB.BMP"))).toString(), 60000);
         // Without a bitmap or a video file there is only the placeholder.
         QCOMPARE(presenter.model()->index(0).data(ClipListModel::ThumbnailRole).toString(), QString());
@@ -487,8 +426,7 @@ private slots:
         session.context->driver()->applyScanResults(structure, pairing);
         const QModelIndex row = presenter.model()->index(0);
         QTRY_VERIFY_WITH_TIMEOUT(!row.data(ClipListModel::ThumbnailRole).toString().isEmpty(), 20000);
-        const QString frame =
-            QUrl(ThumbnailImages::fileURL(row.data(ClipListModel::ThumbnailRole).toString())).toLocalFile();
+        const QString frame = QUrl(row.data(ClipListModel::ThumbnailRole).toString()).toLocalFile();
         QVERIFY(readFile(frame).startsWith("\x89PNG"));
     }
 };

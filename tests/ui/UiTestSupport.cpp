@@ -5,7 +5,6 @@
 #include "SyntheticCard.h"
 #include "TestFiles.h"
 #include "ui/AppStyle.h"
-#include "ui/EngineSetup.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -55,7 +54,6 @@ MainWindowFixture::MainWindowFixture(std::shared_ptr<KeyValueStore> store,
     : session(std::move(store), std::move(desktopSession))
 {
     engine.load(QUrl(QStringLiteral("qrc:/Tolvane/Main.qml")));
-    setUpEngine(engine);
 }
 
 MainWindowFixture::~MainWindowFixture()

@@ -1,4 +1,3 @@
-#include "ui/EngineSetup.h"
 #include "UiTestSupport.h"
 
 #include <QObject>
@@ -36,7 +35,6 @@ public slots:
     {
         // The Tolvane module lives at qrc:/Tolvane.
         engine->addImportPath(QStringLiteral("qrc:/"));
-        setUpEngine(*engine);
         m_session = std::make_unique<UiSession>();
         m_fixture = std::make_unique<QmlTestFixture>(*m_session);
         qmlRegisterSingletonInstance("TolvaneTest", 1, 0, "Fixture", m_fixture.get());
