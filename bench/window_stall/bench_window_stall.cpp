@@ -15,7 +15,9 @@
 // the most CPU time the GUI thread spent in any one gap: the part of a stall
 // that is Tolvane's doing whatever the machine's load. How many gaps held over
 // 8 ms of own work (half a frame at 60 Hz) says whether the longest was a
-// lone one. Run offscreen:
+// lone one. `--gaps` also lists every gap of 5 ms or more of own work as it
+// ends, on the system's monotonic clock (as `perf record -k CLOCK_MONOTONIC`
+// stamps its samples), to find what the window did then. Run offscreen:
 //   QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software build/bench/window_stall/bench_window_stall
 
 #include "media/FFmpegService.h"
@@ -64,7 +66,8 @@ struct ThreadClock
 class StallMeter
 {
 public:
-    StallMeter() : m_schedstat(QStringLiteral("/proc/thread-self/schedstat"))
+    explicit StallMeter(bool listGaps)
+        : m_schedstat(QStringLiteral("/proc/thread-self/schedstat")), m_listGaps(listGaps)
     {
         // Opened on the GUI thread, whose account it reads.
         (void)m_schedstat.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
@@ -119,9 +122,17 @@ private:
             ++m_over50;
         if (cpuMs > 8)
             ++m_ownOver8;
+        if (m_listGaps && cpuMs >= 5) {
+            timespec ended{};
+            clock_gettime(CLOCK_MONOTONIC, &ended);
+            std::printf("  gap ended at %lld.%06ld s: %lld ms, own work %lld ms\n",
+                        static_cast<long long>(ended.tv_sec), ended.tv_nsec / 1000,
+                        static_cast<long long>(gap), static_cast<long long>(cpuMs));
+        }
     }
 
     QFile m_schedstat;
+    const bool m_listGaps;
     QTimer m_timer;
     QElapsedTimer m_clock;
     qint64 m_last = 0;
@@ -180,7 +191,7 @@ int main(int argc, char* argv[])
     }
 
     // The scan's stretch lasts until the list shows the card, its rows built.
-    StallMeter meter;
+    StallMeter meter(arguments.contains(QStringLiteral("--gaps")));
     QElapsedTimer clock;
     meter.start();
     clock.start();

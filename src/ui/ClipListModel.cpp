@@ -4,6 +4,7 @@
 #include "ui/DriverPresenter.h"
 #include "ui/UiText.h"
 
+#include <algorithm>
 #include <iterator>
 #include <QLocale>
 #include <QStringList>
@@ -28,6 +29,8 @@ ClipListModel::ClipListModel(QObject* parent)
     m_thumbnailTimer.setSingleShot(true);
     m_thumbnailTimer.setInterval(thumbnailIntervalMs);
     connect(&m_thumbnailTimer, &QTimer::timeout, this, &ClipListModel::announceThumbnail);
+    m_growTimer.setInterval(growIntervalMs);
+    connect(&m_growTimer, &QTimer::timeout, this, &ClipListModel::grow);
 }
 
 void ClipListModel::setDriver(ConversionViewModel* driver)
@@ -66,12 +69,17 @@ void ClipListModel::reload()
     for (qsizetype i = 0; i < m_rows.size(); ++i)
         m_rowOfKey.insert(m_rows.at(i).key, static_cast<int>(i));
     m_detailsOfRow = QList<QString>(m_rows.size());
+    m_shown = static_cast<int>(std::min<qsizetype>(firstRows, m_rows.size()));
     assignJobs();
     m_changed.clear();
     m_thumbnailRows.clear();
     m_thumbnailTimer.stop();
     endResetModel();
     emit countChanged();
+    if (m_shown < m_rows.size())
+        m_growTimer.start();
+    else
+        m_growTimer.stop();
     requestThumbnails();
 }
 
@@ -81,9 +89,9 @@ void ClipListModel::setActive(bool active)
         return;
     m_active = active;
     if (m_active && m_stale) {
-        // Built in the next turn of the loop, not in the one that switches
-        // the window's view, so the two never weigh on the same frame.
-        QTimer::singleShot(0, this, [this] {
+        // Built a frame after the switch of the window's view, once that is
+        // drawn: the next turn of the loop often comes before the frame.
+        QTimer::singleShot(buildDelayMs, this, [this] {
             if (m_active && m_stale)
                 reload();
         });
@@ -91,8 +99,11 @@ void ClipListModel::setActive(bool active)
     }
     if (m_active) {
         announce();
+        if (m_shown < m_rows.size())
+            m_growTimer.start();
     } else {
         m_announceTimer.stop();
+        m_growTimer.stop();
         // Those not yet announced are told with the rest when shown again.
         m_thumbnailTimer.stop();
         for (const int row : std::as_const(m_thumbnailRows))
@@ -145,7 +156,8 @@ void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
 {
     m_thumbnails.insert(key, imageURL);
     const auto row = m_rowOfKey.constFind(key);
-    if (row == m_rowOfKey.cend())
+    // A row the list has yet to add is read whole when added.
+    if (row == m_rowOfKey.cend() || *row >= m_shown)
         return;
     if (!m_active) {
         markChanged(*row, {ThumbnailRole});
@@ -154,6 +166,20 @@ void ClipListModel::thumbnailReady(const QString& key, const QString& imageURL)
     m_thumbnailRows.append(*row);
     if (!m_thumbnailTimer.isActive())
         m_thumbnailTimer.start();
+}
+
+void ClipListModel::grow()
+{
+    const int total = static_cast<int>(m_rows.size());
+    const int next = std::min(total, std::max(m_shown * 2, firstRows));
+    if (next > m_shown) {
+        beginInsertRows({}, m_shown, next - 1);
+        m_shown = next;
+        endInsertRows();
+        emit countChanged();
+    }
+    if (m_shown >= total)
+        m_growTimer.stop();
 }
 
 void ClipListModel::announceThumbnail()
@@ -167,6 +193,8 @@ void ClipListModel::announceThumbnail()
 
 void ClipListModel::markChanged(int row, const QList<int>& roles)
 {
+    if (row >= m_shown)
+        return;
     quint32& bits = m_changed[row];
     for (const int role : roles)
         bits |= 1U << (role - KeyRole);
@@ -204,7 +232,7 @@ void ClipListModel::announce()
 
 int ClipListModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
+    return parent.isValid() ? 0 : m_shown;
 }
 
 QString ClipListModel::statusText(const ClipRow& row, bool runStarted, const ConversionJob* job)
@@ -260,7 +288,7 @@ QString ClipListModel::accessibleName(const ClipRow& row, const QString& status)
 
 QVariant ClipListModel::data(const QModelIndex& index, int role) const
 {
-    if (!index.isValid() || index.row() >= m_rows.size())
+    if (!index.isValid() || index.row() >= m_shown)
         return {};
     const ClipRow& row = m_rows.at(index.row());
     const ConversionJob* const job = m_jobOfRow.at(index.row()).get();

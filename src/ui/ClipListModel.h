@@ -53,6 +53,14 @@ public:
     // bitmaps of a whole card arrive at once.
     static constexpr int thumbnailIntervalMs = 16;
 
+    // A list shown by a switch of view builds its rows this long after it.
+    static constexpr int buildDelayMs = 16;
+    // A card's rows reach the list a few at first, then twice as many a frame
+    // (at 60 Hz) until all are there: the window builds each row it shows in
+    // the frame that adds it, and the first rows fill the list's height.
+    static constexpr int firstRows = 2;
+    static constexpr int growIntervalMs = 16;
+
     explicit ClipListModel(QObject* parent = nullptr);
 
     void setDriver(ConversionViewModel* driver);
@@ -66,7 +74,7 @@ public:
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QHash<int, QByteArray> roleNames() const override;
-    int count() const { return static_cast<int>(m_rows.size()); }
+    int count() const { return m_shown; }
 
     // A row's state in the run, or empty before a run: "waiting", "converting
     // 42 %", "converted", "missing audio", "skipped (already existed)",
@@ -99,12 +107,17 @@ private:
     void announce();
     // Announces the first of the rows whose thumbnail arrived.
     void announceThumbnail();
+    // Adds the next rows of the card to those the list has.
+    void grow();
 
     QPointer<ConversionViewModel> m_driver;
     bool m_active = false;
     // The driver's clips changed while the list was hidden.
     bool m_stale = false;
     QList<ClipRow> m_rows;
+    // How many of m_rows the list has so far.
+    int m_shown = 0;
+    QTimer m_growTimer;
     QHash<QString, int> m_rowOfKey;
     // The last run's job of each row's movie, none before a run or for a clip
     // left out: looked up by row, as the view asks for every role of a row.

@@ -65,8 +65,11 @@ ColumnLayout {
         clip: true
         activeFocusOnTab: true
         keyNavigationEnabled: true
-        // Rows scrolled out of sight serve the rows scrolled in.
+        // Rows scrolled out of sight serve the rows scrolled in. Rows are not
+        // built ahead out of sight: the window would build them in batches of
+        // up to 10 ms of its own time between frames.
         reuseItems: true
+        cacheBuffer: 0
         boundsBehavior: Flickable.StopAtBounds
         implicitHeight: Math.min(count, 6) * rowHeight
         Layout.fillWidth: true
@@ -143,7 +146,9 @@ ColumnLayout {
                         source: row.thumbnail
                         asynchronous: true
                         fillMode: Image.PreserveAspectFit
-                        sourceSize.height: 108
+                        // Loaded at the size it is drawn (times the screen's pixel
+                        // ratio), so no frame scales it again.
+                        sourceSize.height: 54
                     }
                 }
                 ColumnLayout {
@@ -172,31 +177,14 @@ ColumnLayout {
                         Layout.fillWidth: true
                     }
                 }
-                ColumnLayout {
-                    spacing: 2
+                ClipRowState {
+                    // An excluded clip's pairing line says so already.
+                    showsStatus: row.included
+                    status: row.status
+                    progress: row.progress
+                    canOpen: row.canOpen
                     Layout.maximumWidth: 220
-
-                    Label {
-                        objectName: "statusLabel"
-                        // An excluded clip's pairing line says so already.
-                        visible: row.included
-                        text: row.status
-                        font.pixelSize: Theme.captionSize
-                        elide: Text.ElideRight
-                        Layout.fillWidth: true
-                    }
-                    ProgressBar {
-                        visible: row.progress >= 0
-                        value: Math.max(0, row.progress)
-                        Layout.fillWidth: true
-                    }
-                    Button {
-                        objectName: "showInFolderButton"
-                        visible: row.canOpen
-                        flat: true
-                        text: "Show in Folder"
-                        onClicked: presenter.showInFolder(row.key)
-                    }
+                    onShowInFolderRequested: presenter.showInFolder(row.key)
                 }
             }
         }
