@@ -84,14 +84,17 @@ bool waitFor(const std::function<bool()>& condition)
     return QTest::qWaitFor(condition, 120000);
 }
 
-// Every row of the visible clip list has its thumbnail.
+// Every row of the visible clip list is there, a few at a time, and has its thumbnail.
 bool thumbnailsShown(MainWindowFixture& fixture)
 {
+    const qsizetype rows = fixture.session.context->driver()->clipRows().size();
     for (QObject* const found : fixture.window()->findChildren<QObject*>(QStringLiteral("clipList"))) {
         auto* const list = qobject_cast<QQuickItem*>(found);
         if (!list || !list->isVisible())
             continue;
         auto* const model = qobject_cast<ClipListModel*>(list->property("model").value<QObject*>());
+        if (model && model->rowCount() < rows)
+            return false;
         for (int row = 0; model && row < model->rowCount(); ++row)
             if (model->index(row).data(ClipListModel::ThumbnailRole).toString().isEmpty() &&
                 model->index(row).data(ClipListModel::IncludedRole).toBool())
