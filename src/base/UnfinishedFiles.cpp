@@ -80,8 +80,14 @@ Entry::~Entry()
 
 int Entry::create(const std::function<int(const char* path)>& make)
 {
-    if (m_slot < 0)
+    if (m_slot < 0) {
+        // Not on the list, but bound by the same promise.
+        if (ending.load()) {
+            errno = ECANCELED;
+            return -1;
+        }
         return make(m_path.constData());
+    }
     creators[m_slot].store(::gettid());
     int expected = listed;
     // Marked as creating before `ending` is read: a removal that begins after

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <fcntl.h>
 #include <functional>
 #include <QElapsedTimer>
@@ -167,19 +168,21 @@ private slots:
     }
 
     // A copier that lists or creates its file only after the removal went
-    // past it creates nothing.
+    // past it creates nothing, nor does one whose path the list cannot hold.
     void noFileIsCreatedOnceTheRemovalHasBegun()
     {
         const QString listedBefore = path(QStringLiteral("A.MXF.tolvane-part"));
         const QString listedAfter = path(QStringLiteral("B.MXF.tolvane-part"));
+        const QString tooLong = path(QString(PATH_MAX, QLatin1Char('C')));
         const int finding = inChildProcess([&] {
             UnfinishedFiles::Entry before(listedBefore);
+            UnfinishedFiles::Entry unlisted(tooLong);
             UnfinishedFiles::removeAll();
             UnfinishedFiles::Entry after(listedAfter);
-            if (!before.isListed() || !after.isListed())
+            if (!before.isListed() || !after.isListed() || unlisted.isListed())
                 return notListed;
             bool made = false;
-            for (UnfinishedFiles::Entry* entry : {&before, &after}) {
+            for (UnfinishedFiles::Entry* entry : {&before, &after, &unlisted}) {
                 errno = 0;
                 const int fd = entry->create([&made](const char* name) {
                     made = true;
