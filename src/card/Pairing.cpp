@@ -454,6 +454,58 @@ Verdicts& verdicts()
     return instance;
 }
 
+// Matches what the probes found to the clips' XML. Every essence file is
+// looked at on disk, so it runs on a worker: a card of hundreds of clips would
+// otherwise hold the window for several frames.
+PairingResult match(const P2CardStructure& structure, const QHash<QString, QString>& videoUMIDs,
+                    const QHash<QString, QString>& audioUMIDs, bool probeAvailable,
+                    const QStringList& timedOut, const QList<ClipMetadata>& metadata,
+                    bool allowUnsafeFallback)
+{
+    Matcher matcher(structure, videoUMIDs, audioUMIDs, probeAvailable);
+    if (!probeAvailable)
+        matcher.result.summaryLines.append(QStringLiteral(
+            "ffprobe not found — clips cannot be verified by UMID. Only unsafe fallback pairing "
+            "is possible (enable it in Settings)."));
+    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
+        matcher.result.summaryLines.append(P2Scanner::unreadableSentence(entry));
+    for (const FileSystemUtilities::PassedOver& entry : structure.passedOver)
+        matcher.result.summaryLines.append(P2Scanner::passedOverSentence(entry));
+    if (probeAvailable) {
+        // An empty file is said as such; one whose probe ran out of time below.
+        QSet<QString> headerless;
+        for (const QString& file : structure.videoFiles + structure.audioFiles) {
+            const bool probed = videoUMIDs.contains(file) || audioUMIDs.contains(file);
+            if (probed || timedOut.contains(file) || FileSystemUtilities::fileSize(file) == 0)
+                continue;
+            headerless.insert(file);
+            matcher.result.summaryLines.append(
+                QStringLiteral("“%1”: %2.")
+                    .arg(DisplayText::escaped(QFileInfo(file).fileName()), headerUnreadableReason()));
+        }
+        matcher.setHeaderless(std::move(headerless));
+    }
+    if (!timedOut.isEmpty()) {
+        QStringList names;
+        for (const QString& file : std::as_const(timedOut))
+            names.append(QFileInfo(file).fileName());
+        FileSystemUtilities::sortByFileName(names);
+        const auto limit = std::chrono::duration_cast<std::chrono::seconds>(ToolLimits::current().query);
+        matcher.result.summaryLines.append(
+            QStringLiteral("ffprobe did not answer within %1 s for %2 file(s), "
+                           "which therefore match no clip: %3.")
+                .arg(limit.count())
+                .arg(names.size())
+                .arg(names.join(QStringLiteral(", "))));
+    }
+    for (const ClipMetadata& clipMetadata : metadata)
+        matcher.pairXML(clipMetadata);
+    matcher.pairUnverifiedVideos(allowUnsafeFallback);
+    matcher.reportUnusedAudio();
+
+    return std::move(matcher.result);
+}
+
 } // namespace
 
 QString headerUnreadableReason()
@@ -530,57 +582,18 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
         videoUMIDs = co_await probeUMIDs(structure.videoFiles, ProbeBatch::maximumConcurrency, tally);
         audioUMIDs = co_await probeUMIDs(structure.audioFiles, ProbeBatch::maximumConcurrency, tally);
     }
-    const QStringList& timedOut = tally.timedOut;
     const QList<ClipMetadata> metadata = co_await metadataFuture;
 
-    Matcher matcher(structure, videoUMIDs, audioUMIDs, probeAvailable);
-    if (!probeAvailable)
-        matcher.result.summaryLines.append(QStringLiteral(
-            "ffprobe not found — clips cannot be verified by UMID. Only unsafe fallback pairing "
-            "is possible (enable it in Settings)."));
-    for (const FileSystemUtilities::Unreadable& entry : structure.unreadable)
-        matcher.result.summaryLines.append(P2Scanner::unreadableSentence(entry));
-    for (const FileSystemUtilities::PassedOver& entry : structure.passedOver)
-        matcher.result.summaryLines.append(P2Scanner::passedOverSentence(entry));
-    if (probeAvailable) {
-        // An empty file is said as such; one whose probe ran out of time below.
-        QSet<QString> headerless;
-        for (const QString& file : structure.videoFiles + structure.audioFiles) {
-            const bool probed = videoUMIDs.contains(file) || audioUMIDs.contains(file);
-            if (probed || timedOut.contains(file) || FileSystemUtilities::fileSize(file) == 0)
-                continue;
-            headerless.insert(file);
-            matcher.result.summaryLines.append(
-                QStringLiteral("“%1”: %2.")
-                    .arg(DisplayText::escaped(QFileInfo(file).fileName()), headerUnreadableReason()));
-        }
-        matcher.setHeaderless(std::move(headerless));
-    }
-    if (!timedOut.isEmpty()) {
-        QStringList names;
-        for (const QString& file : std::as_const(timedOut))
-            names.append(QFileInfo(file).fileName());
-        FileSystemUtilities::sortByFileName(names);
-        const auto limit = std::chrono::duration_cast<std::chrono::seconds>(ToolLimits::current().query);
-        matcher.result.summaryLines.append(
-            QStringLiteral("ffprobe did not answer within %1 s for %2 file(s), "
-                           "which therefore match no clip: %3.")
-                .arg(limit.count())
-                .arg(names.size())
-                .arg(names.join(QStringLiteral(", "))));
-    }
-    for (const ClipMetadata& clipMetadata : metadata)
-        matcher.pairXML(clipMetadata);
-    matcher.pairUnverifiedVideos(allowUnsafeFallback);
-    matcher.reportUnusedAudio();
-
-    PairingResult result = std::move(matcher.result);
+    QFuture<PairingResult> matching =
+        QtConcurrent::run(match, structure, videoUMIDs, audioUMIDs, probeAvailable, tally.timedOut, metadata,
+                          allowUnsafeFallback);
+    PairingResult result = co_await matching;
     const QHash<QUuid, ClipSortKey> keys = co_await resolveShootOrder(result.clips);
     applyShootOrder(result.clips, keys);
     copyShootOrder(result.clips, result.entries);
     // A probe that timed out or never started is asked again next time, so its
     // pairing is not one to repeat.
-    if (structure.snapshot != 0 && timedOut.isEmpty() &&
+    if (structure.snapshot != 0 && tally.timedOut.isEmpty() &&
         ProbeCache::statistics().answersNotRemembered == answersNotRememberedBefore)
         verdicts().remember(key, result);
     co_return result;
