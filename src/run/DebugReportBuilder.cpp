@@ -11,6 +11,7 @@
 #include <QCoroFuture>
 #include <QFileInfo>
 #include <QtConcurrent>
+#include <QThread>
 
 namespace DebugReportBuilder {
 
@@ -371,6 +372,11 @@ QString render(const QList<P2Clip>& clips, const QList<PairingReportEntry>& allE
     return lines.join(u'\n') + u'\n';
 }
 
+int toolsInFlight()
+{
+    return std::max(2, QThread::idealThreadCount());
+}
+
 QCoro::Task<Facts> gather(QList<P2Clip> clips)
 {
     QStringList videos;
@@ -387,19 +393,21 @@ QCoro::Task<Facts> gather(QList<P2Clip> clips)
     }
     Facts facts;
     facts.ffmpegPath = FFmpegService::resolvedFFmpegPath();
-    // All four groups are under way before the first result is awaited.
+    const int inFlight = toolsInFlight();
+    // Each task is made just before it is awaited: a task starts when made.
     QCoro::Task<QHash<QString, MediaProbe>> videoProbes =
-        BoundedTasks::run<MediaProbe>(videos, groupConcurrency, probe);
-    QCoro::Task<QHash<QString, MediaProbe>> audioProbes =
-        BoundedTasks::run<MediaProbe>(audio, groupConcurrency, probe);
-    QCoro::Task<QHash<QString, FFmpegService::SourceFacts>> sources =
-        BoundedTasks::run<FFmpegService::SourceFacts>(videos, groupConcurrency, source);
-    QCoro::Task<QHash<QString, QList<AudioLevel>>> levels = BoundedTasks::run<QList<AudioLevel>>(
-        videosWithAudio, groupConcurrency,
-        [audioOfVideo](const QString& video) { return clipLevels(audioOfVideo.value(video)); });
+        BoundedTasks::run<MediaProbe>(videos, inFlight, probe);
     facts.videoProbes = co_await videoProbes;
+    QCoro::Task<QHash<QString, MediaProbe>> audioProbes =
+        BoundedTasks::run<MediaProbe>(audio, inFlight, probe);
     facts.audioProbes = co_await audioProbes;
+    QCoro::Task<QHash<QString, FFmpegService::SourceFacts>> sources =
+        BoundedTasks::run<FFmpegService::SourceFacts>(videos, inFlight, source);
     facts.videoSources = co_await sources;
+    QCoro::Task<QHash<QString, QList<AudioLevel>>> levels =
+        BoundedTasks::run<QList<AudioLevel>>(videosWithAudio, inFlight, [audioOfVideo](const QString& video) {
+            return clipLevels(audioOfVideo.value(video));
+        });
     const QHash<QString, QList<AudioLevel>> levelsOfVideo = co_await levels;
     for (auto clip = levelsOfVideo.constBegin(); clip != levelsOfVideo.constEnd(); ++clip) {
         const QStringList& paths = audioOfVideo.value(clip.key());
@@ -414,10 +422,13 @@ QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEnt
                            bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots,
                            bool writeClipMetadata)
 {
-    const Facts facts = co_await gather(clips);
-    co_return co_await QtConcurrent::run(render, clips, allEntries, facts, audioOffsetSeconds, profile,
-                                         prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc(),
-                                         joinedShots, writeClipMetadata);
+    Facts facts = co_await gather(clips);
+    // The facts are handed over whole, so that they are also freed on the
+    // worker: those of hundreds of clips take the window several milliseconds.
+    QFuture<QString> rendering = QtConcurrent::run(
+        render, clips, allEntries, std::move(facts), audioOffsetSeconds, profile,
+        prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc(), joinedShots, writeClipMetadata);
+    co_return co_await rendering;
 }
 
 } // namespace DebugReportBuilder

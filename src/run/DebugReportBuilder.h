@@ -27,8 +27,11 @@
 // with the run, beside the other files a run writes.
 namespace DebugReportBuilder {
 
-// No more tool processes than this run at once within one gathering group.
-constexpr int groupConcurrency = 6;
+// How many tool processes the gathering keeps in flight: as many as the
+// machine has cores, at least two. The report is written after a run, in the
+// background; more processes than cores would only keep the window waiting
+// for a core while they take turns, and finish no sooner.
+int toolsInFlight();
 
 // Everything the tools said, keyed by file path; a file the tool could not
 // answer for has no entry.
@@ -56,9 +59,9 @@ QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEnt
                            bool prefixExportsWithOrderNumber, QList<SpannedShot> joinedShots = {},
                            bool writeClipMetadata = false);
 
-// Runs four groups together (full probes of the videos, full probes of the
-// audio files, timecodes of the videos, levels of each clip's audio files in
-// one run per clip), each with at most `groupConcurrency` tool processes in flight.
+// Runs four groups one after another (full probes of the videos, full probes
+// of the audio files, timecodes of the videos, levels of each clip's audio
+// files in one run per clip), each with at most `toolsInFlight()` tool processes.
 QCoro::Task<Facts> gather(QList<P2Clip> clips);
 
 // The report text from gathered facts, ending with a line feed.
