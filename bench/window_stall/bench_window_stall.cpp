@@ -7,7 +7,7 @@
 // card's size. A 5 ms timer on the GUI thread records the gaps between
 // its ticks; a gap is a stall of the loop (rendering included: the offscreen
 // platform draws on the GUI thread). Reports the longest gap and the number of
-// gaps over 50 ms in each stretch.
+// gaps over 16 ms (a frame at 60 Hz) and over 50 ms in each stretch.
 //
 // A gap is the GUI thread's own work, time it waited for a free core, and
 // time it slept. For the longest gap the first two are shown (from the
@@ -82,6 +82,7 @@ public:
         m_longestCpuMs = 0;
         m_longestWaitedMs = 0;
         m_ownWorkMs = 0;
+        m_over16 = 0;
         m_over50 = 0;
         m_ownOver8 = 0;
         m_clock.start();
@@ -95,10 +96,11 @@ public:
     void report(const char* stretch, qint64 durationMs) const
     {
         std::printf("%-8s %6.1f s   longest stall %4lld ms (own work %3lld ms, waiting for a core %3lld ms)"
-                    "   stalls over 50 ms: %3d   longest own work %3lld ms   own work over 8 ms: %3d\n",
+                    "   stalls over 16 ms: %3d, over 50 ms: %3d   longest own work %3lld ms   own work over "
+                    "8 ms: %3d\n",
                     stretch, durationMs / 1000.0, static_cast<long long>(m_longestMs),
                     static_cast<long long>(m_longestCpuMs), static_cast<long long>(m_longestWaitedMs),
-                    m_over50, static_cast<long long>(m_ownWorkMs), m_ownOver8);
+                    m_over16, m_over50, static_cast<long long>(m_ownWorkMs), m_ownOver8);
         std::fflush(stdout);
     }
 
@@ -118,6 +120,8 @@ private:
             m_longestWaitedMs = waitedMs;
         }
         m_ownWorkMs = std::max(m_ownWorkMs, cpuMs);
+        if (gap > 16)
+            ++m_over16;
         if (gap > 50)
             ++m_over50;
         if (cpuMs > 8)
@@ -141,6 +145,7 @@ private:
     qint64 m_longestCpuMs = 0;
     qint64 m_longestWaitedMs = 0;
     qint64 m_ownWorkMs = 0;
+    int m_over16 = 0;
     int m_over50 = 0;
     int m_ownOver8 = 0;
 };
