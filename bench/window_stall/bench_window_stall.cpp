@@ -57,7 +57,8 @@ struct ThreadClock
         clock.cpu = qint64(cpu.tv_sec) * 1000000000 + cpu.tv_nsec;
         // Linux: run time, then time spent runnable but waiting on a run queue.
         if (schedstat.isOpen() && schedstat.seek(0)) {
-            const QList<QByteArray> fields = schedstat.readLine().split(' ');
+            // One read: unbuffered, a line would be read a byte at a time.
+            const QList<QByteArray> fields = schedstat.read(128).split(' ');
             clock.waited = fields.value(1).toLongLong();
         }
         return clock;

@@ -5,6 +5,7 @@ import QtQuick.Controls.impl
 IconImage {
     property int size: 16
 
+    asynchronous: true
     sourceSize.width: size
     sourceSize.height: size
     width: size

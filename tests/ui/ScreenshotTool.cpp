@@ -63,6 +63,9 @@ public:
     bool shoot(const QString& name)
     {
         QTest::qWait(120);
+        // Icons load beside the window: a picture waits for those on screen.
+        if (!QTest::qWaitFor([this] { return !imagesLoading(); }, 10000))
+            QTextStream(stderr) << "icons still loading in " << name << "\n";
         const QImage image = m_fixture.window()->grabWindow();
         const QString path = QDir(m_folder).filePath(name + m_suffix + QStringLiteral(".png"));
         if (image.isNull() || !image.save(path)) {
@@ -74,6 +77,17 @@ public:
     }
 
 private:
+    bool imagesLoading() const
+    {
+        for (QQuickItem* const item : m_fixture.window()->contentItem()->findChildren<QQuickItem*>()) {
+            // Image.Loading, of any image item that is shown.
+            if (item->isVisible() && item->property("asynchronous").toBool() &&
+                item->property("status").toInt() == 2)
+                return true;
+        }
+        return false;
+    }
+
     MainWindowFixture& m_fixture;
     QString m_folder;
     QString m_suffix;
