@@ -266,6 +266,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
         if (bounds->virtualFileSystems.contains(type))
             return {.files = {},
                     .unlisted = {},
+                    .passedOver = {},
                     .folders = {},
                     .stopped = QStringLiteral("“%1” is on a %2 file system, which the system makes up; it "
                                               "holds no camera files.")
@@ -321,6 +322,7 @@ Walk walk(const QString& folder, const QSet<QString>& extensions, const WalkBoun
             if (bounds && ++filesSeen > bounds->maximumFiles)
                 return {.files = {},
                         .unlisted = {},
+                        .passedOver = {},
                         .folders = {},
                         .stopped =
                             QStringLiteral("Stopped looking after %1 files below “%2” without finding a "

@@ -1,6 +1,7 @@
 #include "card/Pairing.h"
 
 #include "base/DisplayText.h"
+#include "base/Workers.h"
 #include "card/FileSystemUtilities.h"
 #include "card/P2MetadataParser.h"
 #include "card/P2Scanner.h"
@@ -570,7 +571,8 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const int answersNotRememberedBefore = ProbeCache::statistics().answersNotRemembered;
 
     // The XML files are read on a worker thread while the probes run.
-    QFuture<QList<ClipMetadata>> metadataFuture = QtConcurrent::run(parseAll, structure.clipXMLFiles);
+    QFuture<QList<ClipMetadata>> metadataFuture =
+        QtConcurrent::run(Workers::pool(), parseAll, structure.clipXMLFiles);
 
     const bool probeAvailable = key.ffprobe.has_value();
     QHash<QString, QString> videoUMIDs;
@@ -585,8 +587,8 @@ QCoro::Task<PairingResult> pairClips(P2CardStructure structure, bool allowUnsafe
     const QList<ClipMetadata> metadata = co_await metadataFuture;
 
     QFuture<PairingResult> matching =
-        QtConcurrent::run(match, structure, videoUMIDs, audioUMIDs, probeAvailable, tally.timedOut, metadata,
-                          allowUnsafeFallback);
+        QtConcurrent::run(Workers::pool(), match, structure, videoUMIDs, audioUMIDs, probeAvailable,
+                          tally.timedOut, metadata, allowUnsafeFallback);
     PairingResult result = co_await matching;
     const QHash<QUuid, ClipSortKey> keys = co_await resolveShootOrder(result.clips);
     applyShootOrder(result.clips, keys);

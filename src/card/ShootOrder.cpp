@@ -1,5 +1,6 @@
 #include "card/ShootOrder.h"
 
+#include "base/Workers.h"
 #include "card/ProbeBatch.h"
 #include "media/FFmpegService.h"
 
@@ -191,7 +192,7 @@ QCoro::Task<QHash<QUuid, ClipSortKey>> resolveShootOrder(QList<P2Clip> clips)
     }
 
     const QHash<QString, QDateTime> systemDates =
-        co_await QtConcurrent::run(fileSystemDates, videosWithoutKey(clips, keys));
+        co_await QtConcurrent::run(Workers::pool(), fileSystemDates, videosWithoutKey(clips, keys));
     for (const P2Clip& clip : clips) {
         if (!keys.contains(clip.id))
             keys.insert(clip.id, dateKey(systemDates.value(clip.videoURL, distantPast()),

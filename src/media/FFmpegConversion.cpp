@@ -1,6 +1,7 @@
 // The conversion of one clip into a ProRes movie.
 
 #include "base/Durability.h"
+#include "base/Workers.h"
 #include "media/FFmpegError.h"
 #include "media/FFmpegService.h"
 #include "media/OutputTailCollector.h"
@@ -215,7 +216,7 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
     // holds a whole movie or is not there. Flushing gigabytes takes a while,
     // so it happens off this thread.
     QFuture<std::optional<QString>> flushing =
-        QtConcurrent::run([temporary] { return Durability::flushFile(temporary); });
+        QtConcurrent::run(Workers::pool(), [temporary] { return Durability::flushFile(temporary); });
     if (const std::optional<QString> failure = co_await flushing) {
         QFile::remove(temporary);
         throw PlatformError(flushMessage(temporary, *failure));
@@ -228,7 +229,7 @@ QCoro::Task<> FFmpegService::runToOutput(QString ffmpegPath, QStringList argumen
         throw PlatformError(
             fileSystemMessage(QStringLiteral("Could not move the converted file to"), outputPath, error));
     QFuture<std::optional<QString>> flushingFolder =
-        QtConcurrent::run([outputPath] { return Durability::flushFolderOf(outputPath); });
+        QtConcurrent::run(Workers::pool(), [outputPath] { return Durability::flushFolderOf(outputPath); });
     if (const std::optional<QString> failure = co_await flushingFolder)
         throw PlatformError(flushMessage(QFileInfo(outputPath).path(), *failure));
 }

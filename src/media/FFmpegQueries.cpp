@@ -3,6 +3,7 @@
 // child. Every answer is remembered for as long as its file is unchanged; none
 // ever fails.
 
+#include "base/Workers.h"
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "media/ProcessRunner.h"
@@ -27,7 +28,7 @@ QCoro::Task<std::optional<QByteArray>> toolOutput(QString program, QStringList a
     const QString query = program + QLatin1Char('\n') + arguments.join(QLatin1Char('\n'));
     // A file on a stalled volume must not hold up the calling thread.
     QFuture<std::optional<ProbeCache::FileIdentity>> identifying =
-        QtConcurrent::run(ProbeCache::identify, path);
+        QtConcurrent::run(Workers::pool(), ProbeCache::identify, path);
     const std::optional<ProbeCache::FileIdentity> identity = co_await identifying;
     if (identity) {
         if (std::optional<QByteArray> known = ProbeCache::answer(path, *identity, query))
@@ -139,7 +140,7 @@ QCoro::Task<QHash<QString, QString>> FFmpegService::headerUMIDs(QStringList path
     if (!resolvedFFprobePath())
         co_return {};
     QFuture<QHash<QString, MXFHeaderFacts>> reading =
-        QtConcurrent::run(ProbeCache::readHeaders, std::move(paths));
+        QtConcurrent::run(Workers::pool(), ProbeCache::readHeaders, std::move(paths));
     const QHash<QString, MXFHeaderFacts> facts = co_await reading;
     QHash<QString, QString> umids;
     for (auto it = facts.constBegin(); it != facts.constEnd(); ++it)

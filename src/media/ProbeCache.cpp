@@ -1,5 +1,7 @@
 #include "media/ProbeCache.h"
 
+#include "base/Workers.h"
+
 #include <QCoroFuture>
 #include <QElapsedTimer>
 #include <QFile>
@@ -80,7 +82,8 @@ std::optional<FileIdentity> identify(const QString& path)
 
 QCoro::Task<std::optional<MXFHeaderFacts>> headerFacts(QString path)
 {
-    QFuture<std::optional<MXFHeaderFacts>> reading = QtConcurrent::run(readRemembered, std::move(path));
+    QFuture<std::optional<MXFHeaderFacts>> reading =
+        QtConcurrent::run(Workers::pool(), readRemembered, std::move(path));
     co_return co_await reading;
 }
 

@@ -3,6 +3,7 @@
 #include "backup/BackupEngine.h"
 #include "backup/BackupText.h"
 #include "base/AppInfo.h"
+#include "base/Workers.h"
 #include "run/BackupConsole.h"
 #include "run/InterruptWatcher.h"
 
@@ -55,7 +56,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     {
         BackupConsole console(progress, interrupts);
         result = co_await QtConcurrent::run(
-            [&request, &progress] { return BackupEngine::run(request, progress); });
+            Workers::pool(), [&request, &progress] { return BackupEngine::run(request, progress); });
     }
 
     const QString problems = result->problems.join(QLatin1Char('\n')) + QLatin1Char('\n');

@@ -3,6 +3,7 @@
 #include "backup/BackupEngine.h"
 #include "backup/BackupText.h"
 #include "base/AppInfo.h"
+#include "base/Workers.h"
 #include "run/BackupProgressText.h"
 #include "run/ClipRow.h"
 #include "run/ConversionViewModel.h"
@@ -160,8 +161,8 @@ QCoro::Task<> BackupFirst::backUpThenConvert(QString card, QStringList destinati
 
     // Started outside the co_await: g++ 12 destroys a lambda's captured copies
     // made inside a co_await expression twice.
-    QFuture<BackupResult> backingUp =
-        QtConcurrent::run([request, progress] { return BackupEngine::run(request, *progress); });
+    QFuture<BackupResult> backingUp = QtConcurrent::run(
+        Workers::pool(), [request, progress] { return BackupEngine::run(request, *progress); });
     const BackupResult result = co_await backingUp;
     if (!self)
         co_return;

@@ -1,6 +1,7 @@
 #include "run/ConversionViewModel.h"
 
 #include "base/DisplayText.h"
+#include "base/Workers.h"
 #include "card/FileSystemUtilities.h"
 #include "card/P2Scanner.h"
 #include "card/PairingReport.h"
@@ -240,7 +241,7 @@ QCoro::Task<> ConversionViewModel::scanAndPair(std::optional<QString> rootURL, P
     // A run keeps the clips it started with.
     const auto dropped = [&self] { return !self || self->isConverting(); };
     if (rootURL) {
-        structure = co_await QtConcurrent::run(P2Scanner::scan, *rootURL);
+        structure = co_await QtConcurrent::run(Workers::pool(), P2Scanner::scan, *rootURL);
         if (dropped())
             co_return;
     }
@@ -442,8 +443,8 @@ QCoro::Task<> ConversionViewModel::runBatch(std::shared_ptr<ConversionQueue> que
     const QPointer<ConversionViewModel> self(this);
     const std::shared_ptr<DesktopSession> session = m_session;
     // So may earlier runs' folders beside it, interrupted by a crash or a power cut.
-    QFuture<void> sweeping =
-        QtConcurrent::run(RunFolderLock::removeAbandonedTemporaries, QFileInfo(outputFolder).path());
+    QFuture<void> sweeping = QtConcurrent::run(Workers::pool(), RunFolderLock::removeAbandonedTemporaries,
+                                               QFileInfo(outputFolder).path());
     co_await sweeping;
     if (checkFreeSpace && !queue->isCancelled()) {
         QCoro::Task<std::optional<QString>> checking =
@@ -801,8 +802,8 @@ QCoro::Task<> ConversionViewModel::finishBatch(QString outputFolder, std::option
             runMovies.append(job->clipName());
     }
     QFuture<QStringList> writing =
-        QtConcurrent::run(writeRunReports, m_conversionReportLines, pairingReportText(), m_ffmpegErrorLines,
-                          runMovies, m_notChosenNames, outputFolder);
+        QtConcurrent::run(Workers::pool(), writeRunReports, m_conversionReportLines, pairingReportText(),
+                          m_ffmpegErrorLines, runMovies, m_notChosenNames, outputFolder);
     const QStringList writeFailures = co_await writing;
     if (!self) {
         if (session)
@@ -871,7 +872,7 @@ QCoro::Task<> ConversionViewModel::writeRunDebugReport(QList<P2Clip> clips, QLis
     // A named future: as a temporary inside the co_await expression, g++ 12
     // would destroy the lambda's captured texts twice.
     QFuture<std::optional<QString>> written =
-        QtConcurrent::run([report, path] { return LogWriter::writeText(report, path); });
+        QtConcurrent::run(Workers::pool(), [report, path] { return LogWriter::writeText(report, path); });
     const std::optional<QString> failure = co_await written;
     // The run is over once its last report is written, unless another has begun.
     if (session && !(self && self->isConverting()))

@@ -1,6 +1,7 @@
 #include "run/DebugReportBuilder.h"
 
 #include "base/DisplayText.h"
+#include "base/Workers.h"
 #include "card/ShootOrder.h"
 #include "media/BoundedTasks.h"
 #include "media/FFmpegService.h"
@@ -426,7 +427,7 @@ QCoro::Task<QString> build(QList<P2Clip> clips, QList<PairingReportEntry> allEnt
     // The facts are handed over whole, so that they are also freed on the
     // worker: those of hundreds of clips take the window several milliseconds.
     QFuture<QString> rendering = QtConcurrent::run(
-        render, clips, allEntries, std::move(facts), audioOffsetSeconds, profile,
+        Workers::pool(), render, clips, allEntries, std::move(facts), audioOffsetSeconds, profile,
         prefixExportsWithOrderNumber, QDateTime::currentDateTimeUtc(), joinedShots, writeClipMetadata);
     co_return co_await rendering;
 }

@@ -1,6 +1,7 @@
 #include "run/DebugReportCommand.h"
 
 #include "base/DisplayText.h"
+#include "base/Workers.h"
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
 #include "media/FFmpegError.h"
@@ -33,7 +34,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
         co_return Outcome{usageOrUnusableCard, QString(), *error};
     const QString outputFile = parser.value(QStringLiteral("output"));
 
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
+    const P2CardStructure structure =
+        co_await QtConcurrent::run(Workers::pool(), P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
         co_return Outcome{usageOrUnusableCard, QString(),
                           P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};

@@ -1,5 +1,6 @@
 #include "run/ScanCommand.h"
 
+#include "base/Workers.h"
 #include "card/P2Scanner.h"
 #include "card/Pairing.h"
 #include "card/PairingReport.h"
@@ -78,7 +79,8 @@ QCoro::Task<Outcome> run(QStringList arguments)
     Timings timings;
     QElapsedTimer clock;
     clock.start();
-    const P2CardStructure structure = co_await QtConcurrent::run(P2Scanner::scan, cardFolder);
+    const P2CardStructure structure =
+        co_await QtConcurrent::run(Workers::pool(), P2Scanner::scan, cardFolder);
     if (structure.videoFiles.isEmpty())
         co_return Outcome{usageOrNoVideo, QString(),
                           P2Scanner::noVideoMessage(structure) + QLatin1Char('\n')};

@@ -2,6 +2,7 @@
 
 #include "backup/BackupVerifier.h"
 #include "base/AppInfo.h"
+#include "base/Workers.h"
 #include "run/BackupCommand.h"
 #include "run/BackupConsole.h"
 #include "run/InterruptWatcher.h"
@@ -42,7 +43,7 @@ QCoro::Task<Outcome> run(QStringList arguments)
     std::optional<VerifyResult> result;
     {
         BackupConsole console(progress, interrupts);
-        result = co_await QtConcurrent::run([&copy, &started, &progress] {
+        result = co_await QtConcurrent::run(Workers::pool(), [&copy, &started, &progress] {
             return BackupVerifier::run(copy, QSysInfo::machineHostName(),
                                        QString::fromLatin1(AppInfo::applicationName),
                                        QString::fromLatin1(AppInfo::version), started, progress);

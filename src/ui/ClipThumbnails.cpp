@@ -1,5 +1,6 @@
 #include "ui/ClipThumbnails.h"
 
+#include "base/Workers.h"
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "media/ProcessRunner.h"
@@ -143,7 +144,7 @@ void ClipThumbnails::request(const QString& iconFolder, QList<Request> requests)
 QCoro::Task<> ClipThumbnails::load(std::shared_ptr<State> state, int generation, QString iconFolder,
                                    QList<Request> requests)
 {
-    const auto [found, toTake] = co_await QtConcurrent::run(lookUp, iconFolder, requests);
+    const auto [found, toTake] = co_await QtConcurrent::run(Workers::pool(), lookUp, iconFolder, requests);
     if (state->generation != generation || !state->ready)
         co_return;
     for (const Found& image : found)
@@ -181,7 +182,8 @@ QCoro::Task<> ClipThumbnails::takeFrames()
             continue;
         const QByteArray png = result.standardOutput;
         const QString videoURL = frame.request.videoURL;
-        const std::optional<QString> url = co_await QtConcurrent::run(storeFrame, videoURL, png);
+        const std::optional<QString> url =
+            co_await QtConcurrent::run(Workers::pool(), storeFrame, videoURL, png);
         if (url && frame.owner->ready)
             frame.owner->ready(frame.request.key, *url);
     }

@@ -1,5 +1,6 @@
 #include "run/ConversionViewModel.h"
 
+#include "base/Workers.h"
 #include "card/PairingReport.h"
 #include "DriverSession.h"
 #include "media/FFmpegService.h"
@@ -54,15 +55,15 @@ SyntheticCard::ClipSpec clipWithoutXml(int n, int audioCount)
     return clip;
 }
 
-// Every worker thread of the global pool busy until the object goes, so work
-// handed to QtConcurrent::run meanwhile cannot start, let alone end.
+// Every thread of a pool (the workers' by default) busy until the object goes,
+// so work handed to that pool meanwhile cannot start, let alone end.
 class WorkersHeld
 {
 public:
-    WorkersHeld() : m_workers(QThreadPool::globalInstance()->maxThreadCount())
+    explicit WorkersHeld(QThreadPool* pool = Workers::pool()) : m_workers(pool->maxThreadCount())
     {
         for (int i = 0; i < m_workers; ++i)
-            QThreadPool::globalInstance()->start([gates = m_gates] {
+            pool->start([gates = m_gates] {
                 gates->started.release();
                 gates->released.acquire();
             });
@@ -357,6 +358,17 @@ private slots:
         QVERIFY(driver_->clips().isEmpty());
     }
 
+    // Qt's own painting hands parts of its work to Qt's global pool and waits
+    // for them: a scan never needs a thread of that pool, so a window drawing
+    // while a card is scanned never waits behind the scan.
+    void scanningNeedsNoThreadOfQtsOwnPool()
+    {
+        WorkersHeld qtsOwn(QThreadPool::globalInstance());
+        driver_->scan(mixedCard_);
+        QVERIFY(waitUntilScanned());
+        QCOMPARE(driver_->statusMessage(), oneVerifiedText);
+    }
+
     void twoQuickScansBothApplyInTheOrderTheyFinish()
     {
         const QString unverifiedText =
@@ -396,7 +408,7 @@ private slots:
         history_ = std::make_unique<ConversionHistoryStore>(std::make_shared<MemoryKeyValueStore>());
         driver_ = std::make_unique<ConversionViewModel>(*settings_, *recent_, *history_, desktop_);
         driver_->scan(mixedCard_);
-        QThreadPool::globalInstance()->waitForDone();
+        Workers::pool()->waitForDone();
         QCoreApplication::processEvents();
         driver_.reset();
 

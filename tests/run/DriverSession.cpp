@@ -1,5 +1,6 @@
 #include "DriverSession.h"
 
+#include "base/Workers.h"
 #include "store/MemoryKeyValueStore.h"
 
 #include <QCoreApplication>
@@ -8,7 +9,7 @@
 void drainBackgroundWork()
 {
     for (int round = 0; round < 3; ++round) {
-        QThreadPool::globalInstance()->waitForDone();
+        Workers::pool()->waitForDone();
         QCoreApplication::processEvents();
     }
 }

@@ -1,5 +1,6 @@
 #include "UiTestSupport.h"
 
+#include "base/Workers.h"
 #include "card/P2MetadataParser.h"
 #include "store/MemoryKeyValueStore.h"
 #include "SyntheticCard.h"
@@ -44,7 +45,7 @@ UiSession::~UiSession()
     AppContext::setCurrent(nullptr);
     context.reset();
     for (int round = 0; round < 3; ++round) {
-        QThreadPool::globalInstance()->waitForDone();
+        Workers::pool()->waitForDone();
         QCoreApplication::processEvents();
     }
 }

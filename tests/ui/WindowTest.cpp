@@ -1,5 +1,6 @@
 #include "backup/BackupText.h"
 #include "base/DisplayText.h"
+#include "base/Workers.h"
 #include "media/FFmpegService.h"
 #include "media/ProbeCache.h"
 #include "store/QSettingsKeyValueStore.h"
@@ -763,7 +764,7 @@ private:
     static void drainWork()
     {
         for (int round = 0; round < 3; ++round) {
-            QThreadPool::globalInstance()->waitForDone();
+            Workers::pool()->waitForDone();
             QCoreApplication::processEvents();
         }
     }
