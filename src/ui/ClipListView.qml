@@ -183,6 +183,9 @@ ColumnLayout {
                     status: row.status
                     progress: row.progress
                     canOpen: row.canOpen
+                    // One width for every row with a status, so the statuses
+                    // line up; none before a run, when no row has one.
+                    Layout.preferredWidth: (showsStatus && status.length > 0) || canOpen ? 180 : 0
                     Layout.maximumWidth: 220
                     onShowInFolderRequested: presenter.showInFolder(row.key)
                 }
