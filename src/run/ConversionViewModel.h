@@ -136,6 +136,8 @@ public:
     QVariant outputFolderURLValue() const;
 
     bool isConverting() const { return m_phase == Phase::converting || m_phase == Phase::cancelling; }
+    // The last run's debug report is still being gathered or written.
+    bool runDebugReportPending() const { return !m_runDebugReport.isReady(); }
     bool canConvert() const;
     bool canExportDebugReport() const;
     // The pairing report of the loaded card, as PAIRING_REPORT.txt holds it.

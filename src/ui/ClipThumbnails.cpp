@@ -111,6 +111,11 @@ ClipThumbnails::Frames& ClipThumbnails::frames()
     return queue;
 }
 
+int ClipThumbnails::framesInProgress()
+{
+    return static_cast<int>(frames().running);
+}
+
 ClipThumbnails::ClipThumbnails(Ready ready) : m_state(std::make_shared<State>())
 {
     m_state->ready = std::move(ready);

@@ -48,6 +48,10 @@ public:
     // Where the frame a tenth into a clip of `durationSeconds` is taken.
     static double frameSeconds(std::optional<double> durationSeconds);
 
+    // How many frames are being taken now, for every object together; a
+    // frame asked for by an object since gone still finishes.
+    static int framesInProgress();
+
 private:
     struct State;
     struct Frame;

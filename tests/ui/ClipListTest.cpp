@@ -3,6 +3,7 @@
 #include "TestFiles.h"
 #include "ToolFolder.h"
 #include "ui/ClipListPresenter.h"
+#include "ui/ClipThumbnails.h"
 #include "ui/RunSummaryPresenter.h"
 #include "UiTests.h"
 #include "UiTestSupport.h"
@@ -366,6 +367,8 @@ private slots:
     // list shown next waits for the frames the one before started.
     void noMoreThanTwoFramesAreTakenAtOnceWhenAnotherListTakesOver()
     {
+        // Frames that windows of earlier tests asked for share the limit: they end first.
+        QTRY_COMPARE_WITH_TIMEOUT(ClipThumbnails::framesInProgress(), 0, 120000);
         // Stand-in copies of ffmpeg wait for the gate and count how many run at once.
         ToolFolder tools;
         const QString ffmpeg = tools.toolPath(QStringLiteral("ffmpeg"));
@@ -404,6 +407,7 @@ private slots:
 
     void aThumbnailIsAFrameOfTheVideoWhenTheCameraLeftNoBitmap()
     {
+        QTRY_COMPARE_WITH_TIMEOUT(ClipThumbnails::framesInProgress(), 0, 120000);
         ToolFolder tools;
         TOLVANE_REQUIRE_REAL_TOOLS(tools);
         const auto restoreTools = useTools(tools.path());

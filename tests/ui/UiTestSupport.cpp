@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QTest>
 #include <QThreadPool>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -41,6 +42,10 @@ UiSession::UiSession(std::shared_ptr<KeyValueStore> store, std::shared_ptr<Deskt
 
 UiSession::~UiSession()
 {
+    // A run's debug report goes on after the session that ran it, and would
+    // ask the stand-in tools of whatever test comes next: it ends here.
+    if (context && !QTest::qWaitFor([this] { return !context->driver()->runDebugReportPending(); }, 120000))
+        qWarning("a run's debug report was still being gathered after two minutes");
     // The driver's background work ends before the stores it may reach go away.
     AppContext::setCurrent(nullptr);
     context.reset();
