@@ -14,7 +14,7 @@ QThreadPool& instance()
 }
 
 // Work still running ends while the application, which it may report to, is
-// there, as Qt has its own global pool's do.
+// there, as Qt does with its own global pool.
 void drain()
 {
     instance().waitForDone();
